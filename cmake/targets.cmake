@@ -1,0 +1,54 @@
+# One function per kind of target.
+
+# What everything is compiled with. Warnings are errors where CMAKE_COMPILE_WARNING_AS_ERROR says so (our presets).
+add_library(coupler_flags INTERFACE)
+target_compile_options(coupler_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2
+                                               -fno-semantic-interposition)
+target_include_directories(coupler_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+if(COUPLER_SANITIZE)
+  target_compile_options(coupler_flags INTERFACE -fsanitize=${COUPLER_SANITIZE} -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer -g)
+  target_link_options(coupler_flags INTERFACE -fsanitize=${COUPLER_SANITIZE})
+endif()
+
+# All of the library, compiled once: the shared library and the unit tests link it.
+add_library(coupler_objects OBJECT)
+target_link_libraries(coupler_objects PUBLIC coupler_flags coupler_platform)
+
+# coupler_sources(FILE...): adds sources of the calling folder to the library.
+function(coupler_sources)
+  list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE files)
+  target_sources(coupler_objects PRIVATE ${files})
+endfunction()
+
+# coupler_library(): libbrantix_coupler.so. It names every platform library and the message transport among its
+# dependencies, called or not, so that a host finds a missing one at load.
+function(coupler_library)
+  add_library(brantix_coupler SHARED)
+  target_link_libraries(brantix_coupler PRIVATE coupler_objects)
+  target_link_options(brantix_coupler PRIVATE -Wl,--no-as-needed -Wl,--enable-new-dtags -Wl,-z,defs -Wl,-z,relro
+                                              -Wl,-z,now)
+  target_include_directories(brantix_coupler INTERFACE ${PROJECT_SOURCE_DIR}/include)
+  if(COUPLER_SANITIZE)
+    # A sanitized library leaves its run time to the program that loads it.
+    target_link_options(brantix_coupler PRIVATE -Wl,-z,nodefs)
+  endif()
+endfunction()
+
+# coupler_stand_in(TARGET SONAME FILE...): a platform library of our own under the platform's soname.
+function(coupler_stand_in target soname)
+  add_library(${target} SHARED ${ARGN})
+  target_link_libraries(${target} PRIVATE coupler_flags)
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX "" OUTPUT_NAME ${soname} NO_SONAME ON
+                                             LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/platform)
+  target_link_options(${target} PRIVATE -Wl,-soname,${soname})
+endfunction()
+
+# coupler_test(NAME FILE...): a test program, run in the simulated appliance.
+function(coupler_test name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE coupler_objects coupler_test_support GTest::gmock GTest::gtest_main)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/platform/appliance $<TARGET_FILE:${name}>)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 SKIP_RETURN_CODE 77)
+endfunction()

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+
+#include "brantix/frame.h"
+
+namespace coupler {
+
+/// Decides whether a line at a level reaches the host's log function.
+class LogGate {
+ public:
+  explicit LogGate(int32_t at) : write(gLogPelkFn), threshold(gLogPelkModuleOffset), level(at) {}
+
+  // The host may change its threshold from another thread at any time.
+  bool passes() const {
+    return write != nullptr && threshold != nullptr &&
+           std::atomic_ref<int32_t>(*threshold).load(std::memory_order_relaxed) <= level;
+  }
+
+  SCI_log_fn* const write;
+  int32_t* const threshold;
+  const int32_t level;
+};
+
+}  // namespace coupler
+
+/// The one way to write a log line: LOG_LINE(info, "operation", "format", arguments...). The arguments are evaluated
+/// only when the line passes the gate, and checked against the format in any case.
+#define LOG_LINE(level, operation, ...)                                                                    \
+  do {                                                                                                     \
+    if (const ::coupler::LogGate log_gate_(level); log_gate_.passes()) {                                   \
+      log_gate_.write(operation, log_gate_.threshold, log_gate_.level, __VA_ARGS__);                       \
+    }                                                                                                      \
+  } while (false)

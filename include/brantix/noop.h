@@ -1,0 +1,29 @@
+#pragma once
+
+#include "brantix/export.h"
+
+/*
+ * The operations that make the interface complete and do nothing on this platform. Each takes any arguments, reads
+ * none, never logs, and returns 0 in the whole result register, which serves as status, count, null or false (those
+ * listed as NOTHING have no result). A list getter leaves the caller's list as it was.
+ */
+
+BRANTIX_BEGIN_C
+
+#ifdef __cplusplus
+#define BRANTIX_ANY_ARGUMENTS ...
+#else
+#define BRANTIX_ANY_ARGUMENTS
+#endif
+
+#define BRANTIX_NOOP_ZERO(operation) BRANTIX_EXPORT long operation(BRANTIX_ANY_ARGUMENTS);
+#define BRANTIX_NOOP_NOTHING(operation) BRANTIX_EXPORT void operation(BRANTIX_ANY_ARGUMENTS);
+#define BRANTIX_NOOP_OWN(operation)
+#define NOOP(operation, result) BRANTIX_NOOP_##result(operation)
+#include "brantix/noop.def"
+#undef NOOP
+#undef BRANTIX_NOOP_OWN
+#undef BRANTIX_NOOP_NOTHING
+#undef BRANTIX_NOOP_ZERO
+
+BRANTIX_END_C
