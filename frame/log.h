@@ -26,9 +26,15 @@ class LogGate {
 
 /// The one way to write a log line: LOG_LINE(info, "operation", "format", arguments...). The arguments are evaluated
 /// only when the line passes the gate, and checked against the format in any case.
-#define LOG_LINE(level, operation, ...)                                                                    \
-  do {                                                                                                     \
-    if (const ::coupler::LogGate log_gate_(level); log_gate_.passes()) {                                   \
-      log_gate_.write(operation, log_gate_.threshold, log_gate_.level, __VA_ARGS__);                       \
-    }                                                                                                      \
+#define LOG_LINE(at_level, operation, ...)                                           \
+  do {                                                                               \
+    if (const ::coupler::LogGate log_gate_(at_level); log_gate_.passes()) {          \
+      log_gate_.write(operation, log_gate_.threshold, log_gate_.level, __VA_ARGS__); \
+    }                                                                                \
+  } while (false)
+
+/// A line at info that is only written while the host has switched verbose tracing on.
+#define VERBOSE_LINE(operation, ...)                                   \
+  do {                                                                 \
+    if (cs_debug_verbose != 0) LOG_LINE(info, operation, __VA_ARGS__); \
   } while (false)

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace coupler {
+
+/// Owns an operating system handle and closes it.
+template <typename Raw, auto kNone, auto kClose>
+class Handle {
+ public:
+  Handle() = default;
+  explicit Handle(Raw raw) : raw_(raw) {}
+  Handle(Handle&& other) noexcept : raw_(other.release()) {}
+  Handle& operator=(Handle&& other) noexcept {
+    std::swap(raw_, other.raw_);
+    return *this;
+  }
+  ~Handle() {
+    if (raw_ != kNone) kClose(raw_);
+  }
+
+  explicit operator bool() const { return raw_ != kNone; }
+  Raw get() const { return raw_; }
+  Raw release() { return std::exchange(raw_, kNone); }
+
+ private:
+  Raw raw_ = kNone;
+};
+
+inline void close_stream(std::FILE* stream) {
+  std::fclose(stream);
+}
+inline void close_descriptor(int descriptor) {
+  ::close(descriptor);
+}
+
+using File = Handle<std::FILE*, nullptr, close_stream>;
+using Pipe = Handle<std::FILE*, nullptr, close_pipe>;
+using Directory = Handle<DIR*, nullptr, close_directory>;
+using Descriptor = Handle<int, -1, close_descriptor>;
+
+/// Opens a file for binary reading. On failure the result is empty and errno tells why.
+inline File open_for_reading(const char* path) {
+  // Non-blocking, so that a pipe at the path is opened (and then found not to be seekable) instead of waited for.
+  Descriptor descriptor(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!descriptor) return File();
+  File file(::fdopen(descriptor.get(), "rb"));
+  if (file) descriptor.release();
+  return file;
+}
+
+}  // namespace coupler

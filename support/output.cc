@@ -1,0 +1,45 @@
+#include "support/output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace coupler {
+
+// Non-blocking, so that a pipe without a reader is an error instead of a wait; a file is written as ever.
+OutputFile::OutputFile(const char* path)
+    : path_(path), descriptor_(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666)) {}
+
+OutputFile::~OutputFile() {
+  if (!descriptor_) return;
+  const int reason = errno;
+  ::unlink(path_);
+  errno = reason;
+}
+
+bool OutputFile::write(const void* data, size_t size) {
+  const char* next = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = ::write(descriptor_.get(), next, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    next += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+bool OutputFile::set_size(off_t size) {
+  return ::ftruncate(descriptor_.get(), size) == 0;
+}
+
+bool OutputFile::commit() {
+  if (::close(descriptor_.release()) == 0) return true;
+  const int reason = errno;
+  ::unlink(path_);
+  errno = reason;
+  return false;
+}
+
+}  // namespace coupler

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "support/handle.h"
+
+namespace coupler {
+
+/// A file that is written whole or not at all: it disappears again unless `commit` succeeded. Every failure leaves its
+/// reason in errno.
+class OutputFile {
+ public:
+  /// Creates or truncates the file at `path`, a text that outlives this object.
+  explicit OutputFile(const char* path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  /// Whether the file could be created.
+  explicit operator bool() const { return static_cast<bool>(descriptor_); }
+
+  bool write(const void* data, size_t size);
+
+  /// Sets the file's size; what was not written reads as zero.
+  bool set_size(off_t size);
+
+  /// Closes the file. @return whether all that was written is in it
+  bool commit();
+
+ private:
+  const char* path_;
+  Descriptor descriptor_;
+};
+
+}  // namespace coupler

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace coupler {
+
+/// A text field of fixed size: where it lies and how many bytes it holds, its terminator included. A field without room
+/// takes nothing.
+class Text {
+ public:
+  template <size_t N>
+  Text(char (&array)[N]) : data_(array), capacity_(N) {}  // NOLINT(google-explicit-constructor): an array is a field
+  Text(char* data, size_t capacity) : data_(data), capacity_(data == nullptr ? 0 : capacity) {}
+
+  /// Copies `text`, cut to the field.
+  void copy(std::string_view text) const {
+    if (capacity_ == 0) return;
+    const size_t length = std::min(text.size(), capacity_ - 1);
+    std::memcpy(data_, text.data(), length);
+    data_[length] = '\0';
+  }
+
+  /// Makes the text empty; what lies behind its first byte stays.
+  void clear() const { copy({}); }
+
+  /// Formats into the field, cut to it. @return false when it was cut
+  __attribute__((format(printf, 2, 3))) bool format(const char* format, ...) const {
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(data_, capacity_, format, arguments);
+    va_end(arguments);
+    return length >= 0 && static_cast<size_t>(length) < capacity_;
+  }
+
+ private:
+  char* data_;
+  size_t capacity_;
+};
+
+/// What a log line shows for a text that may be missing.
+inline const char* or_null(const char* text) {
+  return text == nullptr ? "(null)" : text;
+}
+
+}  // namespace coupler
