@@ -22,13 +22,13 @@ expect() {
   failures=$((failures + 1))
 }
 
-# Waits until the processes are gone, for at most ten seconds.
+# Waits until the command finds nothing any more, for at most ten seconds.
 gone() {
   for _ in {1..100}; do
-    pgrep -f "$1" >/dev/null || return 0
+    "$@" >/dev/null || return 0
     sleep 0.1
   done
-  pgrep -fa "$1"
+  "$@"
 }
 
 expect "exit status" "status 7" "$appliance" sh -c 'exit 7'
@@ -70,12 +70,13 @@ done
 
 marker=31536$$
 timeout 60 "$appliance" sh -c "sleep $marker & setsid sleep $marker & exit 0" >/dev/null
-expect "nothing is left behind" "" gone "sleep $marker"
-"$appliance" --bind . sh -c "touch ready; sleep $marker & setsid sleep $marker & wait" 2>/dev/null &
+expect "nothing is left behind" "" gone pgrep -fa "sleep $marker"
+TMPDIR=$scratch "$appliance" --bind . sh -c "touch ready; sleep $marker & setsid sleep $marker & wait" 2>/dev/null &
 until [[ -e ready ]]; do sleep 0.1; done
 kill -KILL $!
 wait $! 2>/dev/null
-expect "it dies with its parent" "" gone "sleep $marker"
+expect "it dies with its parent" "" gone pgrep -fa "sleep $marker"
+expect "its root is removed" "" gone compgen -G 'appliance.*'
 
 if [[ $1 == bubblewrap ]]; then
   for namespace in pid net uts ipc mnt; do
