@@ -100,8 +100,7 @@ TEST_F(ImageHandleTest, FailuresTellWhy) {
                                              "info getFileSize|ERROR: getFileSize: unable to open file " + missing +
                                                  ", No such file or directory",
                                              "info SCI_imageOpen|ERROR: SCI_imageOpen: hdr failed to open file " +
-                                                 missing + ", No such file or directory\n",
-                                             testing::HasSubstr("ERROR: SCI_imageOpen: hdr size mismatched expect ")));
+                                                 missing + ", No such file or directory\n"));
   EXPECT_EQ(open("text", "no container"), nullptr);
   EXPECT_EQ(log_.take_lines().back(), "info SCI_imageOpen|ERROR: SCI_imageOpen: failed to extract hdr from file " +
                                           (directory_ / "text") + ", expect size 576\n");
