@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -19,10 +18,13 @@ class Text {
 
   /// Copies `text`, cut to the field.
   void copy(std::string_view text) const {
-    if (capacity_ == 0) return;
-    const size_t length = std::min(text.size(), capacity_ - 1);
-    std::memcpy(data_, text.data(), length);
-    data_[length] = '\0';
+    if (capacity_ > 0) data_[text.copy(data_, capacity_ - 1)] = '\0';
+  }
+
+  /// As `copy`, and makes every byte behind the text zero.
+  void fill(std::string_view text) const {
+    if (capacity_ > 0) std::memset(data_, 0, capacity_);
+    copy(text);
   }
 
   /// Makes the text empty; what lies behind its first byte stays.
