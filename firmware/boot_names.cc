@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <string_view>
 
@@ -68,7 +66,7 @@ constexpr Marker kMarkers[] = {
 
 /// @return why the marker says nothing; null when it was taken
 const Failure* read(const Marker& marker, BootloaderSysNames& names) {
-  if (::access(marker.path, F_OK) != 0) return &kMissing;
+  if (!exists(marker.path)) return &kMissing;
   const File file = open_for_reading(marker.path);
   if (!file) return &kUnopenable;
   LineReader lines(file.get());

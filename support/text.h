@@ -18,7 +18,8 @@ class Text {
 
   /// Copies `text`, cut to the field.
   void copy(std::string_view text) const {
-    if (capacity_ > 0) data_[text.copy(data_, capacity_ - 1)] = '\0';
+    if (capacity_ == 0) return;
+    data_[text.copy(data_, capacity_ - 1)] = '\0';
   }
 
   /// As `copy`, and makes every byte behind the text zero.
