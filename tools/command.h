@@ -40,5 +40,9 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command command_command();
+Command versions_command();
+Command boot_names_command();
+Command firmware_family();
+Command ssd_family();
 
 }  // namespace coupler::tool

@@ -55,10 +55,8 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(),
-      container_family(),
-      bundle_family(),
-      command_command(),
+      image_family(),       container_family(), bundle_family(), versions_command(),
+      boot_names_command(), firmware_family(),  ssd_family(),    command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
