@@ -57,17 +57,11 @@ std::string list(const Keys& words) {
   return text;
 }
 
-std::string in_quotes(std::string_view text) {
-  return '"' + std::string(text) + '"';
-}
+std::string in_quotes(std::string_view text) { return '"' + std::string(text) + '"'; }
 
-bool is_control(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 /// A value of the manifest and where it stands, such as parts[2].version.
 struct Value {
@@ -199,17 +193,18 @@ class Reader {
     }
     Keys types = {kImageHeader};
     for (const PartKind& kind : kPartKinds) {
-      if (kind.name == type) return pack::part(kind.type, text_of(value, kind), content(value));
+      if (kind.name == type) return part(value, kind);
       types.push_back(kind.name);
     }
     value["type"].reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
   }
 
-  static std::string text_of(const Value& value, const PartKind& kind) {
+  Object part(const Value& value, const PartKind& kind) {
     Keys keys = {"type", kind.text, "file"};
     if (kind.type == orvix_object_imagefile) keys.push_back("image");
     value.must_be_object(keys);
-    return part_text(value[kind.text]);
+    const std::string text = part_text(value[kind.text]);
+    return pack::part(kind.type, text, content(value));
   }
 
   std::optional<Payload> content(const Value& value) {
