@@ -26,6 +26,7 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  bool flag = false;  ///< an option without a value
 };
 
 struct Command {
@@ -40,5 +41,6 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command command_command();
+Command sessions_command();
 
 }  // namespace coupler::tool

@@ -73,6 +73,19 @@ holds '[o["text"] for o in r["objects"] if o.get("type") == 13] == ["7;12"] and 
 expect 0 out 'interface fc %u/%u' command 3
 holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 446
 
+# Sessions: a process by the name of a CLI shell, seen twice.
+if [[ $APPLIANCE_KIND == bubblewrap ]]; then
+  ln -s "$(type -P sleep)" vsh
+  expect 0 out USER sessions
+  holds 'r == []' sessions
+  USER=alice setsid ./vsh 600 &
+  until [[ $(<"/proc/$!/comm") == vsh ]]; do :; done
+  expect 0 out 'alice  -     -' sessions
+  holds "[[s['user'], s['pid'], s['idle_seconds']] for s in r] == [['alice', $!, None]]" sessions
+  [[ $(head -n 4 < <("$couplerctl" sessions --watch) | grep -c alice) == 2 ]] || fail '--watch does not refresh'
+  kill $!
+fi
+
 # What is broken is said, and where.
 head -c 4000 fw.bundle >cut.bundle
 expect 1 err 'at 704: the payload has 5008 bytes, but only 3248 are left' container tree cut.bundle
