@@ -40,7 +40,8 @@ BRANTIX_EXPORT _SCI_cli_session_iterator_s* SCI_cli_get_sessions(void);
 /*
  * The other calls refuse a handle that is not the one handed out last, and not freed since: they print "%s: Internal
  * error: Invalid null iterator pointer for id: 0" or "%s: Internal error: Invalid iterator pointer for id: 0" and do
- * nothing. A refused handle is compared, never followed.
+ * nothing. A refused handle is compared, never followed. It is an address, which a later snapshot may have again:
+ * forget a handle that was freed.
  */
 
 /** @return 1 when another session follows, else 0 */

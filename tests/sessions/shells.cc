@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <utmpx.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -51,6 +52,11 @@ void fill(char (&field)[N], const std::string& text) {
 }
 
 }  // namespace
+
+bool has_own_process_table() {
+  const char* const kind = std::getenv("APPLIANCE_KIND");
+  return kind != nullptr && std::string_view(kind) == "bubblewrap";
+}
 
 Shells::Shells(Where where, const std::vector<Shell>& shells) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // the shells are the leader's children, but to be waited for here

@@ -7,6 +7,9 @@
 
 namespace coupler::test {
 
+/// Whether no other process than the test's own can be seen, and the login database is not this machine's.
+bool has_own_process_table();
+
 /// A program to run under a name of its own.
 struct Shell {
   std::string name = "vsh";
