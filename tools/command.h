@@ -26,6 +26,7 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  bool flag = false;  ///< an option without a value
 };
 
 struct Command {
@@ -44,5 +45,6 @@ Command versions_command();
 Command boot_names_command();
 Command firmware_family();
 Command ssd_family();
+Command sessions_command();
 
 }  // namespace coupler::tool

@@ -24,3 +24,4 @@
 #include "brantix/frame.h"
 #include "brantix/image.h"
 #include "brantix/noop.h"
+#include "brantix/sessions.h"

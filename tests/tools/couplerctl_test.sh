@@ -97,6 +97,18 @@ echo 'image detail' >/mnt/boot/.boot_brantixmgr
 holds 'r["management_image"] == "image" and r["message"].endswith("/mnt/boot/.boot_npu")' boot-names
 : >/mnt/boot/.boot_string
 expect 1 err 'failed to read the file /mnt/boot/.boot_string' boot-names
+# Sessions: a process by the name of a CLI shell, seen twice.
+if [[ $APPLIANCE_KIND == bubblewrap ]]; then
+  ln -s "$(type -P sleep)" vsh
+  expect 0 out USER sessions
+  holds 'r == []' sessions
+  USER=alice setsid ./vsh 600 &
+  until [[ $(<"/proc/$!/comm") == vsh ]]; do :; done
+  expect 0 out 'alice  -     -' sessions
+  holds "[[s['user'], s['pid'], s['idle_seconds']] for s in r] == [['alice', $!, None]]" sessions
+  [[ $(head -n 4 < <("$couplerctl" sessions --watch) | grep -c alice) == 2 ]] || fail '--watch does not refresh'
+  kill $!
+fi
 
 # What is broken is said, and where.
 head -c 4000 fw.bundle >cut.bundle
