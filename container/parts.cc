@@ -54,7 +54,7 @@ PartText::PartText(std::unique_ptr<char[]> text)
 std::optional<PartText> PartText::read(const Part& part) {
   auto text = room_for(part.head.header_length);
   if (text == nullptr) return std::nullopt;
-  if (read_at(part.bundle, part.header_at(), text.get(), part.head.header_length) < 0) return std::nullopt;
+  if (!read_all_there_is(part.bundle, part.header_at(), text.get(), part.head.header_length)) return std::nullopt;
   return PartText(std::move(text));
 }
 

@@ -42,10 +42,11 @@ uint64_t mappable_size(int descriptor) {
 
 bool copy_through_buffer(std::FILE* source, uint64_t offset, uint64_t length, OutputFile& target) {
   char buffer[16384];
-  if (::fseeko(source, static_cast<off_t>(offset), SEEK_SET) != 0) return true;
+  std::clearerr(source);
+  if (::fseeko(source, static_cast<off_t>(offset), SEEK_SET) != 0) return errno == EINVAL;  // behind what it holds
   while (length > 0) {
     const size_t got = std::fread(buffer, 1, std::min<uint64_t>(length, sizeof(buffer)), source);
-    if (got == 0) return true;
+    if (got == 0) return std::ferror(source) == 0;
     if (!target.write(buffer, got)) return false;
     length -= got;
   }
