@@ -2,6 +2,7 @@
 
 /* The platform board query, libquorvaosc.so.1. */
 
+#pragma GCC visibility push(default)
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -12,3 +13,4 @@ int get_platform_board_type(void);
 #ifdef __cplusplus
 }
 #endif
+#pragma GCC visibility pop

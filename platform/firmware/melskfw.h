@@ -2,6 +2,7 @@
 
 /* The platform firmware library, libmelskfw.so. */
 
+#pragma GCC visibility push(default)
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -30,3 +31,4 @@ int melskfw_getUpgState(int component);
 #ifdef __cplusplus
 }
 #endif
+#pragma GCC visibility pop

@@ -1,13 +1,22 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+
+#pragma GCC visibility push(default)
 
 /// The platform message layer, libmesvo.so: requests and replies over ZeroMQ.
 ///
 /// A request is one multipart message of two frames: the message type as a 4-byte little-endian integer, then the data.
 /// A reply has the message type likewise, then zero or more data frames.
 namespace mesvo {
+
+/// Space for the platform's own members: users allocate the objects, and are not rebuilt when it takes the place of the
+/// stand-in.
+struct Room {
+  std::max_align_t reserved[16];
+};
 
 /// A received message.
 class IpcMsg {
@@ -17,14 +26,15 @@ class IpcMsg {
   IpcMsg(const IpcMsg&) = delete;
   IpcMsg& operator=(const IpcMsg&) = delete;
 
-  int getNumParts();    ///< number of data frames
-  char* getMsgData();   ///< first data frame, owned by the message; null without one
-  int getMsgType();     ///< message type; 0 in a message that was never received
+  int getNumParts();   ///< number of data frames
+  char* getMsgData();  ///< first data frame, owned by the message; null without one
+  int getMsgType();    ///< message type; 0 in a message that was never received
 
  private:
   friend class MsgRequestClientChannel;
   struct Parts;
   std::unique_ptr<Parts> parts_;
+  Room room_;
 };
 
 /// A client's end of a request channel. What cannot be sent or received is thrown as std::runtime_error with its
@@ -49,6 +59,9 @@ class MsgRequestClientChannel {
  private:
   struct Socket;
   std::unique_ptr<Socket> socket_;
+  Room room_;
 };
 
 }  // namespace mesvo
+
+#pragma GCC visibility pop

@@ -1,0 +1,112 @@
+#include "platform/settings.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+
+namespace platform {
+namespace {
+
+std::mutex mutex;
+std::string in_process;
+
+std::string settings_file() {
+  const char* path = std::getenv("COUPLER_PLATFORM");
+  return path == nullptr ? "" : path;
+}
+
+std::string read_text(const std::string& path) {
+  if (path.empty()) return in_process;
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool write_all(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(descriptor, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    text.remove_prefix(static_cast<size_t>(count));
+  }
+  return true;
+}
+
+bool write_text(const std::string& path, const std::string& text) {
+  if (path.empty()) {
+    in_process = text;
+    return true;
+  }
+  std::string temporary = path + ".XXXXXX";
+  const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
+  if (descriptor < 0) return false;
+  struct stat old {};
+  const mode_t mode = stat(path.c_str(), &old) == 0 ? old.st_mode & 07777 : 0644;
+  const bool written = write_all(descriptor, text) && fchmod(descriptor, mode) == 0;
+  if (close(descriptor) == 0 && written && rename(temporary.c_str(), path.c_str()) == 0) return true;
+  const int reason = errno;
+  unlink(temporary.c_str());
+  errno = reason;
+  return false;
+}
+
+std::string_view trim(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r";
+  const size_t first = text.find_first_not_of(kBlanks);
+  return first == text.npos ? "" : text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+}
+
+std::string_view take_line(std::string_view& text) {
+  const std::string_view line = text.substr(0, text.find('\n'));
+  text.remove_prefix(line.size() == text.size() ? line.size() : line.size() + 1);
+  return line;
+}
+
+/// The line's key; empty for a comment and for what is no setting.
+std::string_view key_of(std::string_view line) {
+  const size_t equals = line.find('=');
+  const std::string_view key = trim(line.substr(0, equals));
+  return equals == line.npos || key.starts_with('#') ? "" : key;
+}
+
+}  // namespace
+
+std::string setting(std::string_view key, std::string_view otherwise) {
+  const std::lock_guard lock(mutex);
+  const std::string text = read_text(settings_file());
+  std::string value(otherwise);
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view line = take_line(rest);
+    if (key_of(line) == key) value = trim(line.substr(line.find('=') + 1));
+  }
+  return value;
+}
+
+int setting(std::string_view key, int otherwise) {
+  const std::string text = setting(key, "");
+  std::from_chars(text.data(), text.data() + text.size(), otherwise);
+  return otherwise;
+}
+
+bool change_settings(const Changes& changes) {
+  const std::lock_guard lock(mutex);
+  const std::string path = settings_file();
+  const std::string old = read_text(path);
+  std::string text;
+  for (std::string_view rest = old; !rest.empty();) {
+    const std::string_view line = take_line(rest);
+    bool kept = true;
+    for (const auto& change : changes) kept = kept && key_of(line) != change.first;
+    if (kept) text.append(line).append("\n");
+  }
+  for (const auto& [key, value] : changes) text.append(key).append(" = ").append(value).append("\n");
+  return write_text(path, text);
+}
+
+}  // namespace platform
