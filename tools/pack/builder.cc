@@ -1,0 +1,195 @@
+#include "tools/pack/builder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tools/pack/files.h"
+
+namespace coupler::pack {
+
+namespace {
+
+constexpr uint64_t kUnit = 16;
+constexpr uint64_t kMaxHeader = 0xffff * kUnit;
+constexpr uint64_t kMaxPayload = 0xff'ffff'ffff * kUnit;
+constexpr uint8_t kPkcs7Flag = 2;
+constexpr size_t kSkippedTail = 16;
+
+constexpr Guid kFileGuid = {0x11, 0xbb, 0x8d, 0x46, 0xd6, 0x38, 0x01, 0x4d,
+                            0xa2, 0x6b, 0x7d, 0x66, 0x62, 0x0d, 0xfc, 0x74};
+
+#define OBJECT(number, constant, guid, name, ...) Guid{__VA_ARGS__},
+constexpr Guid kGuids[] = {
+#include "brantix/container_types.def"
+};
+#undef OBJECT
+static_assert(std::size(kGuids) == ORVIX_TYPE_COUNT);
+
+template <class... Cases>
+struct Overload : Cases... {
+  using Cases::operator()...;
+};
+template <class... Cases>
+Overload(Cases...) -> Overload<Cases...>;
+
+uint64_t padding(uint64_t length) {
+  return (kUnit - length % kUnit) % kUnit;
+}
+
+uint64_t payload_padding(const Object& object, uint64_t length) {
+  return object.pkcs7 ? kUnit - length % kUnit : padding(length);
+}
+
+uint64_t size(const std::vector<Object>& objects) {
+  uint64_t sum = 0;
+  for (const Object& object : objects) sum += pack::size(object);
+  return sum;
+}
+
+void check_limit(const char* what, uint64_t length, uint64_t limit) {
+  if (length <= limit) return;
+  throw Error(std::string("an object's ") + what + " has " + std::to_string(length) + " bytes; the format holds " +
+              std::to_string(limit));
+}
+
+std::string head(const Object& object, uint64_t header_units, uint64_t payload_units) {
+  std::string bytes(object.guid.begin(), object.guid.end());
+  bytes.resize(32);
+  for (size_t i = 0; i < 2; ++i) bytes[16 + i] = static_cast<char>(header_units >> (8 * i));
+  for (size_t i = 0; i < 5; ++i) bytes[19 + i] = static_cast<char>(payload_units >> (8 * i));
+  bytes[24] = static_cast<char>(object.flags | (object.pkcs7 ? kPkcs7Flag : 0));
+  return bytes;
+}
+
+void write(const std::vector<Object>& objects, const Sink& sink);
+
+void write(const Payload& payload, const Sink& sink) {
+  std::visit(Overload{[&](const std::string& bytes) { sink(bytes); },  //
+                      [&](const File& from) { copy(from, sink); },
+                      [&](const std::vector<Object>& children) { write(children, sink); },
+                      [&](const Container& container) { pack::write(container, sink); }},
+             payload);
+}
+
+void write(const Object& object, const Sink& sink) {
+  const uint64_t length = pack::size(object.payload);
+  const uint64_t fill = payload_padding(object, length);
+  const uint64_t header_length = object.header.size() + padding(object.header.size());
+  sink(head(object, header_length / kUnit, (length + fill) / kUnit));
+  sink(object.header);
+  sink(std::string(padding(object.header.size()), '\0'));
+  write(object.payload, sink);
+  sink(std::string(fill, static_cast<char>(object.pkcs7 ? fill : 0)));
+}
+
+void write(const std::vector<Object>& objects, const Sink& sink) {
+  for (const Object& object : objects) write(object, sink);
+}
+
+template <size_t N>
+void set_field(char (&field)[N], const char* name, const std::string& text) {
+  if (text.size() > N) {
+    throw Error(std::string(name) + " has " + std::to_string(text.size()) + " characters; its field holds " +
+                std::to_string(N));
+  }
+  std::copy(text.begin(), text.end(), field);
+}
+
+ImageHeader record(const HeaderFields& fields) {
+  ImageHeader header{};
+  set_field(header.build_date, "build_date", fields.build_date);
+  set_field(header.version, "version", fields.version);
+  set_field(header.platform_version, "platform_version", fields.platform_version);
+  set_field(header.interim_version, "interim_version", fields.interim_version);
+  set_field(header.filename, "filename", fields.filename);
+  set_field(header.software_id, "software_id", fields.software_id);
+  set_field(header.image_size, "image_size", fields.image_size);
+  header.platform = fields.platform;
+  header.image_type = fields.image_type;
+  return header;
+}
+
+Container sign(Object signed_content) {
+  return {{wrap(orvix_object_zeltasignature, {}, {std::move(signed_content)})}};
+}
+
+}  // namespace
+
+Guid guid_of(int type) {
+  return kGuids[type];
+}
+
+Object object(int type, std::string header, Payload payload) {
+  return {.guid = guid_of(type), .header = std::move(header), .payload = std::move(payload)};
+}
+
+Object wrap(int type, std::string header, std::vector<Object> children) {
+  return object(type, std::move(header), std::move(children));
+}
+
+uint64_t size(const Payload& payload) {
+  return std::visit(Overload{[](const std::string& bytes) { return uint64_t{bytes.size()}; },  //
+                             [](const File& from) { return from.size; },
+                             [](const std::vector<Object>& children) { return size(children); },
+                             [](const Container& container) { return pack::size(container); }},
+                    payload);
+}
+
+uint64_t size(const Object& object) {
+  const uint64_t header_length = object.header.size() + padding(object.header.size());
+  const uint64_t content = size(object.payload);
+  const uint64_t payload_length = content + payload_padding(object, content);
+  check_limit("header", header_length, kMaxHeader);
+  check_limit("payload", payload_length, kMaxPayload);
+  return sizeof(orvix_object) + header_length + payload_length;
+}
+
+uint64_t size(const Container& container) {
+  return kFileGuid.size() + size(container.objects);
+}
+
+void write(const Container& container, const Sink& sink) {
+  sink({reinterpret_cast<const char*>(kFileGuid.data()), kFileGuid.size()});
+  write(container.objects, sink);
+}
+
+std::string render(const Container& container) {
+  std::string bytes;
+  bytes.reserve(size(container));
+  write(container, [&](std::string_view piece) { bytes += piece; });
+  return bytes;
+}
+
+void write_file(const Container& container, const std::filesystem::path& path,
+                const std::function<void(uint64_t)>& progress) {
+  size(container);  // a tree that cannot be expressed is refused before anything is written
+  NewFile output(path);
+  uint64_t done = 0;
+  write(container, [&](std::string_view piece) {
+    output.write(piece);
+    done += piece.size();
+    if (progress) progress(done);
+  });
+  output.commit();
+}
+
+Object part(int type, const std::string& text, const std::optional<Payload>& data) {
+  if (!data) return object(type, text);
+  return object(type, text + ';' + std::to_string(size(*data)), *data);
+}
+
+Object image_header(const HeaderFields& fields, int type, Payload payload) {
+  const ImageHeader header = record(fields);
+  std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
+  return object(type, bytes + std::string(kSkippedTail, '\0'), std::move(payload));
+}
+
+Container bundle(std::vector<Object> parts) {
+  return sign(wrap(orvix_object_controllertype, {}, std::move(parts)));
+}
+
+Container image(const HeaderFields& fields, int type, Payload payload) {
+  return sign(image_header(fields, type, std::move(payload)));
+}
+
+}  // namespace coupler::pack

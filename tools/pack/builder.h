@@ -1,0 +1,120 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "brantix/container.h"
+
+/// Builds containers: first a tree of objects, which holds files by name only, then its bytes, written in one pass.
+/// Nothing is checked here but what the format cannot express, so that damaged containers can be built too.
+namespace coupler::pack {
+
+struct Error : std::runtime_error {
+  using runtime_error::runtime_error;
+};
+
+struct Object;
+
+/// A file whose content becomes a payload. It is read while the container is written.
+struct File {
+  std::filesystem::path path;
+  uint64_t size = 0;
+};
+
+/// The file GUID and the objects behind it.
+struct Container {
+  std::vector<Object> objects;
+};
+
+using Payload = std::variant<std::string, File, std::vector<Object>, Container>;
+using Guid = std::array<uint8_t, 16>;
+
+/// Header and payload are padded with zero bytes to a multiple of 16.
+struct Object {
+  Guid guid{};
+  std::string header = {};
+  Payload payload = {};
+  uint8_t flags = 0;
+  bool pkcs7 = false;  ///< pads the payload with 1 to 16 bytes, each their number, and sets the flag that says so
+};
+
+Guid guid_of(int type);
+
+/// @throws Error when `path` is not a regular file
+File file(const std::filesystem::path& path);
+
+Object object(int type, std::string header = {}, Payload payload = {});
+Object wrap(int type, std::string header, std::vector<Object> children);
+
+// What is in it, in bytes; a payload without its padding, objects and containers with everything.
+uint64_t size(const Payload& payload);
+uint64_t size(const Object& object);
+uint64_t size(const Container& container);
+
+using Sink = std::function<void(std::string_view)>;
+void write(const Container& container, const Sink& sink);
+std::string render(const Container& container);
+
+/// Writes the container as a file that appears whole or not at all. What stood at `path` before is replaced.
+///
+/// @param progress called with the number of bytes written so far; what it throws ends the writing
+void write_file(const Container& container, const std::filesystem::path& path,
+                const std::function<void(uint64_t)>& progress = {});
+
+// The parts of a bundle. A part without data has a version or a name, and no size.
+
+Object part(int type, const std::string& text, const std::optional<Payload>& data = {});
+
+inline Object rommon(const std::string& version, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_firmware, version, data);
+}
+inline Object ssd(const std::string& version, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_ssd, version, data);
+}
+inline Object fpga(const std::string& version, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_firmwarehub, version, data);
+}
+inline Object pseq(const std::string& version, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_firmwareimageone, version, data);
+}
+inline Object lan_spi(const std::string& version, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_firmwareimagetwo, version, data);
+}
+inline Object image_file(const std::string& name, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_imagefile, name, data);
+}
+inline Object text_file(const std::string& name, const std::optional<Payload>& data = {}) {
+  return part(orvix_object_textfile, name, data);
+}
+
+/// The fields of an image header. A text that fills its field leaves no room for a terminator, which the format allows.
+struct HeaderFields {
+  std::string build_date = {};
+  std::string version = {};
+  std::string platform_version = {};
+  std::string interim_version = {};
+  std::string filename = {};
+  std::string software_id = {};
+  std::string image_size = {};
+  uint8_t platform = 0;
+  uint8_t image_type = 0;
+};
+
+/// An object whose header is an image header: the record, then 16 bytes that readers leave out.
+///
+/// @throws Error when a text is longer than its field
+Object image_header(const HeaderFields& fields, int type = orvix_object_imageheader, Payload payload = {});
+
+/// Signature object, controller-type object, parts.
+Container bundle(std::vector<Object> parts);
+
+/// Signature object, then an object of `type` (22 or 23) whose header is the image header. An image that is nested the
+/// other way is a bundle that begins with an `image_header`.
+Container image(const HeaderFields& fields, int type = orvix_object_imagetype, Payload payload = {});
+
+}  // namespace coupler::pack

@@ -1,0 +1,278 @@
+#include "tools/pack/manifest.h"
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "tools/pack/files.h"
+
+namespace coupler::pack {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+using Keys = std::vector<std::string_view>;
+
+constexpr size_t kLongestName = 63;  // readers keep names and versions in 64 bytes
+constexpr size_t kMostParts = 20;
+constexpr uint64_t kMostBytes = 0xffff'ffff;
+constexpr int kDeepestImage = 8;
+
+struct PartKind {
+  std::string_view name;
+  int type;
+  const char* text;  // key of the text before the size
+};
+constexpr PartKind kPartKinds[] = {
+    {"rommon", orvix_object_firmware, "version"},
+    {"ssd", orvix_object_ssd, "version"},
+    {"fpga", orvix_object_firmwarehub, "version"},
+    {"pseq", orvix_object_firmwareimageone, "version"},
+    {"lan-spi", orvix_object_firmwareimagetwo, "version"},
+    {"image", orvix_object_imagefile, "name"},
+    {"text", orvix_object_textfile, "name"},
+};
+constexpr std::string_view kImageHeader = "image-header";
+
+struct TextField {
+  const char* key;
+  std::string HeaderFields::*field;
+  size_t capacity;
+};
+constexpr TextField kTextFields[] = {
+    {"build_date", &HeaderFields::build_date, sizeof(ImageHeader::build_date)},
+    {"version", &HeaderFields::version, sizeof(ImageHeader::version)},
+    {"platform_version", &HeaderFields::platform_version, sizeof(ImageHeader::platform_version)},
+    {"interim_version", &HeaderFields::interim_version, sizeof(ImageHeader::interim_version)},
+    {"filename", &HeaderFields::filename, sizeof(ImageHeader::filename)},
+    {"software_id", &HeaderFields::software_id, sizeof(ImageHeader::software_id)},
+    {"image_size", &HeaderFields::image_size, sizeof(ImageHeader::image_size)},
+};
+
+std::string list(const Keys& words) {
+  std::string text;
+  for (std::string_view word : words) text.append(text.empty() ? "" : ", ").append(word);
+  return text;
+}
+
+std::string in_quotes(std::string_view text) {
+  return '"' + std::string(text) + '"';
+}
+
+bool is_control(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// A value of the manifest and where it stands, such as parts[2].version.
+struct Value {
+  const Json& json;
+  std::string where;
+
+  [[noreturn]] void reject(const std::string& why) const { throw Error(where.empty() ? why : where + ": " + why); }
+
+  bool has(const char* key) const { return json.contains(key); }
+
+  Value operator[](const char* key) const {
+    if (!has(key)) reject(in_quotes(key) + " is missing");
+    return {json.at(key), where.empty() ? key : where + '.' + key};
+  }
+
+  void must_be_object(const Keys& keys) const {
+    if (!json.is_object()) reject("must be an object {...} with " + list(keys));
+    for (const auto& [key, value] : json.items()) {
+      if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
+        reject("unknown key " + in_quotes(key) + "; there may be " + list(keys));
+      }
+    }
+  }
+
+  std::string text(size_t longest) const {
+    if (!json.is_string()) reject("must be a text");
+    const auto& value = json.get_ref<const std::string&>();
+    if (value.size() > longest) {
+      reject("has " + std::to_string(value.size()) + " characters; at most " + std::to_string(longest) + " fit");
+    }
+    if (std::any_of(value.begin(), value.end(), is_control)) reject("must not hold control characters");
+    return value;
+  }
+
+  uint8_t code() const {
+    if (!json.is_number_integer() || json < 0 || json > 255) reject("must be a whole number from 0 to 255");
+    return json.get<uint8_t>();
+  }
+};
+
+/// The text before ';' in a part's header. It becomes a file name, or a piece of one, when the bundle is unpacked.
+std::string part_text(const Value& value) {
+  std::string text = value.text(kLongestName);
+  if (text.empty() || text == "." || text == "..") value.reject(in_quotes(text) + " cannot be part of a file name");
+  if (text.find_first_of("/;") != text.npos) value.reject("must not hold \"/\" or \";\"");
+  return text;
+}
+
+class Reader {
+ public:
+  explicit Reader(fs::path directory) : directory_(std::move(directory)) {}
+
+  Container bundle(const Value& value) {
+    value.must_be_object({"parts"});
+    return pack::bundle(parts(value["parts"]));
+  }
+
+  Container image(const Value& value) {
+    value.must_be_object({"header", "nesting", "file", "parts"});
+    const HeaderFields header = header_fields(value["header"], header_keys());
+    const std::string nesting = value.has("nesting") ? value["nesting"].text(SIZE_MAX) : "image-type";
+    if (nesting == "image-type") return plain_image(value, header, orvix_object_imagetype);
+    if (nesting == "bundle-type") return plain_image(value, header, orvix_object_bundletype);
+    if (nesting == "controller") return controller_image(value, header);
+    value["nesting"].reject("unknown nesting " + in_quotes(nesting) + "; one of image-type, bundle-type, controller");
+  }
+
+  std::vector<std::string> warnings;
+
+ private:
+  static Keys header_keys() {
+    Keys keys;
+    for (const TextField& row : kTextFields) keys.push_back(row.key);
+    keys.insert(keys.end(), {"platform", "image_type"});
+    return keys;
+  }
+
+  static HeaderFields header_fields(const Value& value, const Keys& keys) {
+    value.must_be_object(keys);
+    HeaderFields fields;
+    for (const TextField& row : kTextFields) {
+      if (value.has(row.key)) fields.*row.field = value[row.key].text(row.capacity - 1);
+    }
+    if (!std::all_of(fields.image_size.begin(), fields.image_size.end(), is_digit)) {
+      value["image_size"].reject("must be a text of digits, the size in bytes");
+    }
+    if (value.has("platform")) fields.platform = value["platform"].code();
+    if (value.has("image_type")) fields.image_type = value["image_type"].code();
+    return fields;
+  }
+
+  Container plain_image(const Value& value, const HeaderFields& header, int type) {
+    if (value.has("parts")) value["parts"].reject("only an image with \"nesting\": \"controller\" has parts");
+    return pack::image(header, type, value.has("file") ? Payload(file(value["file"])) : Payload());
+  }
+
+  Container controller_image(const Value& value, const HeaderFields& header) {
+    if (value.has("file")) value["file"].reject("an image with \"nesting\": \"controller\" has \"parts\" instead");
+    std::vector<Object> objects = {image_header(header)};
+    if (value.has("parts")) std::ranges::move(parts(value["parts"]), std::back_inserter(objects));
+    return pack::bundle(std::move(objects));
+  }
+
+  std::vector<Object> parts(const Value& value) {
+    if (!value.json.is_array()) value.reject("must be a list [...] of parts");
+    if (value.json.size() > kMostParts) {
+      warn(value, "has " + std::to_string(value.json.size()) + " parts; readers stop after the first 20");
+    }
+    std::vector<Object> objects;
+    std::set<std::pair<Guid, std::string>> names;
+    for (size_t i = 0; i < value.json.size(); ++i) {
+      const Value row{value.json[i], value.where + '[' + std::to_string(i) + ']'};
+      objects.push_back(part(row));
+      const Object& last = objects.back();
+      if (!names.emplace(last.guid, last.header.substr(0, last.header.find(';'))).second) {
+        warn(row, "an earlier part has the same type and name; unpacking keeps the last");
+      }
+    }
+    return objects;
+  }
+
+  Object part(const Value& value) {
+    if (!value.json.is_object()) value.reject("must be an object {...}");
+    const std::string type = value["type"].text(SIZE_MAX);
+    if (type == kImageHeader) {
+      Keys keys = header_keys();
+      keys.push_back("type");
+      return image_header(header_fields(value, keys));
+    }
+    Keys types = {kImageHeader};
+    for (const PartKind& kind : kPartKinds) {
+      if (kind.name == type) return pack::part(kind.type, text_of(value, kind), content(value));
+      types.push_back(kind.name);
+    }
+    value["type"].reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
+  }
+
+  static std::string text_of(const Value& value, const PartKind& kind) {
+    Keys keys = {"type", kind.text, "file"};
+    if (kind.type == orvix_object_imagefile) keys.push_back("image");
+    value.must_be_object(keys);
+    return part_text(value[kind.text]);
+  }
+
+  std::optional<Payload> content(const Value& value) {
+    if (value.has("file") && value.has("image")) value.reject("has \"file\" and \"image\"; one of them is the content");
+    if (value.has("file")) return file(value["file"]);
+    if (value.has("image")) return nested(value["image"]);
+    return {};
+  }
+
+  Container nested(const Value& value) {
+    if (++depth_ > kDeepestImage) value.reject("images stand in images more than 8 deep");
+    Container container = value.has("header") ? image(value) : bundle(value);
+    --depth_;
+    return container;
+  }
+
+  File file(const Value& value) {
+    try {
+      return pack::file(directory_ / value.text(SIZE_MAX));
+    } catch (const Error& error) {
+      value.reject(error.what());
+    }
+  }
+
+  void warn(const Value& value, const std::string& text) { warnings.push_back(value.where + ": " + text); }
+
+  const fs::path directory_;
+  int depth_ = 0;
+};
+
+Json parse_json(const std::string& text) {
+  try {
+    return Json::parse(text, nullptr, true, /*ignore_comments=*/true);
+  } catch (const Json::exception& error) {
+    const std::string_view what = error.what();  // "[json.exception...] what and where"
+    throw Error("not JSON: " + std::string(what.substr(what.find(']') + 2)));
+  }
+}
+
+std::string read_text(const fs::path& path) {
+  std::string text;
+  copy(file(path), [&](std::string_view piece) { text += piece; });
+  return text;
+}
+
+}  // namespace
+
+Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& directory) {
+  const Json json = parse_json(text);
+  Reader reader(directory);
+  Container container = kind == Kind::kBundle ? reader.bundle({json, ""}) : reader.image({json, ""});
+  if (size(container) > kMostBytes)
+    reader.warnings.push_back("the result has more than 4 GiB, which readers cannot address");
+  return {std::move(container), std::move(reader.warnings)};
+}
+
+Manifest read_manifest(Kind kind, const fs::path& path) {
+  const std::string text = read_text(path);
+  try {
+    return parse_manifest(kind, text, path.parent_path());
+  } catch (const Error& error) {
+    throw Error(path.string() + ": " + error.what());
+  }
+}
+
+}  // namespace coupler::pack

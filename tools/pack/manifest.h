@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tools/pack/builder.h"
+
+/// What is to be packed, as a JSON text. A bundle lists its parts:
+///
+///     {"parts": [{"type": "image-header", "version": "4.2(1)", "filename": "fw.img", "platform": 3},
+///                {"type": "rommon", "version": "1.0.5", "file": "rommon.bin"},
+///                {"type": "image", "name": "fw.img", "image": {"header": {"version": "4.2(1)"}}},
+///                {"type": "text", "name": "readme.txt", "file": "readme.txt"}]}
+///
+/// Firmware parts (rommon, ssd, fpga, pseq, lan-spi) have a version, image and text parts a name. The content is a
+/// file, or for an image part another manifest under "image"; a part without content has no size. An image has a
+/// header:
+///
+///     {"header": {"version": "4.2(1)", "filename": "fw.img"}, "nesting": "image-type", "file": "payload.bin"}
+///
+/// Its nesting is image-type (where nothing is said) or bundle-type, both with an optional file as payload, or
+/// controller, with optional parts behind the header. Relative paths start at the manifest's own directory.
+namespace coupler::pack {
+
+enum class Kind { kBundle, kImage };
+
+struct Manifest {
+  Container container;
+  std::vector<std::string> warnings;  ///< what can be packed, but will not be read as it may be meant
+};
+
+/// @throws Error that names the key, what is wrong with it and what would be right
+Manifest parse_manifest(Kind kind, const std::string& text, const std::filesystem::path& directory);
+
+/// As above, for a file; the error begins with its path.
+Manifest read_manifest(Kind kind, const std::filesystem::path& path);
+
+}  // namespace coupler::pack
