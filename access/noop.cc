@@ -1,9 +1,7 @@
 #include "brantix/noop.h"
 
 #define NOOP_ZERO(operation) \
-  long operation(...) {      \
-    return 0;                \
-  }
+  long operation(...) { return 0; }
 #define NOOP_NOTHING(operation) \
   void operation(...) {}
 #define NOOP_OWN(operation)

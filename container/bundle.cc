@@ -20,9 +20,7 @@ namespace {
 constexpr int kMostParts = 20;
 constexpr size_t kListStride = 64;
 
-bool is_script(std::string_view name) {
-  return name == "verify_firmware.py" || name == "firmware_incomp.json";
-}
+bool is_script(std::string_view name) { return name == "verify_firmware.py" || name == "firmware_incomp.json"; }
 
 /// The texts of the caller's header buffer. One that is not terminated in its field runs on, to the record's end.
 class HeaderTexts {

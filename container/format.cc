@@ -30,9 +30,7 @@ constexpr const char* kNames[] = {
 #undef OBJECT
 static_assert(std::size(kNames) == ORVIX_TYPE_COUNT);
 
-bool same_guid(const void* a, const void* b) {
-  return std::memcmp(a, b, sizeof(orvix_file_guid)) == 0;
-}
+bool same_guid(const void* a, const void* b) { return std::memcmp(a, b, sizeof(orvix_file_guid)) == 0; }
 
 // Length of valid PKCS#7 padding at the end of `payload`, else 0.
 uint64_t padding_length(const uint8_t* payload, uint64_t length) {
@@ -55,9 +53,7 @@ ObjectHead decode_head(const orvix_object& object) {
 
 }  // namespace coupler::container
 
-int orvix_is_file_guid(const void* guid) {
-  return same_guid(guid, orvix_file_guid);
-}
+int orvix_is_file_guid(const void* guid) { return same_guid(guid, orvix_file_guid); }
 
 int orvix_get_object_type(const void* object) {
   for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) {
@@ -71,9 +67,7 @@ int orvix_is_file_format(FILE* stream) {
   return stream != nullptr && std::fread(guid, 1, sizeof(guid), stream) == sizeof(guid) && orvix_is_file_guid(guid);
 }
 
-orvix_desc* orvix_object_get_descriptor(orvix_object* object) {
-  return &object->desc;
-}
+orvix_desc* orvix_object_get_descriptor(orvix_object* object) { return &object->desc; }
 
 const char* orvix_object_get_name(const orvix_object* object) {
   const int type = orvix_get_object_type(object->guid);

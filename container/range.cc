@@ -1,12 +1,8 @@
 #include "brantix/container.h"
 
-void set_range(orvix_range* r, uint64_t start, uint64_t length) {
-  *r = {start, start + length, start};
-}
+void set_range(orvix_range* r, uint64_t start, uint64_t length) { *r = {start, start + length, start}; }
 
-int is_in_range(const orvix_range* r) {
-  return r->start <= r->cur && r->cur <= r->end;
-}
+int is_in_range(const orvix_range* r) { return r->start <= r->cur && r->cur <= r->end; }
 
 int range_advance(orvix_range* r, uint64_t n) {
   r->cur += n;

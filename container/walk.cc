@@ -33,12 +33,8 @@ std::optional<Found> find(orvix_range* r, uint32_t type, Distance distance) {
   return std::nullopt;
 }
 
-uint64_t to_sibling(const ObjectHead& head) {
-  return head.header_length + head.payload_length;
-}
-uint64_t to_child(const ObjectHead& head) {
-  return head.header_length;
-}
+uint64_t to_sibling(const ObjectHead& head) { return head.header_length + head.payload_length; }
+uint64_t to_child(const ObjectHead& head) { return head.header_length; }
 uint64_t to_child_or_sibling(const ObjectHead& head) {
   return head.header_length != 0 ? head.header_length : head.payload_length;
 }

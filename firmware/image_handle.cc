@@ -28,9 +28,7 @@ struct Free {
 };
 using Image = std::unique_ptr<SCI_image_s, Free>;
 
-Image blank_image() {
-  return Image(static_cast<SCI_image_s*>(std::calloc(1, sizeof(SCI_image_s))));
-}
+Image blank_image() { return Image(static_cast<SCI_image_s*>(std::calloc(1, sizeof(SCI_image_s)))); }
 
 Image read_header_file(const char* path) {
   const uint64_t size = getFileSize(path);
@@ -82,52 +80,30 @@ SCI_image_s* SCI_imageOpen(const char* aInImageName) {
   return (header_file ? read_header_file(aInImageName) : read_full_image(aInImageName)).release();
 }
 
-void SCI_imageClose(SCI_image_s* handle) {
-  std::free(handle);
-}
+void SCI_imageClose(SCI_image_s* handle) { std::free(handle); }
 
-const char* SCI_imageName(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, filename));
-}
-const char* SCI_imageVersion(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, version));
-}
+const char* SCI_imageName(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, filename)); }
+const char* SCI_imageVersion(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, version)); }
 const char* SCI_imageInterimVersion(const SCI_image_s* handle) {
   return text(handle, offsetof(ImageHeader, interim_version));
 }
 
-unsigned int SCI_imagePlatform(const SCI_image_s* handle) {
-  return handle == nullptr ? 0 : handle->header.platform;
-}
-unsigned int SCI_imageType(const SCI_image_s* handle) {
-  return handle == nullptr ? 0 : handle->header.image_type;
-}
+unsigned int SCI_imagePlatform(const SCI_image_s* handle) { return handle == nullptr ? 0 : handle->header.platform; }
+unsigned int SCI_imageType(const SCI_image_s* handle) { return handle == nullptr ? 0 : handle->header.image_type; }
 
 int64_t SCI_imageSize(const SCI_image_s* handle) {
   return handle == nullptr ? 0 : leading_number(text(handle, offsetof(ImageHeader, image_size)));
 }
 
-int32_t SCI_verifyImageMD5(const SCI_image_s* handle) {
-  return handle == nullptr ? -1 : 0;
-}
+int32_t SCI_verifyImageMD5(const SCI_image_s* handle) { return handle == nullptr ? -1 : 0; }
 
-SCI_image_s* SCI_srgOpen(SCI_image_s* handle) {
-  return handle;
-}
+SCI_image_s* SCI_srgOpen(SCI_image_s* handle) { return handle; }
 void SCI_srgClose(SCI_image_s*) {}
 
-const char* SCI_srgGetVersion(const SCI_image_s* handle) {
-  return SCI_imageVersion(handle);
-}
-const char* SCI_srgGetInterimVersion(const SCI_image_s* handle) {
-  return SCI_imageInterimVersion(handle);
-}
+const char* SCI_srgGetVersion(const SCI_image_s* handle) { return SCI_imageVersion(handle); }
+const char* SCI_srgGetInterimVersion(const SCI_image_s* handle) { return SCI_imageInterimVersion(handle); }
 const char* SCI_srgGetPlatformVersion(const SCI_image_s* handle) {
   return text(handle, offsetof(ImageHeader, platform_version));
 }
-const char* SCI_srgGetSwid(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, software_id));
-}
-const char* SCI_srgGetBuildDate(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, build_date));
-}
+const char* SCI_srgGetSwid(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, software_id)); }
+const char* SCI_srgGetBuildDate(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, build_date)); }

@@ -12,6 +12,4 @@ int32_t SCI_Initialize_lib(const void*, const void*, const void*, const SCI_lib_
   return 1000;
 }
 
-int32_t get_interface_version(void) {
-  return 0;
-}
+int32_t get_interface_version(void) { return 0; }

@@ -32,12 +32,10 @@ class Handle {
   Raw raw_ = kNone;
 };
 
-inline void close_stream(std::FILE* stream) {
-  std::fclose(stream);
-}
-inline void close_descriptor(int descriptor) {
-  ::close(descriptor);
-}
+inline void close_stream(std::FILE* stream) { std::fclose(stream); }
+inline void close_pipe(std::FILE* stream) { ::pclose(stream); }
+inline void close_directory(DIR* directory) { ::closedir(directory); }
+inline void close_descriptor(int descriptor) { ::close(descriptor); }
 
 using File = Handle<std::FILE*, nullptr, close_stream>;
 using Pipe = Handle<std::FILE*, nullptr, close_pipe>;

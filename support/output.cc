@@ -30,9 +30,7 @@ bool OutputFile::write(const void* data, size_t size) {
   return true;
 }
 
-bool OutputFile::set_size(off_t size) {
-  return ::ftruncate(descriptor_.get(), size) == 0;
-}
+bool OutputFile::set_size(off_t size) { return ::ftruncate(descriptor_.get(), size) == 0; }
 
 bool OutputFile::commit() {
   if (::close(descriptor_.release()) == 0) return true;

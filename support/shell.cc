@@ -10,9 +10,7 @@ constexpr std::string_view kSpecial = " \"'$`;|&<>(){}*?[!\\";
 constexpr std::string_view kSpecialAtStart = "#~";
 constexpr std::string_view kSpecialInQuotes = "\\\"$`";
 
-bool is_control(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
 bool is_special(std::string_view value, size_t i) {
   const char c = value[i];

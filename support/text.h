@@ -43,8 +43,6 @@ class Text {
 };
 
 /// What a log line shows for a text that may be missing.
-inline const char* or_null(const char* text) {
-  return text == nullptr ? "(null)" : text;
-}
+inline const char* or_null(const char* text) { return text == nullptr ? "(null)" : text; }
 
 }  // namespace coupler

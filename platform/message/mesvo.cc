@@ -76,15 +76,9 @@ struct IpcMsg::Parts {
 
 IpcMsg::IpcMsg() : parts_(std::make_unique<Parts>()) {}
 IpcMsg::~IpcMsg() = default;
-int IpcMsg::getNumParts() {
-  return parts_->count;
-}
-char* IpcMsg::getMsgData() {
-  return parts_->count > 0 ? parts_->first.data() : nullptr;
-}
-int IpcMsg::getMsgType() {
-  return parts_->type;
-}
+int IpcMsg::getNumParts() { return parts_->count; }
+char* IpcMsg::getMsgData() { return parts_->count > 0 ? parts_->first.data() : nullptr; }
+int IpcMsg::getMsgType() { return parts_->type; }
 
 struct MsgRequestClientChannel::Socket {
   explicit Socket(std::string client) : name(std::move(client)) {}
