@@ -199,17 +199,18 @@ class Reader {
     }
     Keys types = {kImageHeader};
     for (const PartKind& kind : kPartKinds) {
-      if (kind.name == type) return pack::part(kind.type, text_of(value, kind), content(value));
+      if (kind.name == type) return part(value, kind);
       types.push_back(kind.name);
     }
     value["type"].reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
   }
 
-  static std::string text_of(const Value& value, const PartKind& kind) {
+  Object part(const Value& value, const PartKind& kind) {
     Keys keys = {"type", kind.text, "file"};
     if (kind.type == orvix_object_imagefile) keys.push_back("image");
     value.must_be_object(keys);
-    return part_text(value[kind.text]);
+    const std::string text = part_text(value[kind.text]);
+    return pack::part(kind.type, text, content(value));
   }
 
   std::optional<Payload> content(const Value& value) {

@@ -1,0 +1,137 @@
+#!/bin/bash
+# couplerctl from end to end. Runs inside the simulated appliance; the argument is the program.
+set -u
+couplerctl=$(realpath -- "$1")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+fail() {
+  echo "FAILED: $*"
+  sed 's/^/    out: /' out
+  sed 's/^/    err: /' err
+  failures=$((failures + 1))
+}
+
+# expect STATUS STREAM TEXT ARGUMENT...: couplerctl ends with STATUS and STREAM (out, err) has a line with TEXT.
+expect() {
+  local status=$1 stream=$2 text=$3
+  shift 3
+  "$couplerctl" "$@" >out 2>err
+  local got=$?
+  [[ $got == "$status" ]] || fail "$* ended with $got, not $status"
+  grep -qF -- "$text" "$stream" || fail "$* does not say: $text"
+}
+
+# holds EXPRESSION ARGUMENT...: the result of couplerctl --json, as r, fulfils the Python expression.
+holds() {
+  local expression=$1
+  shift
+  "$couplerctl" --json "$@" >out 2>err
+  command -v python3 >/dev/null || return 0
+  python3 -c "import json, sys; r = json.load(sys.stdin); sys.exit(not ($expression))" <out ||
+    fail "$* --json does not fulfil $expression"
+}
+
+same() { cmp -s "$1" "$2" || fail "$1 and $2 differ"; }
+
+# set_bytes FILE OFFSET BYTES: overwrites what stands there; BYTES with \x escapes.
+set_bytes() { printf '%b' "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
+
+head -c 5000 /dev/urandom >rommon.bin
+echo 'print("ok")' >verify.py
+cat >bundle.json <<'END'
+{"parts": [
+  {"type": "image-header", "version": "4.2(1)", "filename": "fw.img", "build_date": "today", "platform": 3},
+  {"type": "rommon", "version": "1.0.5", "file": "rommon.bin"},
+  {"type": "fpga", "version": "2.3"},
+  {"type": "image", "name": "fw.img", "image": {
+    "header": {"version": "4.2(1b)", "filename": "fw.img"}, "nesting": "controller",
+    "parts": [{"type": "pseq", "version": "7", "file": "verify.py"}]}},
+  {"type": "text", "name": "verify_firmware.py", "file": "verify.py"}]}
+END
+echo '{"header": {"version": "9", "image_size": "77"}, "nesting": "bundle-type", "file": "rommon.bin"}' >image.json
+
+# There and back.
+expect 0 out 'size  6' bundle pack bundle.json fw.bundle
+cp fw.bundle first.bundle
+expect 0 out fw.bundle bundle pack bundle.json fw.bundle
+same first.bundle fw.bundle
+expect 0 out 'package version  4.2(1b)' bundle show fw.bundle
+holds 'r["rommon_version"] == "1.0.5" and r["pseq_version"] == "7" and r["image_count"] == 1' bundle show fw.bundle
+holds 'sorted(r["files"]) == ["fw.img", "hdr", "rommon-1.0.5", "verify_firmware.py"]' bundle unpack fw.bundle parts/new
+same parts/new/rommon-1.0.5 rommon.bin
+same parts/new/verify_firmware.py verify.py
+expect 0 out 4.2 image show parts/new/fw.img
+expect 0 out 'staged  fw.bundle' bundle stage fw.bundle
+expect 0 out 9.img image pack image.json 9.img
+holds 'r["version"] == "9" and r["size"] == 77 and r["name"] == ""' image show 9.img
+expect 0 out 'BundleType' container tree 9.img
+expect 0 out '          ZeltaSignature' container tree fw.bundle
+holds '[o["text"] for o in r["objects"] if o.get("type") == 13] == ["7;12"] and r["problems"] == []' container tree fw.bundle
+expect 0 out 'interface fc %u/%u' command 3
+holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 446
+
+# What is broken is said, and where.
+head -c 4000 fw.bundle >cut.bundle
+expect 1 err 'at 704: the payload has 5008 bytes, but only 3248 are left' container tree cut.bundle
+holds 'r["problems"][-1]["offset"] == 704' container tree cut.bundle
+cp fw.bundle longer.bundle && set_bytes longer.bundle 723 '\xff\xff\xff\xff\xff'
+expect 1 err 'at 704: the payload has 17592186044400 bytes, but only' container tree longer.bundle
+cp fw.bundle foreign.bundle && set_bytes foreign.bundle 704 '\x01'
+expect 1 err 'at 704: an object of unknown type' container tree foreign.bundle
+expect 1 err 'invalid object type 99999' bundle show foreign.bundle
+cp fw.bundle size.bundle && set_bytes size.bundle 742 '9'
+expect 1 err 'at 704: the part has 9000 bytes, its payload only 5008' container tree size.bundle
+expect 1 err 'part 1.0.5;9000' bundle unpack size.bundle none
+[[ ! -e none/rommon-1.0.5 ]] || fail 'a part file stands in for a broken part'
+expect 1 err 'at 0: the file GUID is missing' container tree rommon.bin
+expect 1 err 'at 0: too short' container tree verify.py
+expect 1 err 'not a regular file' container tree /
+expect 1 err 'No such file' image show missing
+expect 1 err 'failed to access file' bundle show missing
+expect 1 err 'failed to access file' bundle unpack missing empty
+[[ ! -e empty ]] || fail 'an empty directory is left'
+
+# Beyond 4 GiB, and deeper than any image.
+{ head -c 16 fw.bundle; tail -c +705 fw.bundle | head -c 16; printf '\0\0\0\0\0\0\x12\0\0\0\0\0\0\0\0\0'; } >big
+truncate -s $((16 + 32 + 0x120000000)) big
+tail -c +705 fw.bundle | head -c 5056 >>big
+holds '[o["offset"] for o in r["objects"]] == [0, 16, 4831838256]' container tree big
+head -c 16 fw.bundle >deep
+for ((i = 50; i > 0; i--)); do
+  tail -c +17 fw.bundle | head -c 16
+  printf '%b' "\\0\\0\\0\\x$(printf %02x $((2 * (i - 1))))\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0"
+done >>deep
+expect 1 err 'more than 32 deep' container tree deep
+
+# Names are shown, not obeyed.
+name=$'a\e[31m\n.bundle'
+expect 0 out 'a\x1b[31m\x0a.bundle' bundle pack bundle.json "$name"
+expect 1 err 'a\x1b[31m' container tree "$name.not"
+
+# Errors name the cause; the library's log is shown on request only.
+echo '{"parts": [{"type": "rommon", "version": "1/2"}]}' >wrong.json
+expect 1 err 'wrong.json: parts[0].version: must not hold' bundle pack wrong.json fw.bundle
+same first.bundle fw.bundle
+expect 1 err 'wrong.json: "header" is missing' image pack wrong.json x
+expect 1 err 'cannot read missing.json: No such file' bundle pack missing.json x
+expect 1 err 'cannot create missing/x: No such file' image pack image.json missing/x
+expect 1 err 'no command 447' command 447
+expect 0 err 'orvix_object_firmware 1.0.5;5000' --log info bundle show fw.bundle
+expect 0 out 1.0.5 --log critical bundle show fw.bundle
+[[ ! -s err ]] || fail 'lines below the level are shown'
+long=$(printf 'd%.0s' {1..200})
+expect 1 err 'go there and give "."' bundle unpack fw.bundle "$long"
+
+# Wrong usage.
+expect 2 err 'subcommand is required' bundle
+expect 2 err 'frobnicate is not known here' frobnicate
+expect 2 err 'FILE is required' image show
+expect 2 err 'N: Failed parsing x' command x
+expect 2 err '--log' --log loud command 3
+expect 0 out 'Usage: couplerctl bundle pack' bundle pack --help
+
+((failures == 0)) || echo "$failures failed"
+exit $((failures > 0))

@@ -1,0 +1,98 @@
+#include "tools/pack/manifest.h"
+
+#include <gmock/gmock.h>
+
+namespace coupler::pack {
+namespace {
+
+std::string error_of(Kind kind, const std::string& text) {
+  try {
+    parse_manifest(kind, text, "/nowhere");
+    return "";
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+std::string part(const std::string& members) {
+  return R"({"parts": [{)" + members + "}]}";
+}
+
+TEST(Manifest, BundleOfEveryKindOfPart) {
+  const Manifest manifest = parse_manifest(Kind::kBundle, R"({"parts": [
+      {"type": "image-header", "version": "4.2", "filename": "fw.img", "image_size": "12", "platform": 3},
+      {"type": "rommon", "version": "1"}, {"type": "ssd", "version": "2"}, {"type": "fpga", "version": "3"},
+      {"type": "pseq", "version": "4"}, {"type": "lan-spi", "version": "5"}, {"type": "text", "name": "t"},
+      {"type": "image", "name": "fw.img", "image": {"header": {"version": "4.3"}, "nesting": "bundle-type"}},
+      {"type": "image", "name": "b.img", "image": {"parts": [{"type": "rommon", "version": "6"}]}}]})",
+                                           "");
+  const HeaderFields header{.version = "4.2", .filename = "fw.img", .image_size = "12", .platform = 3};
+  EXPECT_EQ(render(manifest.container),
+            render(bundle({image_header(header), rommon("1"), ssd("2"), fpga("3"), pseq("4"), lan_spi("5"),
+                           text_file("t"), image_file("fw.img", image({.version = "4.3"}, orvix_object_bundletype)),
+                           image_file("b.img", bundle({rommon("6")}))})));
+  EXPECT_THAT(manifest.warnings, testing::IsEmpty());
+}
+
+TEST(Manifest, ImageInsideAController) {
+  const Manifest manifest = parse_manifest(Kind::kImage, R"({"header": {"version": "4.2"}, "nesting": "controller",
+                                                             "parts": [{"type": "fpga", "version": "3"}]})",
+                                           "");
+  EXPECT_EQ(render(manifest.container), render(bundle({image_header({.version = "4.2"}), fpga("3")})));
+}
+
+TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
+  const std::string long_text(64, 'v');
+  const struct {
+    std::string text, error;
+  } rows[] = {
+      {"{", "not JSON: parse error at line 1, column 2"},
+      {"[]", "must be an object {...} with parts"},
+      {"{}", "\"parts\" is missing"},
+      {R"({"parts": {}})", "parts: must be a list [...] of parts"},
+      {R"({"parts": [], "prats": []})", "unknown key \"prats\"; there may be parts"},
+      {part(R"("type": "rom")"), "parts[0].type: unknown part type \"rom\"; one of image-header, rommon, ssd"},
+      {part(R"("type": "rommon")"), "parts[0]: \"version\" is missing"},
+      {part(R"("type": "rommon", "version": 1)"), "parts[0].version: must be a text"},
+      {part(R"("type": "rommon", "version": "1", "name": "x")"), "parts[0]: unknown key \"name\""},
+      {part(R"("type": "rommon", "version": ")" + long_text + '"'),
+       "parts[0].version: has 64 characters; at most 63 fit"},
+      {part(R"("type": "rommon", "version": "1;2")"), "parts[0].version: must not hold \"/\" or \";\""},
+      {part(R"("type": "text", "name": "../x")"), "parts[0].name: must not hold \"/\""},
+      {part(R"("type": "text", "name": "..")"), "parts[0].name: \"..\" cannot be part of a file name"},
+      {part(R"("type": "text", "name": "")"), "parts[0].name: \"\" cannot be part of a file name"},
+      {part(R"("type": "text", "name": "a\u0000b")"), "parts[0].name: must not hold control characters"},
+      {part(R"("type": "text", "name": "t", "file": "t")"), "parts[0].file: cannot read /nowhere/t: No such file"},
+      {part(R"("type": "text", "name": "t", "image": {})"), "parts[0]: unknown key \"image\""},
+      {part(R"("type": "image", "name": "i", "file": "t", "image": {})"), "parts[0]: has \"file\" and \"image\""},
+      {part(R"("type": "image", "name": "i", "image": {"header": {"version": 1}})"),
+       "parts[0].image.header.version: must be a text"},
+      {part(R"("type": "image-header", "platform": 256)"), "parts[0].platform: must be a whole number from 0 to 255"},
+      {part(R"("type": "image-header", "image_size": "1k")"), "parts[0].image_size: must be a text of digits"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_THAT(error_of(Kind::kBundle, row.text), testing::StartsWith(row.error));
+  }
+  EXPECT_THAT(error_of(Kind::kImage, R"({"header": {}, "nesting": "signed"})"),
+              testing::StartsWith("nesting: unknown"));
+  EXPECT_THAT(error_of(Kind::kImage, R"({"header": {}, "parts": []})"), testing::StartsWith("parts: only an image"));
+}
+
+TEST(Manifest, ImagesInImagesEndSomewhere) {
+  std::string text = R"({"parts": []})";
+  for (int i = 0; i < 1000; ++i) text = part(R"("type": "image", "name": "i", "image": )" + text);
+  EXPECT_THAT(error_of(Kind::kBundle, text), testing::HasSubstr("more than 8 deep"));
+}
+
+TEST(Manifest, WarnsOfWhatReadersWillNotSee) {
+  std::string parts = R"({"type": "text", "name": "same"})";
+  for (int i = 0; i < 20; ++i) parts += R"(, {"type": "text", "name": "t)" + std::to_string(i) + "\"}";
+  parts += R"(, {"type": "text", "name": "same"})";
+  EXPECT_THAT(parse_manifest(Kind::kBundle, R"({"parts": [)" + parts + "]}", "").warnings,
+              testing::ElementsAre("parts: has 22 parts; readers stop after the first 20",
+                                   "parts[21]: an earlier part has the same type and name; unpacking keeps the last"));
+}
+
+}  // namespace
+}  // namespace coupler::pack

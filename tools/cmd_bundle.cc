@@ -1,0 +1,148 @@
+#include <cstring>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "brantix/firmware.h"
+#include "tools/host.h"
+#include "tools/packing.h"
+#include "tools/print.h"
+#include "tools/progress.h"
+
+namespace coupler::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
+constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(FirmwareInfo::packageVersion);
+constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what is in it";
+
+Json image_names(const FirmwareInfo& info) {
+  Json names = Json::array();
+  for (const auto& name : info.imageList) {
+    if (*name != '\0') names.push_back(name);
+  }
+  return names;
+}
+
+Json report(const FirmwareInfo& info) {
+  return {{"package_version", info.packageVersion}, {"rommon_version", info.rommonVersion},
+          {"fpga_version", info.fpgaVersion},       {"pseq_version", info.pseqVersion},
+          {"lan_spi_version", info.lanSpiVersion},  {"ssd_version", info.ssdVersion},
+          {"image_count", info.imageCount},         {"images", image_names(info)}};
+}
+
+void show(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  FirmwareInfo info{};
+  if (SCI_readFirmwareImageVersion(path.c_str(), &info) != 0) {
+    fail_with_reason(path + " cannot be read as a bundle" + kLookInside);
+  }
+  print_report(context, report(info));
+}
+
+using Files = std::map<std::string, fs::file_time_type>;
+
+/// Regular files of a directory, and when each was written.
+Files files_in(const fs::path& directory) {
+  Files files;
+  std::error_code gone;
+  for (const auto& entry : fs::directory_iterator(directory, gone)) {
+    if (entry.is_regular_file(gone)) files.emplace(entry.path().filename(), entry.last_write_time(gone));
+  }
+  return files;
+}
+
+Json new_files(const fs::path& directory, const Files& before) {
+  Json names = Json::array();
+  for (const auto& [name, time] : files_in(directory)) {
+    const auto old = before.find(name);
+    if (old == before.end() || old->second != time) names.push_back(name);
+  }
+  return names;
+}
+
+uint64_t bytes_in(const fs::path& directory) {
+  uint64_t sum = 0;
+  std::error_code gone;
+  for (const auto& entry : fs::directory_iterator(directory, gone)) {
+    const uint64_t size = entry.is_regular_file(gone) ? entry.file_size(gone) : 0;
+    if (!gone) sum += size;
+  }
+  return sum;
+}
+
+std::string ssd_advice(const FirmwareInfo& info) {
+  std::error_code missing;
+  if (*info.ssdVersion == '\0' || fs::is_directory(kSsdDirectory, missing)) return "";
+  return std::string("; its SSD firmware needs the directory ") + kSsdDirectory;
+}
+
+bool extract(const std::string& path, const std::string& directory, FirmwareInfo& info) {
+  std::error_code unknown;
+  const uint64_t total = fs::file_size(path, unknown);
+  const uint64_t before = bytes_in(directory);
+  const Watch watch("unpacking " + path, unknown ? 0 : total, [&] { return bytes_in(directory) - before; });
+  return SCI_extractFirmwareImagePayload(path.c_str(), &info, directory.c_str()) == 0;
+}
+
+void unpack(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  const std::string& directory = arguments.at("DIR");
+  // The library cuts longer paths, and the file would get a wrong name.
+  if (directory.size() > kLongestDirectory) {
+    throw Failure("the directory's path has more than " + std::to_string(kLongestDirectory) +
+                  " characters; go there and give \".\"");
+  }
+  std::error_code error;
+  const bool is_new = fs::create_directories(directory, error);
+  if (error) throw Failure("cannot create " + directory + ": " + error.message());
+
+  const auto before = files_in(directory);
+  FirmwareInfo info{};
+  if (!extract(path, directory, info)) {
+    if (is_new) fs::remove(directory, error);  // only when it is empty
+    fail_with_reason(path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside +
+                     ssd_advice(info));
+  }
+  Json result = report(info);
+  result["directory"] = directory;
+  result["files"] = new_files(directory, before);
+  print_report(context, result);
+}
+
+void stage(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  if (SCI_setFirmwareVersion(path.c_str()) != 0) fail_with_reason("the platform refused to stage " + path);
+  print_report(context, {{"staged", path}});
+}
+
+void pack_bundle(const Context& context, const Arguments& arguments) {
+  pack_file(context, pack::Kind::kBundle, arguments.at("MANIFEST"), arguments.at("OUT"));
+}
+
+}  // namespace
+
+Command bundle_family() {
+  return {
+      .name = "bundle",
+      .about = "Firmware bundles",
+      .commands = {
+          {"show",
+           "Show the versions of a bundle (its SSD firmware is written to /mnt/boot/ssd_firmwares)",
+           {{"FILE", "firmware bundle"}},
+           show},
+          {"unpack",
+           "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
+           {{"FILE", "firmware bundle"}, {"DIR", "directory for the files; made when it is missing"}},
+           unpack},
+          {"stage", "Hand firmware to the platform for the next upgrade", {{"FILE", "path for the platform"}}, stage},
+          {"pack",
+           "Build a bundle",
+           {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}},
+           pack_bundle}}};
+}
+
+}  // namespace coupler::tool

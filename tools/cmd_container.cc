@@ -1,0 +1,75 @@
+#include <cinttypes>
+#include <nlohmann/json.hpp>
+
+#include "tools/print.h"
+#include "tools/tree.h"
+
+namespace coupler::tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string hexadecimal(unsigned value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%02x", value);
+  return text;
+}
+
+void print_table(const Tree& tree) {
+  constexpr auto kRight = Table::Align::kRight;
+  Table table({{"OFFSET", kRight}, {"OBJECT"}, {"HEADER", kRight}, {"PAYLOAD", kRight}, {"FLAGS", kRight}, {"TEXT"}});
+  for (const Node& node : tree.nodes) {
+    const std::string name = std::string(static_cast<size_t>(node.depth) * 2, ' ') + node.name;
+    const Style style = node.broken ? Style::kAlarm : Style::kPlain;
+    if (node.type < 0) {
+      table.row({std::to_string(node.offset), name, "", "", "", ""}, style);
+    } else {
+      table.row({std::to_string(node.offset), name, std::to_string(node.header_length),
+                 std::to_string(node.payload_length), node.flags == 0 ? "" : hexadecimal(node.flags), node.text},
+                style);
+    }
+  }
+  table.print();
+}
+
+Json to_json(const Node& node) {
+  Json object = {{"offset", node.offset}, {"depth", node.depth}, {"name", node.name}};
+  if (node.type < 0) return object;
+  object.update({{"type", node.type},
+                 {"header_length", node.header_length},
+                 {"payload_length", node.payload_length},
+                 {"flags", node.flags},
+                 {"text", node.text}});
+  return object;
+}
+
+Json to_json(const Tree& tree, const std::string& path) {
+  Json report = {{"file", path}, {"size", tree.size}, {"objects", Json::array()}, {"problems", Json::array()}};
+  for (const Node& node : tree.nodes) report["objects"].push_back(to_json(node));
+  for (const auto& [offset, text] : tree.problems) report["problems"].push_back({{"offset", offset}, {"text", text}});
+  return report;
+}
+
+void show_tree(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  const Tree tree = read_tree(path);
+  context.json ? print_json(to_json(tree, path)) : print_table(tree);
+  if (tree.problems.empty()) return;
+  std::string text = path + " is broken:";
+  for (const auto& [offset, why] : tree.problems) text += "\n  at " + std::to_string(offset) + ": " + why;
+  throw Failure(text);
+}
+
+}  // namespace
+
+Command container_family() {
+  return {.name = "container",
+          .about = "The container format itself",
+          .commands = {{"tree",
+                        "List the objects of a container, and where it breaks if it does",
+                        {{"FILE", "image or bundle"}},
+                        show_tree}}};
+}
+
+}  // namespace coupler::tool

@@ -1,0 +1,54 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "brantix/image.h"
+#include "tools/host.h"
+#include "tools/packing.h"
+#include "tools/print.h"
+
+namespace coupler::tool {
+
+namespace {
+
+struct CloseImage {
+  void operator()(SCI_image_s* image) const { SCI_imageClose(image); }
+};
+
+void show(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  const std::unique_ptr<SCI_image_s, CloseImage> image(SCI_imageOpen(path.c_str()));
+  if (image == nullptr) {
+    fail_with_reason("no image header in " + path + "; \"couplerctl container tree\" shows what is in it");
+  }
+  const SCI_image_s* const record = SCI_srgOpen(image.get());
+  print_report(context, {{"name", SCI_imageName(image.get())},
+                         {"version", SCI_imageVersion(image.get())},
+                         {"interim_version", SCI_imageInterimVersion(image.get())},
+                         {"platform_version", SCI_srgGetPlatformVersion(record)},
+                         {"software_id", SCI_srgGetSwid(record)},
+                         {"build_date", SCI_srgGetBuildDate(record)},
+                         {"size", SCI_imageSize(image.get())},
+                         {"platform", SCI_imagePlatform(image.get())},
+                         {"type", SCI_imageType(image.get())}});
+}
+
+void pack_image(const Context& context, const Arguments& arguments) {
+  pack_file(context, pack::Kind::kImage, arguments.at("MANIFEST"), arguments.at("OUT"));
+}
+
+}  // namespace
+
+Command image_family() {
+  return {.name = "image",
+          .about = "Software images",
+          .commands = {{"show",
+                        "Show the header of an image",
+                        {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"}},
+                        show},
+                       {"pack",
+                        "Build an image",
+                        {{"MANIFEST", "JSON: header, nesting, content"}, {"OUT", "image file to write"}},
+                        pack_image}}};
+}
+
+}  // namespace coupler::tool

@@ -1,0 +1,74 @@
+#include "tools/host.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <string_view>
+#include <vector>
+
+#include "brantix/coupler.h"
+#include "tools/print.h"
+
+namespace coupler::tool {
+
+namespace {
+
+constexpr const char* kLevels[] = {"debug", "info", "critical"};  // a level's value is its place
+constexpr int32_t kSilent = std::size(kLevels);
+constexpr size_t kMostReasons = 3;
+
+// The host's log function has no argument of its own, so what it needs lives here.
+struct {
+  std::mutex mutex;
+  int32_t threshold = 0;
+  int32_t shown = kSilent;
+  std::vector<std::string> reasons;
+} host_log;
+
+// Most lines that give a reason begin with "ERROR: "; of the others the operation's name leads.
+void keep_reason(std::string_view line) {
+  constexpr std::string_view kError = "ERROR: ";
+  const bool named = line.find(": invalid ") != line.npos || line.find(" ERROR ") != line.npos;
+  if (!line.starts_with(kError) && !named) return;
+  if (host_log.reasons.size() == kMostReasons) host_log.reasons.erase(host_log.reasons.begin());
+  host_log.reasons.emplace_back(line.substr(named ? 0 : kError.size()));
+}
+
+BRANTIX_PRINTF(4, 5)
+void write_log(const char* operation, int32_t*, int32_t level, const char* format, ...) {
+  char text[2048];
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  std::string_view line(text);
+  while (line.ends_with('\n')) line.remove_suffix(1);
+
+  const std::lock_guard lock(host_log.mutex);
+  keep_reason(line);
+  if (level < host_log.shown) return;
+  const char* name = level >= 0 && level < kSilent ? kLevels[level] : "?";
+  std::fprintf(stderr, "%-8s  %s  %s\n", name, operation, escaped(line).c_str());
+}
+
+}  // namespace
+
+void start_library(const Context& context) {
+  for (int32_t level = 0; level < kSilent; ++level) {
+    if (context.log == kLevels[level]) host_log.shown = level;
+  }
+  const SCI_lib_init_s init{write_log, 0, 1, 2, &host_log.threshold};
+  SCI_Initialize_lib(nullptr, nullptr, nullptr, &init);
+  cs_debug_verbose = host_log.shown <= 1;
+  if (SC_Initialize_commands() != 0) fail_with_reason("the library's command table is damaged; install it anew");
+}
+
+void fail_with_reason(const std::string& what) {
+  std::string text = what;
+  if (host_log.shown == kSilent) {
+    for (auto reason = host_log.reasons.rbegin(); reason != host_log.reasons.rend(); ++reason) text += "\n  " + *reason;
+  }
+  throw Failure(text);
+}
+
+}  // namespace coupler::tool

@@ -1,0 +1,140 @@
+#include "tools/print.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+namespace coupler::tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+uint8_t byte(char c) { return static_cast<uint8_t>(c); }
+
+bool continues(char c) { return (byte(c) & 0xc0) == 0x80; }
+
+/// Length of the printable character at the start of the text; 0 when it is none.
+size_t printable(std::string_view text) {
+  const uint8_t first = byte(text[0]);
+  if (first < 0x80) return first >= 0x20 && first != 0x7f;
+  const size_t length = first >= 0xf0 && first < 0xf5 ? 4 : first >= 0xe0 ? 3 : 2;
+  if (first < 0xc2 || first >= 0xf5 || text.size() < length) return 0;
+  if (!std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(length), continues)) return 0;
+  return first == 0xc2 && byte(text[1]) < 0xa0 ? 0 : length;  // 0x80 to 0x9f are control characters too
+}
+
+size_t width(std::string_view text) {
+  return text.size() - static_cast<size_t>(std::count_if(text.begin(), text.end(), continues));
+}
+
+bool has_colour(std::FILE* stream) {
+  const char* refused = std::getenv("NO_COLOR");
+  return (refused == nullptr || *refused == '\0') && isatty(fileno(stream)) != 0;
+}
+
+std::string value_text(const Json& value) {
+  if (!value.is_string()) return value.dump();
+  const auto& text = value.get_ref<const std::string&>();
+  return text.empty() ? "-" : text;
+}
+
+std::string title(std::string key) {
+  std::replace(key.begin(), key.end(), '_', ' ');
+  return key;
+}
+
+void add_rows(Table& table, const std::string& key, const Json& value) {
+  if (!value.is_array()) return table.row({title(key), value_text(value)});
+  if (value.empty()) return table.row({title(key), "-"});
+  for (size_t i = 0; i < value.size(); ++i) table.row({i == 0 ? title(key) : "", value_text(value[i])});
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const size_t length = printable(text);
+    if (length == 0) {
+      char code[5];
+      std::snprintf(code, sizeof code, "\\x%02x", byte(text[0]));
+      result += code;
+    }
+    result += text.substr(0, length);
+    text.remove_prefix(std::max<size_t>(length, 1));
+  }
+  return result;
+}
+
+std::string escaped_lines(std::string_view text) {
+  const size_t end = text.find('\n');
+  if (end == text.npos) return escaped(text);
+  return escaped(text.substr(0, end)) + '\n' + escaped_lines(text.substr(end + 1));
+}
+
+std::string bytes_text(uint64_t count) {
+  constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
+  if (count < 1024) return std::to_string(count) + " bytes";
+  double value = static_cast<double>(count) / 1024;
+  size_t unit = 0;
+  for (; value >= 1024 && unit + 1 < std::size(kUnits); ++unit) value /= 1024;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+  return text;
+}
+
+std::string styled(std::string_view text, Style style, std::FILE* stream) {
+  constexpr const char* kCodes[] = {"", "\033[1m", "\033[2m", "\033[31m"};
+  if (style == Style::kPlain || !has_colour(stream)) return std::string(text);
+  return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
+}
+
+Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
+  std::vector<std::string> titles;
+  for (const Column& column : columns_) titles.push_back(column.title);
+  const bool titled = std::any_of(titles.begin(), titles.end(), [](const auto& text) { return !text.empty(); });
+  if (titled) row(std::move(titles), Style::kHeading);
+}
+
+void Table::row(std::vector<std::string> cells, Style style) {
+  for (std::string& cell : cells) cell = escaped(cell);
+  rows_.push_back({std::move(cells), style});
+}
+
+void Table::print() const {
+  std::vector<size_t> widths(columns_.size());
+  for (const Row& row : rows_) {
+    for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], width(row.cells[i]));
+  }
+  for (const Row& row : rows_) print(row, widths);
+}
+
+void Table::print(const Row& row, const std::vector<size_t>& widths) const {
+  std::string line;
+  for (size_t i = 0; i < widths.size(); ++i) {
+    const std::string fill(widths[i] - width(row.cells[i]), ' ');
+    line += columns_[i].align == Align::kRight ? fill + row.cells[i] : row.cells[i] + fill;
+    line += "  ";
+  }
+  line.erase(line.find_last_not_of(' ') + 1);
+  std::puts(styled(line, row.style, stdout).c_str());
+}
+
+void print_json(const Json& value) { std::puts(value.dump(2, ' ', false, Json::error_handler_t::replace).c_str()); }
+
+void print_report(const Context& context, const Json& report) {
+  if (context.json) return print_json(report);
+  Table table({{""}, {""}});
+  for (const auto& [key, value] : report.items()) add_rows(table, key, value);
+  table.print();
+}
+
+void print_message(std::string_view kind, std::string_view text, Style style) {
+  std::fprintf(stderr, "couplerctl: %s %s\n", styled(kind, style, stderr).c_str(), escaped_lines(text).c_str());
+}
+
+}  // namespace coupler::tool

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdio>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/command.h"
+
+/// Results for people and for programs.
+namespace coupler::tool {
+
+/// The text with control characters and broken UTF-8 as \xNN, so that a terminal shows it and does not obey it.
+std::string escaped(std::string_view text);
+
+/// As above, but the line ends stay.
+std::string escaped_lines(std::string_view text);
+
+/// A number of bytes as people read it, such as "1.5 MiB".
+std::string bytes_text(uint64_t count);
+
+enum class Style { kPlain, kHeading, kFaint, kAlarm };
+
+/// The text in the style, where `stream` is a terminal and the user did not ask for none (NO_COLOR).
+std::string styled(std::string_view text, Style style, std::FILE* stream);
+
+/// Columns, each as wide as its widest cell. Cells are escaped.
+class Table {
+ public:
+  enum class Align { kLeft, kRight };
+  struct Column {
+    std::string title;
+    Align align = Align::kLeft;
+  };
+
+  explicit Table(std::vector<Column> columns);
+  void row(std::vector<std::string> cells, Style style = Style::kPlain);
+  void print() const;
+
+ private:
+  struct Row {
+    std::vector<std::string> cells;
+    Style style;
+  };
+  void print(const Row& row, const std::vector<size_t>& widths) const;
+
+  const std::vector<Column> columns_;
+  std::vector<Row> rows_;
+};
+
+void print_json(const nlohmann::ordered_json& value);
+
+/// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version".
+void print_report(const Context& context, const nlohmann::ordered_json& report);
+
+/// "couplerctl: error: text" on standard error.
+void print_message(std::string_view kind, std::string_view text, Style style);
+
+}  // namespace coupler::tool
