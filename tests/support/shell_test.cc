@@ -28,9 +28,10 @@ TEST(ShellTest, OrdinaryValuesStandAsTheyAre) {
 
 // Each value reaches the program as one argument, as a word of its own and between quotes of ours.
 TEST(ShellTest, HostileValuesArriveAsTheyAre) {
-  const char* values[] = {"$(reboot)", "`id`", "a; b", "a && b | c", "> /tmp/x", "a b\tc", "'", "\"", "it's", "\\",
-                          "a\nb", "\n", "*", "/tmp/?", "[a-z]", "{a,b}", "~", "~root", "#x", "!!", "$HOME", "a\\nb",
-                          "\x01\x7f", "-n", "\xff\xc3\xa9"};
+  const char* values[] = {"$(reboot)", "`id`",     "a; b", "a && b | c",  "> /tmp/x", "a b\tc", "'",
+                          "\"",        "it's",     "\\",   "a\nb",        "\n",       "*",      "/tmp/?",
+                          "[a-z]",     "{a,b}",    "~",    "~root",       "#x",       "!!",     "$HOME",
+                          "a\\nb",     "\x01\x7f", "-n",   "\xff\xc3\xa9"};
   for (const std::string value : values) {
     CommandLine<128> word, quoted;
     word.add("printf '<%s>' ").add(ShellWord(value)).add(" end");
@@ -45,8 +46,8 @@ TEST(ShellTest, CutsNeitherInAnEscapeNorInAQuotation) {
     const char* value;
     const char* line;  // of at most seven characters
   };
-  for (const auto& [value, line] : {Row{"1234", "run 123"}, Row{"12;", "run 12"},
-                                    Row{"1;3", "run 1\\;"}, Row{"1\n", "run 1"}, Row{"\n2", "run '\n'"}}) {
+  for (const auto& [value, line] : {Row{"1234", "run 123"}, Row{"12;", "run 12"}, Row{"1;3", "run 1\\;"},
+                                    Row{"1\n", "run 1"}, Row{"\n2", "run '\n'"}}) {
     CommandLine<8> text;
     text.add("run ").add(ShellWord(value));
     EXPECT_STREQ(text.c_str(), line);

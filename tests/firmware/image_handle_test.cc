@@ -1,0 +1,109 @@
+#include "brantix/image.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "tests/common/files.h"
+#include "tests/common/log_capture.h"
+#include "tools/pack/builder.h"
+
+namespace {
+
+using namespace coupler::test;
+using namespace coupler::pack;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const HeaderFields kFields{.build_date = "Jan  1 2031",
+                           .version = "4.1",
+                           .platform_version = "p7",
+                           .interim_version = "4.1.9",
+                           .filename = "fw.img",
+                           .software_id = "swid",
+                           .image_size = "123abc",
+                           .platform = 200,
+                           .image_type = 7};
+
+class ImageHandleTest : public testing::Test {
+ protected:
+  using Handle = std::unique_ptr<SCI_image_s, decltype(&SCI_imageClose)>;
+
+  Handle open(const std::string& name, const std::string& content) {
+    write_file(directory_ / name, content);
+    return {SCI_imageOpen((directory_ / name).c_str()), SCI_imageClose};
+  }
+
+  LogCapture log_;
+  ScratchDirectory directory_;
+};
+
+TEST_F(ImageHandleTest, AnswersFromTheHeader) {
+  const std::string record = image_header(kFields).header;
+  for (const auto& [name, content] : {std::pair{"a.bin", render(image(kFields))},
+                                      {"b.img", render(bundle({image_header(kFields)}))},
+                                      {"c.img__hdr.x", record}}) {
+    SCOPED_TRACE(name);
+    const Handle handle = open(name, content);
+    SCI_image_s* h = handle.get();
+    ASSERT_NE(h, nullptr);
+    EXPECT_STREQ(SCI_imageName(h), "fw.img");
+    EXPECT_STREQ(SCI_imageVersion(h), "4.1");
+    EXPECT_STREQ(SCI_imageInterimVersion(h), "4.1.9");
+    EXPECT_EQ(SCI_imagePlatform(h), 200u);
+    EXPECT_EQ(SCI_imageType(h), 7u);
+    EXPECT_EQ(SCI_imageSize(h), 123);
+    EXPECT_EQ(SCI_verifyImageMD5(h), 0);
+    EXPECT_EQ(SCI_srgOpen(h), h);
+    SCI_srgClose(h);
+    EXPECT_EQ(SCI_srgGetVersion(h), SCI_imageVersion(h));
+    EXPECT_EQ(SCI_srgGetInterimVersion(h), SCI_imageInterimVersion(h));
+    EXPECT_STREQ(SCI_srgGetPlatformVersion(h), "p7");
+    EXPECT_STREQ(SCI_srgGetSwid(h), "swid");
+    EXPECT_EQ(static_cast<const void*>(SCI_srgGetBuildDate(h)), h);
+    EXPECT_STREQ(SCI_srgGetBuildDate(h), "Jan  1 2031");
+  }
+}
+
+TEST_F(ImageHandleTest, ANullHandleHasNoAnswers) {
+  for (const auto text : {SCI_imageName, SCI_imageVersion, SCI_imageInterimVersion, SCI_srgGetVersion,
+                          SCI_srgGetInterimVersion, SCI_srgGetPlatformVersion, SCI_srgGetSwid, SCI_srgGetBuildDate}) {
+    EXPECT_EQ(text(nullptr), nullptr);
+  }
+  EXPECT_EQ(SCI_imagePlatform(nullptr), 0u);
+  EXPECT_EQ(SCI_imageType(nullptr), 0u);
+  EXPECT_EQ(SCI_imageSize(nullptr), 0);
+  EXPECT_EQ(SCI_verifyImageMD5(nullptr), -1);
+  EXPECT_EQ(SCI_srgOpen(nullptr), nullptr);
+  SCI_imageClose(nullptr);
+}
+
+TEST_F(ImageHandleTest, HeaderFilesOfEverySize) {
+  for (const size_t size : {0, 100, 576, 700}) {
+    const Handle handle = open("x.img__hdr", std::string(size, 'x'));
+    ASSERT_NE(handle, nullptr);
+    const char* bytes = SCI_srgGetBuildDate(handle.get());
+    EXPECT_EQ(std::string(bytes, 586),
+              std::string(std::min<size_t>(size, 576), 'x') + std::string(586 - std::min<size_t>(size, 576), '\0'));
+    EXPECT_EQ(SCI_imageSize(handle.get()), 0);
+  }
+  EXPECT_THAT(log_.take_lines(), IsEmpty());
+}
+
+TEST_F(ImageHandleTest, FailuresTellWhy) {
+  const std::string missing = directory_ / "no.img__hdr";
+  EXPECT_EQ(SCI_imageOpen(nullptr), nullptr);
+  EXPECT_EQ(SCI_imageOpen(missing.c_str()), nullptr);
+  EXPECT_THAT(log_.take_lines(), ElementsAre("info SCI_imageOpen|ERROR: SCI_imageOpen: aInImageName is null\n",
+                                             "info getFileSize|ERROR: getFileSize: unable to open file " + missing +
+                                                 ", No such file or directory",
+                                             "info SCI_imageOpen|ERROR: SCI_imageOpen: hdr failed to open file " +
+                                                 missing + ", No such file or directory\n"));
+  EXPECT_EQ(open("text", "no container"), nullptr);
+  EXPECT_EQ(log_.take_lines().back(), "info SCI_imageOpen|ERROR: SCI_imageOpen: failed to extract hdr from file " +
+                                          (directory_ / "text") + ", expect size 576\n");
+}
+
+}  // namespace

@@ -1,0 +1,20 @@
+#!/bin/sh
+# The compiler holds a log line's arguments against its format, also behind the gate.
+# usage: log_formats.sh SOURCE CXX
+set -eu
+source=$1 cxx=$2
+
+# compiles STATEMENT: whether it does, warnings being errors
+compiles() {
+  printf '#include "frame/log.h"\nvoid f() { %s; }\n' "$1" |
+    "$cxx" -x c++ -std=c++20 -Wall -Wformat=2 -Werror -fsyntax-only "-I$source" "-I$source/include" - 2> /dev/null
+}
+
+compiles 'LOG_LINE(info, "op", "%d %s", 1, "text")'
+compiles 'VERBOSE_LINE("op", "%zu", sizeof(int))'
+for wrong in 'LOG_LINE(info, "op", "%s", 1)' 'LOG_LINE(info, "op", "%d")' 'VERBOSE_LINE("op", "%d", "text")'; do
+  if compiles "$wrong"; then
+    echo "compiles: $wrong"
+    exit 1
+  fi
+done
