@@ -14,14 +14,17 @@ struct ValueKind {
   uint8_t type;
   EntryType entry;
   Form form;
-  uint16_t width;  // bytes of a number
+  uint16_t width = 0;  // bytes of a number
 };
 
 constexpr ValueKind kValueKinds[] = {
-    {BRANTIX_SNMP_INTEGER, kInteger, Form::kNumber, 4},     {BRANTIX_SNMP_OCTET_STRING, kOctetString, Form::kString, 0},
-    {BRANTIX_SNMP_OBJECT_ID, kObjectId, Form::kOid, 0},     {BRANTIX_SNMP_GAUGE32, kGauge32, Form::kNumber, 4},
-    {BRANTIX_SNMP_TEXT, kText, Form::kString, 0},           {BRANTIX_SNMP_COUNTER32, kCounter32, Form::kNumber, 4},
-    {BRANTIX_SNMP_COUNTER64, kCounter64, Form::kNumber, 8},
+    {.type = BRANTIX_SNMP_INTEGER, .entry = kInteger, .form = Form::kNumber, .width = 4},
+    {.type = BRANTIX_SNMP_OCTET_STRING, .entry = kOctetString, .form = Form::kString},
+    {.type = BRANTIX_SNMP_OBJECT_ID, .entry = kObjectId, .form = Form::kOid},
+    {.type = BRANTIX_SNMP_GAUGE32, .entry = kGauge32, .form = Form::kNumber, .width = 4},
+    {.type = BRANTIX_SNMP_TEXT, .entry = kText, .form = Form::kString},
+    {.type = BRANTIX_SNMP_COUNTER32, .entry = kCounter32, .form = Form::kNumber, .width = 4},
+    {.type = BRANTIX_SNMP_COUNTER64, .entry = kCounter64, .form = Form::kNumber, .width = 8},
 };
 
 const ValueKind* value_kind(uint8_t type) {
