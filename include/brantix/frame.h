@@ -35,7 +35,7 @@ typedef struct SCI_lib_init_s {
  * line at info. May be repeated; the last call holds.
  *
  * @param a,b,c not read
- * @param init  the record; must not be null. Its content is not validated.
+ * @param init  the record; its content is not validated. Null changes nothing.
  * @return 1000, always
  */
 BRANTIX_EXPORT int32_t SCI_Initialize_lib(const void* a, const void* b, const void* c, const SCI_lib_init_s* init);
