@@ -20,12 +20,15 @@ struct Failure : std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-using Arguments = std::map<std::string, std::string>;
+struct Arguments : std::map<std::string, std::string> {
+  std::vector<std::string> rest;  ///< the words of the argument that repeats
+};
 
 struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  bool repeats = false;  ///< the last one: positional, any number of words
 };
 
 struct Command {
@@ -40,5 +43,7 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command command_command();
+Command notify_command();
+Command syslog_family();
 
 }  // namespace coupler::tool

@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <zmq.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -141,9 +142,8 @@ void send_trap(const Notification& notification, const std::string& receiver, co
   for (const Variable& variable : notification.variables) {
     words.insert(words.end(), {variable.oid, std::string(1, variable.letter), variable.value});
   }
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
+  std::vector<char*> arguments(words.size() + 1);
+  std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
   pid_t process = 0;
   int status = posix_spawnp(&process, "snmptrap", nullptr, nullptr, arguments.data(), environ);
   if (status == 0) waitpid(process, &status, 0);
