@@ -17,6 +17,7 @@
  *  8. Paths and command lines of the platform are fixed.
  */
 
+#include "brantix/access.h"
 #include "brantix/commands.h"
 #include "brantix/container.h"
 #include "brantix/firmware.h"
