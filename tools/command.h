@@ -28,6 +28,7 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  bool flag = false;     ///< an option without a value
   bool repeats = false;  ///< the last one: positional, any number of words
 };
 
@@ -43,6 +44,11 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command command_command();
+Command versions_command();
+Command boot_names_command();
+Command firmware_family();
+Command ssd_family();
+Command sessions_command();
 Command notify_command();
 Command syslog_family();
 

@@ -36,7 +36,8 @@ void add(CLI::App& app, const Command& command, Choice& choice) {
   CLI::App* const added = app.add_subcommand(command.name, command.about);
   added->footer("--json and --log work here too; \"couplerctl --help\" describes them.");
   for (const Argument& argument : command.arguments) {
-    CLI::Option* const option = added->add_option(argument.name, argument.about);
+    CLI::Option* const option = argument.flag ? added->add_flag(argument.name, argument.about)
+                                              : added->add_option(argument.name, argument.about);
     option->required(!argument.name.starts_with('-') && !argument.repeats);
     if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
     if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
@@ -61,7 +62,8 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(), container_family(), bundle_family(), command_command(), notify_command(), syslog_family(),
+      image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(), firmware_family(),
+      ssd_family(),   notify_command(),   syslog_family(), sessions_command(), command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",

@@ -25,3 +25,4 @@
 #include "brantix/image.h"
 #include "brantix/noop.h"
 #include "brantix/notify.h"
+#include "brantix/sessions.h"
