@@ -11,7 +11,6 @@
 #include "support/copy.h"
 #include "support/file_name.h"
 #include "support/handle.h"
-#include "support/output.h"
 #include "support/text.h"
 
 namespace coupler::firmware {
@@ -61,9 +60,7 @@ bool write_binary(std::FILE* file, uint64_t offset, std::optional<uint64_t> leng
   if (!length || !read_text(file, offset, first)) return false;
   char path[256];
   name->path_in("/mnt/boot/equipped_ssd_firmware", path);
-  OutputFile binary(path);
-  return binary && copy_bytes(file, offset, *length, binary) && binary.set_size(static_cast<off_t>(*length)) &&
-         binary.commit();
+  return copy_to_file(file, offset, *length, path);
 }
 
 // Reports each field as soon as it is known: what was read before a failure stays in the record.

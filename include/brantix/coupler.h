@@ -25,4 +25,5 @@
 #include "brantix/frame.h"
 #include "brantix/image.h"
 #include "brantix/noop.h"
+#include "brantix/notify.h"
 #include "brantix/sessions.h"
