@@ -4,22 +4,24 @@
 #   ```sh                          is run, in one folder for the page, with couplerctl on the PATH
 #   ```c                           compiles as strict C11
 #   <!-- not run: WHY --> before   is only listed
+#   <!-- own network --> before    is run where the appliance has a network of its own, else only listed
 #   <!-- output --> before         is what the block above it prints
 #   <!-- file: NAME --> before     becomes that file, and one named *.c a program, on the PATH like couplerctl
 #
-# usage: pages_test.sh COUPLERCTL LIBRARY CC [FLAG...], in the source folder
+# usage: pages_test.sh COUPLERCTL LIBRARY CC [FLAG...], in the build folder
 set -euo pipefail
+source=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 
 if [[ $1 != --page ]]; then
   status=0
-  for page in README.md CONTRIBUTING.md docs/*.md; do
-    platform/appliance "$0" --page "$page" "$@" || status=1
+  for page in "$source"/*.md "$source"/docs/*.md; do
+    "$source/platform/appliance" "$0" --page "${page#"$source"/}" "$@" || status=1
   done
   exit "$status"
 fi
 
 page=$2 couplerctl=$3 library=$4
-cc=("${@:5}" -std=c11 -Wall -Wextra -pedantic -Werror "-I$PWD/include")
+cc=("${@:5}" -std=c11 -Wall -Wextra -pedantic -Werror "-I$source/include")
 folder=$(dirname -- "$library")
 work=$(mktemp -d)
 mkdir "$work"/{blocks,bin,here}
@@ -38,10 +40,10 @@ awk -v blocks="$work/blocks" '
   }
   inside { print > file; next }
   { mark = "" }
-' "$page"
+' "$source/$page"
 
 cd "$work/here"
-PATH=$work/bin:$(dirname -- "$couplerctl"):$PATH
+PATH=$work/bin:$(dirname -- "$couplerctl"):$folder/../platform:$PATH
 status=0
 
 # fail LINE WHAT [FILE]
@@ -56,9 +58,16 @@ for block in "$work"/blocks/*; do
   if [[ $line == '*' ]]; then continue; fi
   { read -r mark && read -r language; } <"$block"
   sed -i 1,2d "$block"
+  if [[ $mark == 'own network' ]]; then
+    if [[ $APPLIANCE_KIND == bubblewrap ]]; then mark=; else mark='not run: needs a network of its own'; fi
+  fi
   case "$mark|$language" in
-    'not run: '*) echo "$page:$((10#$line)): not run (${mark#not run: }): $(head -n 1 "$block")" ;;
+    'not run: '*)
+      echo "$page:$((10#$line)): not run (${mark#not run: }): $(head -n 1 "$block")"
+      rm -f "$work/printed"
+      ;;
     'output|'*)
+      if [[ ! -e $work/printed ]]; then continue; fi
       diff "$block" "$work/printed" >"$work/difference" || fail "$line" 'prints something else:' "$work/difference"
       ;;
     'file: '*)
