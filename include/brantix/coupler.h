@@ -23,3 +23,4 @@
 #include "brantix/frame.h"
 #include "brantix/image.h"
 #include "brantix/noop.h"
+#include "brantix/snmp.h"
