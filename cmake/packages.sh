@@ -26,5 +26,5 @@ need_for_build() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 procps psmisc
+  need libgtest-dev libgmock-dev python3 procps psmisc snmpd snmp snmptrapd
 }
