@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Installs Debian packages that are missing. To be sourced: need PACKAGE...
 # Says what it installs, and asks for root only then.
 

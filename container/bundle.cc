@@ -1,7 +1,5 @@
 #include "container/bundle.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -230,7 +228,7 @@ int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, s
                               char* fpgaVersion, size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity,
                               char* lanSpiVersion, size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity,
                               const char* outDir, int* imageCount, char* imageList, int numVers, int entrySize) {
-  if (::access(path, F_OK) != 0) {
+  if (!coupler::exists(path)) {
     LOG_LINE(info, "extract_firmware_info", "ERROR: failed to access file %s\n", coupler::or_null(path));
     return -1;
   }

@@ -1,7 +1,5 @@
 #include "container/image_header.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -67,7 +65,7 @@ size_t image_header_size(uint64_t header_length, size_t capacity) {
 int32_t extract_header_info(const char* path, void* buf, size_t capacity, size_t* copied) {
   using namespace coupler;
   using namespace coupler::container;
-  if (::access(path, F_OK) != 0) {
+  if (!exists(path)) {
     LOG_LINE(info, kOperation, "ERROR: %s: failed to access file %s, %s\n", kOperation, or_null(path),
              std::strerror(errno));
     return -1;

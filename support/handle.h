@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
@@ -41,6 +42,12 @@ using File = Handle<std::FILE*, nullptr, close_stream>;
 using Pipe = Handle<std::FILE*, nullptr, close_pipe>;
 using Directory = Handle<DIR*, nullptr, close_directory>;
 using Descriptor = Handle<int, -1, close_descriptor>;
+
+/// Whether there is a file at `path`. Where not, errno tells why.
+inline bool exists(const char* path) {
+  errno = EFAULT;
+  return path != nullptr && ::access(path, F_OK) == 0;
+}
 
 /// Opens a file for binary reading. On failure the result is empty and errno tells why.
 inline File open_for_reading(const char* path) {

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 
 namespace coupler {
@@ -20,9 +18,7 @@ class Text {
   /// Copies `text`, cut to the field.
   void copy(std::string_view text) const {
     if (capacity_ == 0) return;
-    const size_t length = std::min(text.size(), capacity_ - 1);
-    std::memcpy(data_, text.data(), length);
-    data_[length] = '\0';
+    data_[text.copy(data_, capacity_ - 1)] = '\0';
   }
 
   /// Makes the text empty; what lies behind its first byte stays.

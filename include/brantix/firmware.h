@@ -14,7 +14,7 @@ typedef struct FirmwareInfo {
   char packageVersion[64]; /**< bundle: version of its image header; current report: composed from the components */
   char rommonVersion[64];  /**< boot loader */
   char fpgaVersion[64];
-  char pseqVersion[64];    /**< power sequencer */
+  char pseqVersion[64]; /**< power sequencer */
   char lanSpiVersion[64];
   char ssdVersion[64];
   char ssdModel[64];       /**< current report: the fitted SSD's model; SSD firmware file: its identification */

@@ -20,17 +20,10 @@
 BRANTIX_BEGIN_C
 
 /** Security levels of SNMPv3. */
-enum {
-  SCI_SNMP_AUTH_NO_PRIV = 1,
-  SCI_SNMP_NO_AUTH_NO_PRIV = 2,
-  SCI_SNMP_AUTH_PRIV = 3
-};
+enum { SCI_SNMP_AUTH_NO_PRIV = 1, SCI_SNMP_NO_AUTH_NO_PRIV = 2, SCI_SNMP_AUTH_PRIV = 3 };
 
 /** What a destination is sent. */
-enum {
-  SCI_SNMP_TRAP = 1,
-  SCI_SNMP_INFORM = 2
-};
+enum { SCI_SNMP_TRAP = 1, SCI_SNMP_INFORM = 2 };
 
 /** A destination of traps or informs. Owned by the caller. */
 typedef struct SCI_snmp_host_s {

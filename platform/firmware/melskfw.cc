@@ -87,8 +87,6 @@ int stage(const char* path) {
                                  {"upgrade_state_2", "1"},
                                  {"upgrade_state_3", "1"}};
   if (!platform::change_settings(staged)) return refuse(path, errno);
-  const Host to = host();
-  if (to.hears(to.info)) to.log("melskfw_upgradeStart", to.threshold, to.info, "staged %s\n", path);
   return 0;
 }
 

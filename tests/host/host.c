@@ -1,6 +1,6 @@
 /*
- * A management application in small: loads the library, initialises it, asks for a command template and an image's name.
- * usage: host LIBRARY IMAGE
+ * A management application in small: loads the library, initialises it, asks for a command template and an image's
+ * name. usage: host LIBRARY IMAGE
  */
 #include <dlfcn.h>
 #include <stdarg.h>

@@ -16,9 +16,7 @@ namespace {
 using testing::EndsWith;
 using testing::StartsWith;
 
-long address(const void* text) {
-  return reinterpret_cast<long>(text);
-}
+long address(const void* text) { return reinterpret_cast<long>(text); }
 
 /// Fills a page with a text, in front of a page that nobody may read. @return the text's last `size` bytes
 char* before_forbidden_page(size_t size) {

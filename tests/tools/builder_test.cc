@@ -33,9 +33,7 @@ std::string descriptor(uint8_t header_units, std::array<uint8_t, 5> payload_unit
   return text;
 }
 
-std::string zeros(size_t count) {
-  return std::string(count, '\0');
-}
+std::string zeros(size_t count) { return std::string(count, '\0'); }
 
 TEST(Builder, BundleIsTheBytesOfTheFormat) {
   EXPECT_EQ(render(bundle({rommon("1.0.5", "data")})),

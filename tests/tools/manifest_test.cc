@@ -14,9 +14,7 @@ std::string error_of(Kind kind, const std::string& text) {
   }
 }
 
-std::string part(const std::string& members) {
-  return R"({"parts": [{)" + members + "}]}";
-}
+std::string part(const std::string& members) { return R"({"parts": [{)" + members + "}]}"; }
 
 TEST(Manifest, BundleOfEveryKindOfPart) {
   const Manifest manifest = parse_manifest(Kind::kBundle, R"({"parts": [

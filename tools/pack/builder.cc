@@ -32,9 +32,7 @@ struct Overload : Cases... {
 template <class... Cases>
 Overload(Cases...) -> Overload<Cases...>;
 
-uint64_t padding(uint64_t length) {
-  return (kUnit - length % kUnit) % kUnit;
-}
+uint64_t padding(uint64_t length) { return (kUnit - length % kUnit) % kUnit; }
 
 uint64_t payload_padding(const Object& object, uint64_t length) {
   return object.pkcs7 ? kUnit - length % kUnit : padding(length);
@@ -109,15 +107,11 @@ ImageHeader record(const HeaderFields& fields) {
   return header;
 }
 
-Container sign(Object signed_content) {
-  return {{wrap(orvix_object_zeltasignature, {}, {std::move(signed_content)})}};
-}
+Container sign(Object signed_content) { return {{wrap(orvix_object_zeltasignature, {}, {std::move(signed_content)})}}; }
 
 }  // namespace
 
-Guid guid_of(int type) {
-  return kGuids[type];
-}
+Guid guid_of(int type) { return kGuids[type]; }
 
 Object object(int type, std::string header, Payload payload) {
   return {.guid = guid_of(type), .header = std::move(header), .payload = std::move(payload)};
@@ -144,9 +138,7 @@ uint64_t size(const Object& object) {
   return sizeof(orvix_object) + header_length + payload_length;
 }
 
-uint64_t size(const Container& container) {
-  return kFileGuid.size() + size(container.objects);
-}
+uint64_t size(const Container& container) { return kFileGuid.size() + size(container.objects); }
 
 void write(const Container& container, const Sink& sink) {
   sink({reinterpret_cast<const char*>(kFileGuid.data()), kFileGuid.size()});
@@ -184,9 +176,7 @@ Object image_header(const HeaderFields& fields, int type, Payload payload) {
   return object(type, bytes + std::string(kSkippedTail, '\0'), std::move(payload));
 }
 
-Container bundle(std::vector<Object> parts) {
-  return sign(wrap(orvix_object_controllertype, {}, std::move(parts)));
-}
+Container bundle(std::vector<Object> parts) { return sign(wrap(orvix_object_controllertype, {}, std::move(parts))); }
 
 Container image(const HeaderFields& fields, int type, Payload payload) {
   return sign(image_header(fields, type, std::move(payload)));

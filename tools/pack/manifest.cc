@@ -57,17 +57,11 @@ std::string list(const Keys& words) {
   return text;
 }
 
-std::string in_quotes(std::string_view text) {
-  return '"' + std::string(text) + '"';
-}
+std::string in_quotes(std::string_view text) { return '"' + std::string(text) + '"'; }
 
-bool is_control(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 /// A value of the manifest and where it stands, such as parts[2].version.
 struct Value {
