@@ -26,6 +26,7 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
 };
 
 struct Command {
@@ -39,6 +40,7 @@ struct Command {
 Command image_family();
 Command container_family();
 Command bundle_family();
+Command snmp_family();
 Command command_command();
 
 }  // namespace coupler::tool

@@ -34,6 +34,7 @@ void add(CLI::App& app, const Command& command, Choice& choice) {
     CLI::Option* const option = added->add_option(argument.name, argument.about);
     option->required(!argument.name.starts_with('-'));
     if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
+    if (!argument.choices.empty()) option->check(CLI::IsMember(argument.choices));
   }
   for (const Command& inner : command.commands) add(*added, inner, choice);
   if (command.run == nullptr) return void(added->require_subcommand(1));
@@ -55,10 +56,7 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(),
-      container_family(),
-      bundle_family(),
-      command_command(),
+      image_family(), container_family(), bundle_family(), snmp_family(), command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
