@@ -1,5 +1,6 @@
-#include <map>
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "brantix/snmp.h"
 #include "tools/password.h"
@@ -11,25 +12,36 @@ namespace coupler::tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Numbers = std::map<std::string, int32_t>;
+/// What an option may be, and the number by which the library knows it.
+struct Choice {
+  const char* name;
+  int32_t number;
+};
 
-const Numbers kVersions = {{"1", 1}, {"2", 2}, {"3", 3}};
-const Numbers kNotifyTypes = {{"trap", SCI_SNMP_TRAP}, {"inform", SCI_SNMP_INFORM}};
-const Numbers kLevels = {{"noAuthNoPriv", SCI_SNMP_NO_AUTH_NO_PRIV},
-                         {"authNoPriv", SCI_SNMP_AUTH_NO_PRIV},
-                         {"authPriv", SCI_SNMP_AUTH_PRIV}};
-const Numbers kAuthentication = {{"MD5", 1}, {"SHA", 2}, {"SHA-256", 3}};
-const Numbers kPrivacy = {{"none", 1}, {"AES", 3}};
+constexpr Choice kVersions[] = {{"1", 1}, {"2", 2}, {"3", 3}};
+constexpr Choice kNotifyTypes[] = {{"trap", SCI_SNMP_TRAP}, {"inform", SCI_SNMP_INFORM}};
+constexpr Choice kLevels[] = {{"noAuthNoPriv", SCI_SNMP_NO_AUTH_NO_PRIV},
+                              {"authNoPriv", SCI_SNMP_AUTH_NO_PRIV},
+                              {"authPriv", SCI_SNMP_AUTH_PRIV}};
+constexpr Choice kAuthentication[] = {{"MD5", 1}, {"SHA", 2}, {"SHA-256", 3}};
+constexpr int32_t kAes = 3;
+constexpr Choice kPrivacy[] = {{"none", 1}, {"AES", kAes}};
 
-std::vector<std::string> names(const Numbers& numbers) {
+std::vector<std::string> names(std::span<const Choice> choices) {
   std::vector<std::string> found;
-  for (const auto& [name, number] : numbers) found.push_back(name);
+  for (const Choice& choice : choices) found.emplace_back(choice.name);
   return found;
 }
 
 std::string option(const Arguments& arguments, const char* name, const char* otherwise = "") {
   const auto found = arguments.find(name);
   return found == arguments.end() ? otherwise : found->second;
+}
+
+int32_t number(const Arguments& arguments, const char* name, std::span<const Choice> choices, const char* otherwise) {
+  const std::string chosen = option(arguments, name, otherwise);
+  return std::find_if(choices.begin(), choices.end(), [&](const Choice& choice) { return chosen == choice.name; })
+      ->number;
 }
 
 /// A text that is fit for a line of the agent's configuration file.
@@ -67,11 +79,11 @@ void disable(const Context& context, const Arguments&) { succeed(context, SCI_Di
 
 int32_t set_user(const std::string& name, const Arguments& arguments) {
   SCI_snmp_user_s user{};
-  user.auth_type = kAuthentication.at(option(arguments, "--auth", "SHA"));
-  user.priv_type = kPrivacy.at(option(arguments, "--privacy", "AES"));
+  user.auth_type = number(arguments, "--auth", kAuthentication, "SHA");
+  user.priv_type = number(arguments, "--privacy", kPrivacy, "AES");
   fill(user.username, "the user's name", one_word(name));
   fill(user.password, "the password", read_password("password", option(arguments, "--password-file")));
-  if (user.priv_type == kPrivacy.at("AES")) {
+  if (user.priv_type == kAes) {
     fill(user.priv_pass, "the privacy password",
          read_password("privacy password", option(arguments, "--privacy-password-file")));
   }
@@ -97,16 +109,22 @@ void print_names(const Context& context, const char* what, const std::vector<std
 
 void list_users(const Context& context, const Arguments&) { print_names(context, "users", configured_users()); }
 
+int32_t port(const std::string& text) {
+  const unsigned long number = std::stoul(text);
+  if (number > 65535) throw Failure("a port is at most 65535");
+  return static_cast<int32_t>(number);
+}
+
 void add_host(const Context& context, const Arguments& arguments) {
   const std::string& address = arguments.at("ADDRESS");
   const std::string& name = arguments.at("NAME");
   SCI_snmp_host_s host{};
   fill(host.server_addr, "the address", one_word(address));
   fill(host.community, "the community", one_word(name));
-  host.port = static_cast<int32_t>(std::stoul(option(arguments, "--port", "0")));
-  host.version = kVersions.at(option(arguments, "--version", "2"));
-  host.notify_type = kNotifyTypes.at(option(arguments, "--notify", "trap"));
-  host.v3_priv = kLevels.at(option(arguments, "--level", "authPriv"));
+  host.port = port(option(arguments, "--port", "0"));
+  host.version = number(arguments, "--version", kVersions, "2");
+  host.notify_type = number(arguments, "--notify", kNotifyTypes, "trap");
+  host.v3_priv = number(arguments, "--level", kLevels, "authPriv");
   // The library takes the user's protocols and passwords from its list, which only this process can have filled.
   if (host.version == 3 && set_user(name, arguments) != 0) succeed(context, 1, "set", name);
   succeed(context, SCI_SetSnmpHostV3(&host), "added", address);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "brantix/snmp.h"
+#include "tests/common/appliance.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
 #include "tests/snmp/commands.h"
@@ -23,14 +24,14 @@ inline const std::string kHostCount = "/opt/quorva/config/platform/snmp_trap_hos
 /// A mount in the appliance, for as long as it lives.
 class Mount {
  public:
-  /// Lays a file over itself: it can be read and written, but neither deleted nor renamed. Nothing where the kernel
-  /// allows no mounts.
+  /// Lays a file over itself: it can be read and written, but neither deleted nor renamed. Nothing where no mounts
+  /// are to be had.
   static std::unique_ptr<Mount> pin(const std::string& path) {
-    return made(path, mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr));
+    return make(path.c_str(), path, nullptr, MS_BIND, nullptr);
   }
   /// Lays a disk of two pages over a directory, one of them taken.
   static std::unique_ptr<Mount> small_disk(const std::string& path) {
-    std::unique_ptr<Mount> disk = made(path, mount("tmpfs", path.c_str(), "tmpfs", 0, "size=8k"));
+    std::unique_ptr<Mount> disk = make("tmpfs", path, "tmpfs", 0, "size=8k");
     if (disk) write_file(path + "/taken", std::string(4096, 'x'));
     return disk;
   }
@@ -39,8 +40,10 @@ class Mount {
 
  private:
   explicit Mount(std::string path) : path_(std::move(path)) {}
-  static std::unique_ptr<Mount> made(const std::string& path, int failure) {
-    return std::unique_ptr<Mount>(failure == 0 ? new Mount(path) : nullptr);
+  static std::unique_ptr<Mount> make(const char* what, const std::string& path, const char* kind, unsigned long flags,
+                                     const char* options) {
+    const bool mounted = is_machine_of_its_own() && mount(what, path.c_str(), kind, flags, options) == 0;
+    return std::unique_ptr<Mount>(mounted ? new Mount(path) : nullptr);
   }
 
   std::string path_;

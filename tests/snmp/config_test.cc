@@ -75,7 +75,7 @@ enum class Fault { kNoConfig, kNewIsDirectory, kDiskFull, kConfigPinned, kNewPin
 
 class FaultTest : public AgentFiles {
  protected:
-  /// @return what the operation logs; nothing where the kernel allows no mounts
+  /// @return what the operation logs; nothing where no mounts are to be had
   std::vector<std::string> run(Fault fault, int (*operation)(), int expected) {
     std::filesystem::remove_all(kNewConfig);
     std::unique_ptr<Mount> mount;
@@ -146,7 +146,7 @@ TEST_F(FaultTest, EveryStepThatFailsHasItsLine) {
       SCOPED_TRACE(line);
       const bool fails = fault != Fault::kNewPinnedNoMatch && fault != Fault::kNoMatch;
       const std::vector<std::string> lines = run(fault, operation.run, fails ? operation.failure : 0);
-      if (lines.empty()) GTEST_SKIP() << "the kernel allows no mounts here";
+      if (lines.empty()) GTEST_SKIP() << "no mounts are to be had here";
       const size_t level = line.find(' ') + 1;
       EXPECT_EQ(lines.back(), line.substr(0, level) + operation.name + "|" + line.substr(level));
     }
@@ -156,7 +156,7 @@ TEST_F(FaultTest, EveryStepThatFailsHasItsLine) {
 // What does not fit is taken back, so that no half line is left for the agent.
 TEST_F(FaultTest, AFullDiskLeavesNoHalfLine) {
   const std::unique_ptr<Mount> disk = Mount::small_disk("/etc/snmp");
-  if (!disk) GTEST_SKIP() << "the kernel allows no mounts here";
+  if (!disk) GTEST_SKIP() << "no mounts are to be had here";
   const std::string before = std::string(4080, '.') + "\n";
   write_file(kConfig, before);
   LogCapture log;

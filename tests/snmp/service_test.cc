@@ -1,7 +1,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include "tests/common/appliance.h"
 #include "tests/snmp/agent_files.h"
 
 namespace coupler::test {
