@@ -27,6 +27,6 @@ need_for_build() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 procps psmisc rsyslog snmp snmptrapd
+  need libgtest-dev libgmock-dev python3 procps psmisc snmpd snmp snmptrapd rsyslog
   need doxygen
 }
