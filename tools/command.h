@@ -51,6 +51,7 @@ Command boot_names_command();
 Command firmware_family();
 Command ssd_family();
 Command sessions_command();
+Command role_command();
 Command notify_command();
 Command syslog_family();
 
