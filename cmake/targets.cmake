@@ -31,7 +31,7 @@ function(coupler_library)
   add_library(brantix_coupler SHARED)
   target_link_libraries(brantix_coupler PRIVATE coupler_objects)
   target_link_options(brantix_coupler PRIVATE -Wl,--no-as-needed -Wl,--enable-new-dtags -Wl,-z,defs -Wl,-z,relro
-                                              -Wl,-z,now -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
+                                              -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
   set_property(TARGET brantix_coupler APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/hidden.map)
   target_include_directories(brantix_coupler INTERFACE ${PROJECT_SOURCE_DIR}/include)
   if(COUPLER_SANITIZE)
