@@ -28,8 +28,8 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
-  bool flag = false;     ///< an option without a value
-  bool repeats = false;  ///< the last one: positional, any number of words
+  bool flag = false;                      ///< an option without a value
+  bool repeats = false;                   ///< the last one: positional, any number of words
   std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
 };
 
