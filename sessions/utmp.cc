@@ -59,11 +59,11 @@ int32_t SessionIterator::ttyToDevNum(const char* line, char* path, unsigned size
 }
 
 int32_t SessionIterator::parseUtmpTbl() {
-  utmp record;
+  utmp record = {};
   utmp* next = nullptr;
   ::setutent();
   while (::getutent_r(&record, &next) == 0) {
-    if (record.ut_type == USER_PROCESS) fill_terminal(*this, record);
+    if (next->ut_type == USER_PROCESS) fill_terminal(*this, *next);
   }
   ::endutent();
   return 0;
