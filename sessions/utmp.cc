@@ -25,7 +25,7 @@ std::optional<int32_t> device_number(const char* path) {
 }
 
 void fill_terminal(SessionIterator& snapshot, const utmp& record) {
-  char line[sizeof(record.ut_line) + 1];
+  char line[sizeof(record.ut_line) + 1] = "";
   char path[32];
   Text(line).copy(field(record.ut_line));
   const int32_t device = SessionIterator::ttyToDevNum(line, path, sizeof(path));
