@@ -27,5 +27,5 @@ need_for_build() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 procps psmisc snmpd snmp snmptrapd
+  need libgtest-dev libgmock-dev python3 procps psmisc rsyslog snmpd snmp snmptrapd
 }

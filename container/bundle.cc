@@ -120,7 +120,7 @@ bool BundleWalk::take_image_header(const Part& part) {
                static_cast<void*>(report_.header));
   if (report_.header == nullptr) return true;
   *report_.header_length = image_header_size(part.head.header_length, report_.header_capacity);
-  if (read_at(bundle_, part.header_at(), report_.header, *report_.header_length) < 0) {
+  if (!read_all_there_is(bundle_, part.header_at(), report_.header, *report_.header_length)) {
     LOG_LINE(info, kWalk, "%s: orvix_object_imageheader ERROR failed to get header\n", kWalk);
     return false;
   }
@@ -235,8 +235,9 @@ int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, s
   const uint64_t size = std::min<uint64_t>(getFileSize(path), UINT32_MAX);  // positions in a bundle are 32-bit
   const coupler::File file = coupler::open_for_reading(path);
   if (!file) return -1;
-  return extract_fw_info(file.get(), static_cast<uint32_t>(size), 0, hdr, hdrCapacity, hdrLen, packageVersion,
-                         packageVersionCapacity, rommonVersion, rommonCapacity, fpgaVersion, fpgaCapacity, pseqVersion,
-                         pseqCapacity, lanSpiVersion, lanSpiCapacity, ssdVersion, ssdCapacity, outDir, imageCount,
-                         imageList, numVers, entrySize);
+  const int32_t result = extract_fw_info(
+      file.get(), static_cast<uint32_t>(size), 0, hdr, hdrCapacity, hdrLen, packageVersion, packageVersionCapacity,
+      rommonVersion, rommonCapacity, fpgaVersion, fpgaCapacity, pseqVersion, pseqCapacity, lanSpiVersion,
+      lanSpiCapacity, ssdVersion, ssdCapacity, outDir, imageCount, imageList, numVers, entrySize);
+  return size == 0 ? -1 : result;  // a size that could not be told would pass for a bundle without parts
 }

@@ -21,13 +21,18 @@ ssize_t read_at(std::FILE* file, uint64_t position, void* buf, size_t n) {
              std::strerror(errno));
     return -1;
   }
+  std::clearerr(file);
   return static_cast<ssize_t>(std::fread(buf, 1, n, file));
+}
+
+bool read_all_there_is(std::FILE* file, uint64_t position, void* buf, size_t n) {
+  return read_at(file, position, buf, n) >= 0 && std::ferror(file) == 0;
 }
 
 std::optional<ObjectHead> read_head(std::FILE* file, uint64_t position) {
   orvix_object object = {};
   if (read_at(file, position, &object, sizeof(object)) < 0) return std::nullopt;
-  return decode_head(object);
+  return std::ferror(file) == 0 ? decode_head(object) : ObjectHead{orvix_object_null, 0, 0};
 }
 
 }  // namespace coupler::container

@@ -78,5 +78,5 @@ int32_t extract_header_info(const char* path, void* buf, size_t capacity, size_t
   const auto header = find_image_header(file.get());
   if (!header) return -1;
   *copied = image_header_size(header->length, capacity);
-  return read_at(file.get(), header->offset, buf, *copied) > 0 ? 0 : -1;
+  return read_at(file.get(), header->offset, buf, *copied) > 0 && std::ferror(file.get()) == 0 ? 0 : -1;
 }

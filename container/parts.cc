@@ -10,7 +10,6 @@
 #include "frame/log.h"
 #include "support/copy.h"
 #include "support/number.h"
-#include "support/output.h"
 
 namespace coupler::container {
 namespace {
@@ -33,12 +32,6 @@ std::unique_ptr<char[]> room_for(uint64_t header_length) {
   return std::unique_ptr<char[]>(new (std::nothrow) char[header_length + 1]());
 }
 
-bool write_whole(const Part& part, uint64_t size, const char* path) {
-  OutputFile file(path);
-  return file && copy_bytes(part.bundle, part.payload_at(), size, file) && file.set_size(static_cast<off_t>(size)) &&
-         file.commit();
-}
-
 }  // namespace
 
 const FirmwareKind* firmware_kind(int type) {
@@ -54,7 +47,7 @@ PartText::PartText(std::unique_ptr<char[]> text)
 std::optional<PartText> PartText::read(const Part& part) {
   auto text = room_for(part.head.header_length);
   if (text == nullptr) return std::nullopt;
-  if (read_at(part.bundle, part.header_at(), text.get(), part.head.header_length) < 0) return std::nullopt;
+  if (!read_all_there_is(part.bundle, part.header_at(), text.get(), part.head.header_length)) return std::nullopt;
   return PartText(std::move(text));
 }
 
@@ -76,7 +69,7 @@ Written write_part(const Part& part, const PartText& text, const char* directory
   }
   char path[256];
   name->path_in(directory, path);
-  if (write_whole(part, static_cast<uint64_t>(size), path)) return Written::kYes;
+  if (copy_to_file(part.bundle, part.payload_at(), static_cast<uint64_t>(size), path)) return Written::kYes;
   log_unwritable(path);
   return Written::kUnwritable;
 }

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <optional>
 
 namespace platform {
 namespace {
@@ -22,10 +23,12 @@ std::string settings_file() {
   return path == nullptr ? "" : path;
 }
 
-std::string read_text(const std::string& path) {
+/// Nothing, with errno, when there is a file that cannot be read.
+std::optional<std::string> read_text(const std::string& path) {
   if (path.empty()) return in_process;
   std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
+  if (!file.is_open() && errno != ENOENT) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 bool write_all(int descriptor, std::string_view text) {
@@ -79,7 +82,7 @@ std::string_view key_of(std::string_view line) {
 
 std::string setting(std::string_view key, std::string_view otherwise) {
   const std::lock_guard lock(mutex);
-  const std::string text = read_text(settings_file());
+  const std::string text = read_text(settings_file()).value_or("");
   std::string value(otherwise);
   for (std::string_view rest = text; !rest.empty();) {
     const std::string_view line = take_line(rest);
@@ -97,9 +100,10 @@ int setting(std::string_view key, int otherwise) {
 bool change_settings(const Changes& changes) {
   const std::lock_guard lock(mutex);
   const std::string path = settings_file();
-  const std::string old = read_text(path);
+  const std::optional<std::string> old = read_text(path);
+  if (!old) return false;
   std::string text;
-  for (std::string_view rest = old; !rest.empty();) {
+  for (std::string_view rest = *old; !rest.empty();) {
     const std::string_view line = take_line(rest);
     bool kept = true;
     for (const auto& change : changes) kept = kept && key_of(line) != change.first;

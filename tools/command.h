@@ -20,13 +20,17 @@ struct Failure : std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-using Arguments = std::map<std::string, std::string>;
+struct Arguments : std::map<std::string, std::string> {
+  std::vector<std::string> rest;  ///< the words of the argument that repeats
+};
 
 struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
   std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
+  bool flag = false;     ///< an option without a value
+  bool repeats = false;  ///< the last one: positional, any number of words
 };
 
 struct Command {
@@ -42,5 +46,12 @@ Command container_family();
 Command bundle_family();
 Command snmp_family();
 Command command_command();
+Command versions_command();
+Command boot_names_command();
+Command firmware_family();
+Command ssd_family();
+Command sessions_command();
+Command notify_command();
+Command syslog_family();
 
 }  // namespace coupler::tool

@@ -202,6 +202,17 @@ BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, vo
                                        size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity, const char* outDir,
                                        int* imageCount, char* imageList, int numVers, int entrySize);
 
+/** Model number of the fitted SSD, or the last word of it; empty until it is known. */
+BRANTIX_EXPORT extern char equipped_ssd_model_num[24];
+
+/**
+ * Refreshes `equipped_ssd_model_num` from the second line of /tmp/ssd_fwInfo, which
+ * `SCI_readCurrentFirmwareVersions` leaves behind: the last of its words, which "_" and blanks separate, cut to 23
+ * characters. The line's last character counts as its line end. Without that line, or a word in it, the text stays as
+ * it was.
+ */
+BRANTIX_EXPORT void get_equipped_ssd_modelNumber(void);
+
 BRANTIX_END_C
 
 #ifdef __cplusplus

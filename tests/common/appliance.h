@@ -1,14 +1,40 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
-#include <string_view>
+#include <fstream>
+#include <string>
+
+#include "tests/common/files.h"
 
 namespace coupler::test {
 
 /// Whether network and process table are the appliance's own, not this machine's.
 inline bool is_machine_of_its_own() {
   const char* const kind = std::getenv("APPLIANCE_KIND");
-  return kind != nullptr && std::string_view(kind) == "bubblewrap";
+  return kind != nullptr && std::string(kind) == "bubblewrap";
 }
+
+/// A test that writes to the appliance's own paths. What it changes of the platform's settings is undone.
+class ApplianceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "runs in platform/appliance only";
+    settings_ = read_file(settings_file());
+  }
+  void TearDown() override {
+    if (std::getenv("APPLIANCE_KIND") != nullptr) write_file(settings_file(), settings_);
+  }
+
+  static void set(const std::string& key, const std::string& value) {
+    std::ofstream(settings_file(), std::ios::app) << key << " = " << value << '\n';
+  }
+
+ private:
+  static const char* settings_file() { return std::getenv("COUPLER_PLATFORM"); }
+
+  std::string settings_;
+};
 
 }  // namespace coupler::test

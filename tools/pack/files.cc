@@ -23,7 +23,8 @@ constexpr size_t kPiece = size_t{1} << 20;
 fs::path beside(const fs::path& path) {
   fs::path name = ".";
   name += path.filename();
-  name += "." + std::to_string(getpid());
+  name += '.';
+  name += std::to_string(getpid());
   return path.parent_path() / name;
 }
 

@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "brantix/coupler.h"
+#include "tests/common/files.h"
+#include "tests/common/silent_host.h"
+#include "tests/flow/fail_nth.h"
+#include "tools/pack/builder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace coupler::test;
+using namespace coupler::pack;
+
+constexpr const char* kBundle = "/tmp/flow/bundle";
+constexpr const char* kNested = "/tmp/flow/nested";
+constexpr const char* kImage = "/tmp/flow/image";
+constexpr const char* kHeaderFile = "/tmp/flow/fw.img__hdr";
+constexpr const char* kOut = "/tmp/flow/out";
+
+/// What operations hand to their caller.
+struct {
+  uint64_t size;
+  FirmwareInfo versions;
+  ImageHeader header;
+  size_t header_length;
+  SCI_image_s* image;
+} given;
+
+std::string bytes(const void* data, size_t size) { return {static_cast<const char*>(data), size}; }
+
+std::string take_image() {
+  const std::string record = bytes(given.image, sizeof(ImageHeader));
+  SCI_imageClose(given.image);
+  return record;
+}
+
+/// An operation that must survive every fault. Each of its files is then as before or as after a run without a fault.
+/// When it reports success, what it handed over and all of its files are as after a run without a fault.
+struct Operation {
+  const char* name;
+  bool (*run)();            // whether it reports success
+  std::string (*result)();  // what it handed over; asked after a success
+  bool lenient = false;     // a success may have left something out
+};
+
+std::string versions() { return bytes(&given.versions, sizeof(given.versions)); }
+
+std::string nothing() { return {}; }
+
+const Operation kOperations[] = {
+    {"getFileSize", [] { return (given.size = getFileSize(kBundle)) != 0; }, [] { return std::to_string(given.size); }},
+    {"extract_header_info",
+     [] { return extract_header_info(kImage, &given.header, sizeof(ImageHeader), &given.header_length) == 0; },
+     [] { return bytes(&given.header, given.header_length); }},
+    {"SCI_imageOpen", [] { return (given.image = SCI_imageOpen(kImage)) != nullptr; }, take_image},
+    {"SCI_imageOpen of a header file", [] { return (given.image = SCI_imageOpen(kHeaderFile)) != nullptr; }, take_image,
+     true},  // a size that cannot be told is that of an empty file
+    {"SCI_readFirmwareImageVersion", [] { return SCI_readFirmwareImageVersion(kBundle, &given.versions) == 0; },
+     versions, true},  // SSD firmware that cannot be written
+    {"SCI_extractFirmwareImagePayload",
+     [] { return SCI_extractFirmwareImagePayload(kBundle, &given.versions, kOut) == 0; }, versions},
+    {"SCI_extractFirmwareImagePayload with an image inside",
+     [] { return SCI_extractFirmwareImagePayload(kNested, &given.versions, kOut) == 0; }, versions,
+     true},  // versions of the image inside
+    {"SCI_setFirmwareVersion", [] { return SCI_setFirmwareVersion(kBundle) == 0; }, nothing},
+    {"SCI_ConfigureSnmp", [] { return SCI_ConfigureSnmp("public") == 0; }, nothing},
+    {"SCI_DeleteSnmpCommunity", [] { return SCI_DeleteSnmpCommunity("secret") == 0; }, nothing},
+};
+
+void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
+
+struct Kind {
+  const char* name;
+  Call call;
+  std::vector<Call> always = {};
+};
+
+const Kind kKinds[] = {{"open", Call::kOpen},     {"read", Call::kRead},
+                       {"seek", Call::kSeek},     {"map", Call::kMap},
+                       {"write", Call::kWrite},   {"read, nothing can be mapped", Call::kRead, {Call::kMap}},
+                       {"resize", Call::kResize}, {"seek, nothing can be mapped", Call::kSeek, {Call::kMap}},
+                       {"close", Call::kClose},   {"memory", Call::kMemory}};
+
+using Files = std::map<std::string, std::string>;
+
+Files files() {
+  Files all;
+  for (const char* place : {"/etc/snmp", "/mnt", "/tmp", "/var"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(place)) {
+      if (entry.is_regular_file() && !entry.is_symlink()) all[entry.path()] = read_file(entry.path());
+    }
+  }
+  return all;
+}
+
+void restore(const Files& wanted, const Files& now) {
+  for (const auto& file : now) {
+    if (!wanted.contains(file.first)) fs::remove(file.first);
+  }
+  for (const auto& [path, content] : wanted) {
+    if (const auto it = now.find(path); it == now.end() || it->second != content) write_file(path, content);
+  }
+}
+
+void expect_old_or_new(const Files& now, const Files& before, const Files& after) {
+  Files all = now;
+  all.insert(before.begin(), before.end());
+  for (const auto& file : all) {
+    const auto same_in = [&](const Files& files) {
+      const auto here = now.find(file.first), there = files.find(file.first);
+      return here == now.end() || there == files.end() ? here == now.end() && there == files.end()
+                                                       : here->second == there->second;
+    };
+    EXPECT_TRUE(same_in(before) || same_in(after)) << file.first;
+  }
+}
+
+auto open_descriptors() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
+
+class EveryFaultTest : public testing::TestWithParam<Operation> {
+ protected:
+  // Payloads of several kilobytes, so that heads and texts come from reads of their own.
+  static void SetUpTestSuite() {
+    const HeaderFields fields{.version = "7.1", .filename = "fw.img"};
+    const std::vector<Object> parts{rommon("1.0", std::string(9000, 'r')), ssd("S1", std::string(5016, 's')),
+                                    image_header(fields), fpga("2.0", std::string(4064, 'f')),
+                                    text_file("last", std::string(8000, 'l'))};
+    fs::create_directories(kOut);
+    setenv("COUPLER_PLATFORM", "/tmp/flow/platform.conf", 1);
+    write_file("/tmp/flow/platform.conf", "board_type = 2\n");
+    write_file(kBundle, render(bundle(parts)));
+    write_file(kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))})));
+    write_file(kImage, render(image(fields)));
+    write_file("/etc/snmp/snmpd.conf", std::string(20000, '#') + "\nrocommunity secret\n");
+    write_file(kHeaderFile, image_header(fields).header);
+  }
+
+  bool run(const Failing::Fault& fault) {
+    given = {};
+    const Failing failing(fault);
+    success_ = GetParam().run();
+    return failing.happened();
+  }
+  std::string result() const { return success_ ? GetParam().result() : ""; }
+
+  const SilentHost host_;
+  bool success_ = false;
+};
+
+TEST_P(EveryFaultTest, FailsCleanlyOrSucceeds) {
+  const Files before = files();
+  run({Call::kMemory, 0});
+  ASSERT_TRUE(success_);
+  const std::string expected = result();
+  const Files after = files();
+  restore(before, after);
+  const auto descriptors = open_descriptors();
+  int faults = 0;
+  for (const Kind& kind : kKinds) {
+    for (const bool lasting : {false, true}) {
+      for (int nth = 1; run({kind.call, nth, lasting, kind.always}); ++nth, ++faults) {
+        SCOPED_TRACE(std::string(kind.name) + " " + std::to_string(nth) + (lasting ? " and later" : ""));
+        const Files now = files();
+        if (success_) {
+          EXPECT_TRUE(result() == expected || GetParam().lenient) << "success, but not with the right result";
+          EXPECT_TRUE(now == after || GetParam().lenient) << "success, but not with the right files";
+        }
+        expect_old_or_new(now, before, after);
+        EXPECT_EQ(open_descriptors(), descriptors);
+        restore(before, now);
+      }
+      restore(before, files());
+      if (success_) result();
+    }
+  }
+  EXPECT_GE(faults, 10) << "the calls that should fail are not seen";
+}
+
+INSTANTIATE_TEST_SUITE_P(Flow, EveryFaultTest, testing::ValuesIn(kOperations));
+
+}  // namespace

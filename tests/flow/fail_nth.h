@@ -1,0 +1,30 @@
+#pragma once
+
+#include <initializer_list>
+#include <vector>
+
+namespace coupler::test {
+
+/// Kinds of call that can be made to fail; fail_nth.cc says which calls are of which kind.
+enum class Call { kOpen, kRead, kSeek, kMap, kWrite, kResize, kClose, kMemory };
+
+/// For as long as it lives, the n-th call of a kind that this thread makes fails. One at a time.
+class Failing {
+ public:
+  struct Fault {
+    Call call;
+    int nth;                        // from 1 on; 0: none
+    bool lasting = false;           // the later ones fail too
+    std::vector<Call> always = {};  // kinds of which every call fails
+  };
+
+  explicit Failing(const Fault& fault);
+  ~Failing();
+  Failing(const Failing&) = delete;
+  Failing& operator=(const Failing&) = delete;
+
+  /// Whether there was an n-th call.
+  bool happened() const;
+};
+
+}  // namespace coupler::test
