@@ -29,8 +29,8 @@ struct Argument {
   std::string about;
   bool number = false;
   std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
-  bool flag = false;     ///< an option without a value
-  bool repeats = false;  ///< the last one: positional, any number of words
+  bool flag = false;                      ///< an option without a value
+  bool repeats = false;                   ///< the last one: positional, any number of words
 };
 
 struct Command {
