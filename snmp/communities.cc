@@ -2,7 +2,6 @@
 #include "snmp/agent.h"
 #include "snmp/append.h"
 #include "snmp/given.h"
-#include "snmp/line_pieces.h"
 #include "snmp/rewrite.h"
 #include "support/lines.h"
 #include "support/text.h"
@@ -29,8 +28,11 @@ constexpr LineRemoval kRemoval{
 
 /// The second of the words that blanks separate; tabs and the line's end belong to a word.
 std::string_view second_word(std::string_view line) {
-  take_word(line, " ");
-  return take_word(line, " ");
+  const size_t first = line.find_first_not_of(' ');
+  const size_t gap = line.find(' ', first);
+  const size_t second = line.find_first_not_of(' ', gap);
+  if (first == line.npos || gap == line.npos || second == line.npos) return {};
+  return line.substr(second, line.find(' ', second) - second);
 }
 
 }  // namespace
@@ -58,7 +60,7 @@ int32_t SCI_GetSnmpCommunity(SCI_snmp_community_s* communities, unsigned int* co
     return -1;
   }
   unsigned int found = 0;
-  LinePieces lines(config.get());
+  PieceReader lines(config.get());
   for (std::string_view line = lines.next(); !line.empty(); line = lines.next()) {
     if (line.find("rocommunity") == line.npos) continue;
     if (communities != nullptr) Text(communities[found].community).copy(second_word(line));

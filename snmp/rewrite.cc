@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "snmp/agent.h"
-#include "snmp/line_pieces.h"
 #include "support/handle.h"
+#include "support/lines.h"
 #include "support/output.h"
 
 namespace coupler::snmp {
@@ -38,7 +38,7 @@ class Gathered {
 std::optional<unsigned> copy_unselected(const LineRemoval& removal, const char* key, std::FILE* old, OutputFile& file) {
   unsigned dropped = 0;
   Gathered kept(file);
-  LinePieces lines(old);
+  PieceReader lines(old);
   for (std::string_view line = lines.next(); !line.empty(); line = lines.next()) {
     if (removal.selects(line, key)) {
       ++dropped;
