@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Installs Debian packages that are missing. To be sourced: need PACKAGE...
 # Says what it installs, and asks for root only then.
 
@@ -26,5 +27,5 @@ need_for_build() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 procps psmisc
+  need libgtest-dev libgmock-dev python3 procps psmisc rsyslog snmp snmptrapd
 }

@@ -10,7 +10,6 @@
 #include "frame/log.h"
 #include "support/copy.h"
 #include "support/number.h"
-#include "support/output.h"
 
 namespace coupler::container {
 namespace {
@@ -31,12 +30,6 @@ constexpr FirmwareKind kFirmwareKinds[] = {
 // A header is at most 1 MiB long by its format.
 std::unique_ptr<char[]> room_for(uint64_t header_length) {
   return std::unique_ptr<char[]>(new (std::nothrow) char[header_length + 1]());
-}
-
-bool write_whole(const Part& part, uint64_t size, const char* path) {
-  OutputFile file(path);
-  return file && copy_bytes(part.bundle, part.payload_at(), size, file) && file.set_size(static_cast<off_t>(size)) &&
-         file.commit();
 }
 
 }  // namespace
@@ -76,7 +69,7 @@ Written write_part(const Part& part, const PartText& text, const char* directory
   }
   char path[256];
   name->path_in(directory, path);
-  if (write_whole(part, static_cast<uint64_t>(size), path)) return Written::kYes;
+  if (copy_to_file(part.bundle, part.payload_at(), static_cast<uint64_t>(size), path)) return Written::kYes;
   log_unwritable(path);
   return Written::kUnwritable;
 }

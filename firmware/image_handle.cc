@@ -44,8 +44,7 @@ Image read_header_file(const char* path) {
   const auto expected = static_cast<size_t>(std::min<uint64_t>(size, kRecordSize));
   Image image = blank_image();
   if (image == nullptr) return nullptr;
-  // Not only what is expected, so that a size that could not be told does not pass for an empty file.
-  const size_t got = std::fread(image.get(), 1, kRecordSize, file.get());
+  const size_t got = std::fread(image.get(), 1, expected, file.get());
   if (got != expected) {
     LOG_LINE(info, kOperation, "ERROR: %s: hdr size mismatched expect %d but got %d\n", kOperation,
              static_cast<int>(expected), static_cast<int>(got));

@@ -1,7 +1,12 @@
 #include "frame/log.h"
 #include "platform/firmware/melskfw.h"
 
+namespace {
+constexpr int32_t kInitialized = 1000;
+}  // namespace
+
 int32_t SCI_Initialize_lib(const void*, const void*, const void*, const SCI_lib_init_s* init) {
+  if (init == nullptr) return kInitialized;
   debug = init->debugLevel;
   info = init->infoLevel;
   critical = init->criticalLevel;
@@ -9,7 +14,7 @@ int32_t SCI_Initialize_lib(const void*, const void*, const void*, const SCI_lib_
   gLogPelkModuleOffset = init->logModuleOffset;
   melskfw_initBrantixDebug(init->debugLevel, init->infoLevel, init->criticalLevel, init->logFn, init->logModuleOffset);
   LOG_LINE(info, "SCI_Initialize_lib", "Successfully initialized pelk_coupler lib");
-  return 1000;
+  return kInitialized;
 }
 
 int32_t get_interface_version(void) { return 0; }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "support/output.h"
+
 namespace coupler {
 namespace {
 
@@ -53,8 +55,6 @@ bool copy_through_buffer(std::FILE* source, uint64_t offset, uint64_t length, Ou
   return true;
 }
 
-}  // namespace
-
 // The bytes go from the page cache to the target without a copy of ours. Where the source shrinks meanwhile, write
 // fails with EFAULT; it raises no signal.
 bool copy_bytes(std::FILE* source, uint64_t offset, uint64_t length, OutputFile& target) {
@@ -70,6 +70,23 @@ bool copy_bytes(std::FILE* source, uint64_t offset, uint64_t length, OutputFile&
     offset += piece;
   }
   return true;
+}
+
+bool is_file_at(std::FILE* source, const char* path) {
+  struct stat mine, theirs;
+  return ::fstat(::fileno(source), &mine) == 0 && ::stat(path, &theirs) == 0 && mine.st_dev == theirs.st_dev &&
+         mine.st_ino == theirs.st_ino;
+}
+
+}  // namespace
+
+bool copy_to_file(std::FILE* source, uint64_t offset, uint64_t length, const char* path) {
+  if (is_file_at(source, path)) {
+    errno = EEXIST;
+    return false;
+  }
+  OutputFile file(path);
+  return file && copy_bytes(source, offset, length, file) && file.set_size(static_cast<off_t>(length)) && file.commit();
 }
 
 }  // namespace coupler

@@ -3,12 +3,13 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "support/output.h"
-
 namespace coupler {
 
-/// Appends `length` bytes of `source` from `offset` on to `target`, or as many of them as `source` holds. Needs memory
-/// for a few MiB, whatever the length. @return false when `source` could not be read or `target` could not take them
-bool copy_bytes(std::FILE* source, uint64_t offset, uint64_t length, OutputFile& target);
+/// Writes `length` bytes of `source` from `offset` on as the file at `path`, which is whole or not there afterwards;
+/// bytes that `source` lacks are zero. Needs memory for a few MiB, whatever the length.
+///
+/// @return false, with the reason in errno: `source` could not be read or the file not be written; where `source` is
+///         that very file, it is left alone
+bool copy_to_file(std::FILE* source, uint64_t offset, uint64_t length, const char* path);
 
 }  // namespace coupler

@@ -9,6 +9,7 @@ namespace {
 constexpr std::string_view kSpecial = " \"'$`;|&<>(){}*?[!\\";
 constexpr std::string_view kSpecialAtStart = "#~";
 constexpr std::string_view kSpecialInQuotes = "\\\"$`";
+constexpr std::string_view kStartsCommand = ";|&<>()$`\n";
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
@@ -19,6 +20,11 @@ bool is_special(std::string_view value, size_t i) {
 }
 
 }  // namespace
+
+std::optional<ArgumentText> ArgumentText::from(std::string_view value) {
+  if (value.find_first_of(kStartsCommand) != std::string_view::npos) return std::nullopt;
+  return ArgumentText(value);
+}
 
 // Once something was cut, nothing follows: what stands is the beginning of the whole line.
 void CommandText::add_whole(std::string_view piece) {
@@ -61,6 +67,11 @@ CommandText& CommandText::add(QuotedValue value) {
     const bool special = kSpecialInQuotes.find(c) != std::string_view::npos;
     add_whole(special ? std::string_view(escaped, 2) : std::string_view(&c, 1));
   }
+  return *this;
+}
+
+CommandText& CommandText::add(ArgumentText text) {
+  add_as_far_as_it_fits(text.value());
   return *this;
 }
 

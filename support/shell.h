@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 namespace coupler {
@@ -29,6 +30,19 @@ struct QuotedValue {
   std::string_view value;
 };
 
+/// A value from outside that is a command's own argument text: it stands as it is, and may be several arguments.
+class ArgumentText {
+ public:
+  /// @return the text, or nothing when it holds a character with which a command or an expansion could start
+  static std::optional<ArgumentText> from(std::string_view value);
+  std::string_view value() const { return value_; }
+
+ private:
+  explicit ArgumentText(std::string_view value) : value_(value) {}
+
+  std::string_view value_;
+};
+
 /// A command line, or a piece of one, in a buffer of fixed size: line.add("kill ").add(ShellWord(name)).add(9). What
 /// does not fit is cut, never inside an escape or a quotation.
 class CommandText {
@@ -36,6 +50,7 @@ class CommandText {
   CommandText& add(Fixed text);
   CommandText& add(ShellWord word);
   CommandText& add(QuotedValue value);
+  CommandText& add(ArgumentText text);
   CommandText& add(long number);
   CommandText& add(const CommandText& piece);
 

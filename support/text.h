@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 namespace coupler {
@@ -19,6 +20,12 @@ class Text {
   void copy(std::string_view text) const {
     if (capacity_ == 0) return;
     data_[text.copy(data_, capacity_ - 1)] = '\0';
+  }
+
+  /// As `copy`, and makes every byte behind the text zero.
+  void fill(std::string_view text) const {
+    if (capacity_ > 0) std::memset(data_, 0, capacity_);
+    copy(text);
   }
 
   /// Makes the text empty; what lies behind its first byte stays.

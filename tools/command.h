@@ -20,12 +20,16 @@ struct Failure : std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-using Arguments = std::map<std::string, std::string>;
+struct Arguments : std::map<std::string, std::string> {
+  std::vector<std::string> rest;  ///< the words of the argument that repeats
+};
 
 struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
+  bool flag = false;     ///< an option without a value
+  bool repeats = false;  ///< the last one: positional, any number of words
 };
 
 struct Command {
@@ -40,5 +44,12 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command command_command();
+Command versions_command();
+Command boot_names_command();
+Command firmware_family();
+Command ssd_family();
+Command sessions_command();
+Command notify_command();
+Command syslog_family();
 
 }  // namespace coupler::tool

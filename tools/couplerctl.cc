@@ -22,7 +22,12 @@ Choice choice_of(const Command& command, const CLI::App& app) {
   Choice choice{&command, {}};
   for (const Argument& argument : command.arguments) {
     const CLI::Option* const option = app.get_option(argument.name);
-    if (option->count() > 0) choice.arguments[argument.name] = option->as<std::string>();
+    if (option->count() == 0) continue;
+    if (argument.repeats) {
+      choice.arguments.rest = option->as<std::vector<std::string>>();
+    } else {
+      choice.arguments[argument.name] = option->as<std::string>();
+    }
   }
   return choice;
 }
@@ -31,8 +36,10 @@ void add(CLI::App& app, const Command& command, Choice& choice) {
   CLI::App* const added = app.add_subcommand(command.name, command.about);
   added->footer("--json and --log work here too; \"couplerctl --help\" describes them.");
   for (const Argument& argument : command.arguments) {
-    CLI::Option* const option = added->add_option(argument.name, argument.about);
-    option->required(!argument.name.starts_with('-'));
+    CLI::Option* const option = argument.flag ? added->add_flag(argument.name, argument.about)
+                                              : added->add_option(argument.name, argument.about);
+    option->required(!argument.name.starts_with('-') && !argument.repeats);
+    if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
     if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
   }
   for (const Command& inner : command.commands) add(*added, inner, choice);
@@ -55,10 +62,8 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(),
-      container_family(),
-      bundle_family(),
-      command_command(),
+      image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(), firmware_family(),
+      ssd_family(),   notify_command(),   syslog_family(), sessions_command(), command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",

@@ -25,11 +25,11 @@ enum {
 
 /** Descriptor of an object. Numbers are little-endian. */
 typedef struct orvix_desc {
-  uint8_t headerUnits[2];   /**< header length in units of 16 bytes */
-  uint8_t reserved2;        /**< not interpreted */
-  uint8_t payloadUnits[5];  /**< payload length in units of 16 bytes */
-  uint8_t flags;            /**< bit 1: the payload ends in PKCS#7 padding to a multiple of 16 bytes */
-  uint8_t reserved9[7];     /**< not interpreted */
+  uint8_t headerUnits[2];  /**< header length in units of 16 bytes */
+  uint8_t reserved2;       /**< not interpreted */
+  uint8_t payloadUnits[5]; /**< payload length in units of 16 bytes */
+  uint8_t flags;           /**< bit 1: the payload ends in PKCS#7 padding to a multiple of 16 bytes */
+  uint8_t reserved9[7];    /**< not interpreted */
 } orvix_desc;
 
 /** Head of an object; its header and payload follow in the container. */
@@ -198,10 +198,20 @@ BRANTIX_EXPORT int32_t extract_firmware_info(const char* path, void* hdr, size_t
 BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, void* hdr, size_t hdrCapacity,
                                        size_t* hdrLen, char* packageVersion, size_t packageVersionCapacity,
                                        char* rommonVersion, size_t rommonCapacity, char* fpgaVersion,
-                                       size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity,
-                                       char* lanSpiVersion, size_t lanSpiCapacity, char* ssdVersion,
-                                       size_t ssdCapacity, const char* outDir, int* imageCount, char* imageList,
-                                       int numVers, int entrySize);
+                                       size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity, char* lanSpiVersion,
+                                       size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity, const char* outDir,
+                                       int* imageCount, char* imageList, int numVers, int entrySize);
+
+/** Model number of the fitted SSD, or the last word of it; empty until it is known. */
+BRANTIX_EXPORT extern char equipped_ssd_model_num[24];
+
+/**
+ * Refreshes `equipped_ssd_model_num` from the second line of /tmp/ssd_fwInfo, which
+ * `SCI_readCurrentFirmwareVersions` leaves behind: the last of its words, which "_" and blanks separate, cut to 23
+ * characters. The line's last character counts as its line end. Without that line, or a word in it, the text stays as
+ * it was.
+ */
+BRANTIX_EXPORT void get_equipped_ssd_modelNumber(void);
 
 BRANTIX_END_C
 

@@ -17,9 +17,12 @@
  *  8. Paths and command lines of the platform are fixed.
  */
 
+#include "brantix/access.h"
 #include "brantix/commands.h"
 #include "brantix/container.h"
 #include "brantix/firmware.h"
 #include "brantix/frame.h"
 #include "brantix/image.h"
 #include "brantix/noop.h"
+#include "brantix/notify.h"
+#include "brantix/sessions.h"

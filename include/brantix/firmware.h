@@ -14,7 +14,7 @@ typedef struct FirmwareInfo {
   char packageVersion[64]; /**< bundle: version of its image header; current report: composed from the components */
   char rommonVersion[64];  /**< boot loader */
   char fpgaVersion[64];
-  char pseqVersion[64];    /**< power sequencer */
+  char pseqVersion[64]; /**< power sequencer */
   char lanSpiVersion[64];
   char ssdVersion[64];
   char ssdModel[64];       /**< current report: the fitted SSD's model; SSD firmware file: its identification */
@@ -52,9 +52,92 @@ BRANTIX_EXPORT int32_t SCI_extractFirmwareImagePayload(const char* path, Firmwar
  */
 BRANTIX_EXPORT int32_t SCI_setFirmwareVersion(const char* inNewVersionFilePath);
 
+/**
+ * Takes the firmware of the fitted SSD out of the SSD firmware file at `path`: when the file lists the drive's model
+ * (`equipped_ssd_model_num`, refreshed first; an empty one is in every list), writes the binary as
+ * /mnt/boot/equipped_ssd_firmware/ssd-VERSION. Bytes that the file lacks of the binary are zero.
+ *
+ * @param aOutInfo receives `ssdModel`, the file's identification, and for the fitted drive `ssdVersion` and
+ *                 `ssdMatched` = 1. The three are cleared first, and each is set as soon as it is known; the other
+ *                 fields stay as they are.
+ * @return 0, also when the file is for another drive: nothing is written then. -1: the record is null or the version
+ *         holds "/" (each with a line at info), the file cannot be opened, is cut short before its binary or malformed,
+ *         or the binary cannot be written
+ */
+BRANTIX_EXPORT int32_t SCI_extractSsdfirmwareBinary(const char* path, FirmwareInfo* aOutInfo);
+
+/**
+ * Reports what is running now: all versions but `lanSpiVersion`, `ssdModel`, `bootStatus`, `upgradeState`. The other
+ * fields stay as they are. On boards of type 2 and 3 two commands ask the SSD, whose answer stays in /tmp/ssd_fwInfo;
+ * `ssdVersion` and `ssdModel` keep the line feeds of that file, and are empty without a drive. On other boards both are
+ * "N/A". `packageVersion` is empty when the FPGA's version has no more than two characters. Logs one line at info.
+ *
+ * On a type 1 board, prints "invalid 23" to standard output when the versions of FPGA and power sequencer do not make
+ * four numbers.
+ *
+ * @return 0; -1: the record is null
+ */
+BRANTIX_EXPORT int32_t SCI_readCurrentFirmwareVersions(FirmwareInfo* aOutInfo);
+
+/*
+ * Versions of the running software. The buffers are the library's, process-wide and not locked; a query writes its
+ * buffer and returns it. What it cannot read leaves the last answer.
+ */
+BRANTIX_EXPORT extern const char gmSystemSwId[64];
+BRANTIX_EXPORT extern const char gmNpuSwId[64];
+BRANTIX_EXPORT extern char gmBrantixMgrVersion[65]; /**< the host's; neither read nor written by the library */
+BRANTIX_EXPORT extern char gmSystemVersion[65];
+BRANTIX_EXPORT extern char gmNpuVersion[65];
+BRANTIX_EXPORT extern char gmBiosVersion[65];
+
+/** @return `gmBiosVersion`: what follows "rommon version: " in /etc/firmware_version.txt */
+BRANTIX_EXPORT const char* SCI_getFirmwareVersion(void);
+
+/** @return a copy of what `SCI_getFirmwareVersion` returns, to be freed with `free`; null without memory */
+BRANTIX_EXPORT char* SCI_getBiosVersion(void);
+
+/**
+ * @return `gmNpuVersion`: what follows the first space of the first line of /opt/quorva/npu/version.txt; on boards of
+ *         another type than 1 the empty text
+ */
+BRANTIX_EXPORT const char* SCI_getKickstartVersion(void);
+
+/** @return `gmSystemVersion`: what follows the first space of the first line of /etc/version.txt */
+BRANTIX_EXPORT const char* SCI_getSystemVersion(void);
+
+/** @return `gmNpuSwId`, always the same */
+BRANTIX_EXPORT const char* SCI_getKickstartSwid(void);
+
+/** @return `gmSystemSwId`, always the same */
+BRANTIX_EXPORT const char* SCI_getSystemSwid(void);
+
+/** The system images as the boot loader names them. Owned by the host, which may have more behind it. */
+typedef struct BootloaderSysNames {
+  char npuImage[256];         /**< first line of /mnt/boot/.boot_npu */
+  char bootStringImage[256];  /**< "/mnt/boot/" and the second of the fields, separated by ":", of the first line of
+                                   /mnt/boot/.boot_string */
+  char reserved[256];         /**< the host's; neither read nor written */
+  char managementImage[256];  /**< first word of the first line of /mnt/boot/.boot_brantixmgr */
+  char managementDetail[256]; /**< its second word */
+} BootloaderSysNames;
+
+/**
+ * Reads the boot markers. A marker that cannot be read, or names nothing, leaves its own path in its field; the detail
+ * then stays as it was. Each failure is a line at info.
+ *
+ * @param message 256 bytes; receives the last failure of the markers .boot_string and .boot_npu, if there was one
+ * @return 0, also when markers are missing; -1: an argument is null, or .boot_string can be opened but holds no line;
+ *         the other markers are then not read
+ */
+BRANTIX_EXPORT int32_t SCI_getBootloaderSysNames(BootloaderSysNames* names, char* message);
+
 BRANTIX_END_C
 
 #ifdef __cplusplus
+static_assert(sizeof(BootloaderSysNames) == 1280);
+static_assert(offsetof(BootloaderSysNames, npuImage) == 0 && offsetof(BootloaderSysNames, bootStringImage) == 256);
+static_assert(offsetof(BootloaderSysNames, reserved) == 512 && offsetof(BootloaderSysNames, managementImage) == 768);
+static_assert(offsetof(BootloaderSysNames, managementDetail) == 1024);
 static_assert(sizeof(FirmwareInfo) == 976);
 static_assert(offsetof(FirmwareInfo, ssdModel) == 384 && offsetof(FirmwareInfo, bootStatus) == 448);
 static_assert(offsetof(FirmwareInfo, upgradeState) == 452 && offsetof(FirmwareInfo, imageCount) == 456);

@@ -35,7 +35,7 @@ typedef struct SCI_lib_init_s {
  * line at info. May be repeated; the last call holds.
  *
  * @param a,b,c not read
- * @param init  the record; must not be null. Its content is not validated.
+ * @param init  the record; its content is not validated. Null changes nothing.
  * @return 1000, always
  */
 BRANTIX_EXPORT int32_t SCI_Initialize_lib(const void* a, const void* b, const void* c, const SCI_lib_init_s* init);
@@ -56,11 +56,11 @@ BRANTIX_EXPORT void T_log(int level, const char* message);
  * The frame's state, open to the host. A line at level L is handed to `gLogPelkFn` only when it and
  * `gLogPelkModuleOffset` are set and `*gLogPelkModuleOffset <= L`.
  */
-BRANTIX_EXPORT extern SCI_log_fn* gLogPelkFn;         /**< null at load */
-BRANTIX_EXPORT extern int32_t* gLogPelkModuleOffset;  /**< null at load */
-BRANTIX_EXPORT extern int32_t debug;                  /**< the host's debug level; -1 at load */
-BRANTIX_EXPORT extern int32_t info;                   /**< the host's info level; -1 at load */
-BRANTIX_EXPORT extern int32_t critical;               /**< the host's critical level; -1 at load */
+BRANTIX_EXPORT extern SCI_log_fn* gLogPelkFn;        /**< null at load */
+BRANTIX_EXPORT extern int32_t* gLogPelkModuleOffset; /**< null at load */
+BRANTIX_EXPORT extern int32_t debug;                 /**< the host's debug level; -1 at load */
+BRANTIX_EXPORT extern int32_t info;                  /**< the host's info level; -1 at load */
+BRANTIX_EXPORT extern int32_t critical;              /**< the host's critical level; -1 at load */
 
 BRANTIX_EXPORT extern int32_t cs_debug_verbose;    /**< trace levels -3 to 0, and verbose lines of the bundle walk */
 BRANTIX_EXPORT extern int32_t cs_debug_errors;     /**< trace levels 1 and 2 */
@@ -73,8 +73,8 @@ BRANTIX_EXPORT extern uintptr_t cmi_username;   /**< the host's; neither read no
 
 /* Callback slots. The library stores what is registered and calls none of them. */
 
-struct SCI_snmp_get_req_s;   /* laid out by the host */
-struct SCI_snmp_get_resp_s;  /* laid out by the host */
+struct SCI_snmp_get_req_s;  /* laid out by the host */
+struct SCI_snmp_get_resp_s; /* laid out by the host */
 struct _SCI_cli_session_s;
 
 typedef void (*SCI_krellLoginCb_fn)(const char*, const char*);

@@ -18,12 +18,12 @@ typedef struct ImageHeader {
   char version[32];
   char platform_version[32];
   char interim_version[32];
-  char filename[64];     /**< file name of the image */
+  char filename[64]; /**< file name of the image */
   char software_id[120];
-  char image_size[24];   /**< decimal digits, bytes */
-  uint8_t platform;      /**< code of the image producer, passed through */
-  uint8_t image_type;    /**< code of the image producer, passed through */
-  uint8_t rest[254];     /**< carried, not interpreted */
+  char image_size[24]; /**< decimal digits, bytes */
+  uint8_t platform;    /**< code of the image producer, passed through */
+  uint8_t image_type;  /**< code of the image producer, passed through */
+  uint8_t rest[254];   /**< carried, not interpreted */
 } ImageHeader;
 
 /** An image handle: the library's copy of an image's header. Read-only, so queries may run at the same time. */

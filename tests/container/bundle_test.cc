@@ -260,7 +260,7 @@ TEST_F(BundleTest, BundlesCutAnywhere) {
       render(bundle({rommon("1", "0123456789abcdef"), image_header({.filename = "a"}), text_file("t", "text")}));
   for (size_t size = 0; size <= whole.size(); size += 4) {
     bool whole_types = size >= 64;  // of the two wrapping objects
-    for (const size_t part : {80, 144, 768}) whole_types = whole_types && (size <= part || size >= part + 16);
+    for (const size_t part : {80u, 144u, 768u}) whole_types = whole_types && (size <= part || size >= part + 16);
     EXPECT_EQ(read(whole.substr(0, size), out_.c_str()), whole_types ? 0 : -1) << size;
   }
   EXPECT_EQ(read(whole.substr(0, 112 + 16 + 4), out_.c_str()), 0);

@@ -81,7 +81,7 @@ TEST_F(ImageHandleTest, ANullHandleHasNoAnswers) {
 }
 
 TEST_F(ImageHandleTest, HeaderFilesOfEverySize) {
-  for (const size_t size : {0, 100, 576, 700}) {
+  for (const size_t size : {0u, 100u, 576u, 700u}) {
     const Handle handle = open("x.img__hdr", std::string(size, 'x'));
     ASSERT_NE(handle, nullptr);
     const char* bytes = SCI_srgGetBuildDate(handle.get());

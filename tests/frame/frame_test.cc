@@ -33,6 +33,8 @@ TEST(InitializeTest, StoresTheRecordAndLogsThroughIt) {
 
   init = {nullptr, 1, 2, 3, nullptr};
   EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, &init), 1000);
+  EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, nullptr), 1000);
+  EXPECT_EQ(critical, 3);
   EXPECT_EQ(gLogPelkFn, nullptr);
   EXPECT_EQ(gLogPelkModuleOffset, nullptr);
   EXPECT_EQ(get_interface_version(), 0);

@@ -5,15 +5,16 @@ set -eu
 cd "$1"
 failed=0
 
+# included FOLDER: the folders that its files include from
+included() { grep -rhoE '^#include "[^"]+/' "$1" | sed -e 's/#include "//' -e 's/\/$//' | sort -u; }
+
 # may FOLDER ALLOWED...
 may() {
-  folder=$1
-  shift
-  for include in $(grep -rhoE '^#include "[^"]+/' "$folder" | sed -e 's/#include "//' -e 's/\/$//' | sort -u); do
-    case " brantix $folder $* " in
+  for include in $(included "$1"); do
+    case " brantix $* " in
       *" $include "*) ;;
       *)
-        echo "$folder includes $include"
+        echo "$1 includes $include"
         failed=1
         ;;
     esac

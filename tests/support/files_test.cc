@@ -7,6 +7,7 @@
 
 #include "support/copy.h"
 #include "support/file_name.h"
+#include "support/output.h"
 #include "support/text.h"
 #include "tests/common/files.h"
 
@@ -77,10 +78,11 @@ TEST(OutputFileTest, KeepsTheReasonOfAFailedWrite) {
 // Windows begin at page boundaries, payloads do not; what is not a file on disk goes through the buffer.
 TEST(CopyTest, CopiesEveryRange) {
   const ScratchDirectory directory;
+  const std::string source_path = directory / "source", target = directory / "target";
   std::string content(5 << 20, '\0');
   for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7 + i / 4099);
-  write_file(directory / "source", content);
-  const File on_disk(std::fopen((directory / "source").c_str(), "rb"));
+  write_file(source_path, content);
+  const File on_disk(std::fopen(source_path.c_str(), "rb"));
   const File in_memory(fmemopen(content.data(), content.size(), "rb"));
   for (std::FILE* source : {on_disk.get(), in_memory.get()}) {
     for (const auto& [offset, length] : {std::pair<size_t, size_t>{0, 0},
@@ -90,11 +92,15 @@ TEST(CopyTest, CopiesEveryRange) {
                                          {(2 << 20) - 16, (2 << 20) + 32},
                                          {content.size() - 5, 100},
                                          {content.size() + 5, 100}}) {
-      OutputFile file((directory / "target").c_str());
-      ASSERT_TRUE(copy_bytes(source, offset, length, file) && file.commit());
-      EXPECT_EQ(read_file(directory / "target"), content.substr(std::min(offset, content.size()), length)) << offset;
+      ASSERT_TRUE(copy_to_file(source, offset, length, target.c_str()));
+      std::string expected = content.substr(std::min(offset, content.size()), length);
+      expected.resize(length);
+      EXPECT_EQ(read_file(target), expected) << offset;
     }
   }
+  EXPECT_FALSE(copy_to_file(on_disk.get(), 16, 5, source_path.c_str()));
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_EQ(read_file(source_path), content) << "a file that is copied onto itself would be lost";
 }
 
 }  // namespace

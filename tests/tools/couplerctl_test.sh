@@ -73,6 +73,43 @@ holds '[o["text"] for o in r["objects"] if o.get("type") == 13] == ["7;12"] and 
 expect 0 out 'interface fc %u/%u' command 3
 holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 446
 
+# SSD firmware: for the fitted drive, and for another.
+echo '{"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "file": "rommon.bin"}' >ssd.json
+sed 's/MZ240/MZ120/' ssd.json >other.json
+expect 0 out 'size  5086' ssd pack ssd.json drive.ssd
+expect 0 err 'every file matches' ssd match drive.ssd
+holds 'r["ssd_model"] == "QRV_MZ240HBLS" and r["upgrade_state"] == [1, 1, 1, 1]' firmware report
+rm /mnt/boot/equipped_ssd_firmware/*
+holds 'r["matched"] and r["fitted_model"] == "MZ240HBLS" and r["ssd_version"] == "HXT7405Q"' ssd match drive.ssd
+same /mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q rommon.bin
+expect 0 out 'size  5086' ssd pack other.json other.ssd
+holds 'not r["matched"] and r["file"] == ""' ssd match other.ssd
+expect 1 err 'no SSD firmware file' ssd match rommon.bin
+
+# What is running; what the library itself prints is not among the result.
+echo 'label 2.3.1.58' >/etc/version.txt
+expect 0 out '2.3.1.58' versions
+holds 'r["system_software_id"] == "swid-kv3x-system" and r["kickstart"] == ""' versions
+printf 'board_type = 1\npseq_version = 2.5.1\n' >>"$COUPLER_PLATFORM"
+holds 'r["package_version"] == "123." and r["ssd_model"] == "N/A"' firmware report
+grep -q '^invalid 23$' err || fail 'what the library prints is lost'
+echo 'image detail' >/mnt/boot/.boot_brantixmgr
+holds 'r["management_image"] == "image" and r["message"].endswith("/mnt/boot/.boot_npu")' boot-names
+: >/mnt/boot/.boot_string
+expect 1 err 'failed to read the file /mnt/boot/.boot_string' boot-names
+# Sessions: a process by the name of a CLI shell, seen twice.
+if [[ $APPLIANCE_KIND == bubblewrap ]]; then
+  ln -s "$(type -P sleep)" vsh
+  expect 0 out USER sessions
+  holds 'r == []' sessions
+  USER=alice setsid ./vsh 600 &
+  until [[ $(<"/proc/$!/comm") == vsh ]]; do :; done
+  expect 0 out 'alice  -     -' sessions
+  holds "[[s['user'], s['pid'], s['idle_seconds']] for s in r] == [['alice', $!, None]]" sessions
+  [[ $(head -n 4 < <("$couplerctl" sessions --watch) | grep -c alice) == 2 ]] || fail '--watch does not refresh'
+  kill $!
+fi
+
 # What is broken is said, and where.
 head -c 4000 fw.bundle >cut.bundle
 expect 1 err 'at 704: the payload has 5008 bytes, but only 3248 are left' container tree cut.bundle

@@ -77,6 +77,32 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
   EXPECT_THAT(error_of(Kind::kImage, R"({"header": {}, "parts": []})"), testing::StartsWith("parts: only an image"));
 }
 
+TEST(Manifest, SsdFirmwareFitsItsFields) {
+  const struct {
+    std::string identification, models, version, file, error;
+  } rows[] = {
+      {"QRV", R"(["MZ240HBLS"])", "HXT7405Q", "passwd", ""},
+      {"QRV", R"(["MZ240HBLS"])", "1/2", "passwd", "version: must not hold \"/\""},
+      {"seventeen letters", R"(["MZ240HBLS"])", "1", "passwd", "identification: has 17 characters; at most 16 fit"},
+      {"QRV", R"(["MZ240HBLS", "seventeen letters"])", "1", "passwd", "models[1]: has 17 characters"},
+      {"QRV", "[]", "1", "passwd", "models: must be a list [...] of 1 to 99 texts"},
+      {"QRV", R"(["MZ240HBLS"])", "1", "none", "file: cannot read /etc/none: No such file"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.error);
+    std::string error;
+    try {
+      parse_ssd_manifest(R"({"identification": ")" + row.identification + R"(", "models": )" + row.models +
+                             R"(, "version": ")" + row.version + R"(", "file": ")" + row.file + R"("})",
+                         "/etc");
+    } catch (const Error& caught) {
+      error = caught.what();
+    }
+    EXPECT_THAT(error, testing::StartsWith(row.error));
+    EXPECT_EQ(error.empty(), row.error.empty());
+  }
+}
+
 TEST(Manifest, ImagesInImagesEndSomewhere) {
   std::string text = R"({"parts": []})";
   for (int i = 0; i < 1000; ++i) text = part(R"("type": "image", "name": "i", "image": )" + text);

@@ -19,6 +19,8 @@ constexpr size_t kLongestName = 63;  // readers keep names and versions in 64 by
 constexpr size_t kMostParts = 20;
 constexpr uint64_t kMostBytes = 0xffff'ffff;
 constexpr int kDeepestImage = 8;
+constexpr size_t kSsdField = 16;
+constexpr size_t kMostModels = 99;
 
 struct PartKind {
   std::string_view name;
@@ -129,9 +131,37 @@ class Reader {
     value["nesting"].reject("unknown nesting " + in_quotes(nesting) + "; one of image-type, bundle-type, controller");
   }
 
+  SsdManifest ssd(const Value& value) {
+    value.must_be_object({"identification", "models", "version", "file"});
+    SsdFirmware firmware{.identification = ssd_text(value["identification"]),
+                         .models = models(value["models"]),
+                         .version = ssd_text(value["version"])};
+    if (firmware.version.find('/') != std::string::npos) value["version"].reject("must not hold \"/\"");
+    const File binary = file(value["file"]);
+    if (binary.size == 0 || binary.size > kMostBytes) value["file"].reject("must have 1 byte to 4 GiB");
+    return {std::move(firmware), binary, std::move(warnings)};
+  }
+
   std::vector<std::string> warnings;
 
  private:
+  std::string ssd_text(const Value& value) {
+    std::string text = value.text(kSsdField);
+    if (text.starts_with('0')) warn(value, "readers leave out the zeros that it begins with");
+    return text;
+  }
+
+  static std::vector<std::string> models(const Value& value) {
+    if (!value.json.is_array() || value.json.empty() || value.json.size() > kMostModels) {
+      value.reject("must be a list [...] of 1 to 99 texts");
+    }
+    std::vector<std::string> models;
+    for (size_t i = 0; i < value.json.size(); ++i) {
+      models.push_back(Value{value.json[i], value.where + '[' + std::to_string(i) + ']'}.text(kSsdField));
+    }
+    return models;
+  }
+
   static Keys header_keys() {
     Keys keys;
     for (const TextField& row : kTextFields) keys.push_back(row.key);
@@ -250,6 +280,17 @@ std::string read_text(const fs::path& path) {
   return text;
 }
 
+/// Parses the text of the file at `path`; an error begins with that path.
+template <typename Parse>
+auto read(const fs::path& path, Parse parse) {
+  const std::string text = read_text(path);
+  try {
+    return parse(text);
+  } catch (const Error& error) {
+    throw Error(path.string() + ": " + error.what());
+  }
+}
+
 }  // namespace
 
 Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& directory) {
@@ -262,12 +303,16 @@ Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& dire
 }
 
 Manifest read_manifest(Kind kind, const fs::path& path) {
-  const std::string text = read_text(path);
-  try {
-    return parse_manifest(kind, text, path.parent_path());
-  } catch (const Error& error) {
-    throw Error(path.string() + ": " + error.what());
-  }
+  return read(path, [&](const std::string& text) { return parse_manifest(kind, text, path.parent_path()); });
+}
+
+SsdManifest parse_ssd_manifest(const std::string& text, const fs::path& directory) {
+  const Json json = parse_json(text);
+  return Reader(directory).ssd({json, ""});
+}
+
+SsdManifest read_ssd_manifest(const fs::path& path) {
+  return read(path, [&](const std::string& text) { return parse_ssd_manifest(text, path.parent_path()); });
 }
 
 }  // namespace coupler::pack

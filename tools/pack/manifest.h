@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/pack/builder.h"
+#include "tools/pack/ssd_file.h"
 
 /// What is to be packed, as a JSON text. A bundle lists its parts:
 ///
@@ -20,7 +21,11 @@
 ///     {"header": {"version": "4.2(1)", "filename": "fw.img"}, "nesting": "image-type", "file": "payload.bin"}
 ///
 /// Its nesting is image-type (where nothing is said) or bundle-type, both with an optional file as payload, or
-/// controller, with optional parts behind the header. Relative paths start at the manifest's own directory.
+/// controller, with optional parts behind the header. SSD firmware has the models that it is for:
+///
+///     {"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "file": "drive.bin"}
+///
+/// Relative paths start at the manifest's own directory.
 namespace coupler::pack {
 
 enum class Kind { kBundle, kImage };
@@ -35,5 +40,14 @@ Manifest parse_manifest(Kind kind, const std::string& text, const std::filesyste
 
 /// As above, for a file; the error begins with its path.
 Manifest read_manifest(Kind kind, const std::filesystem::path& path);
+
+struct SsdManifest {
+  SsdFirmware firmware;
+  File binary;
+  std::vector<std::string> warnings;
+};
+
+SsdManifest parse_ssd_manifest(const std::string& text, const std::filesystem::path& directory);
+SsdManifest read_ssd_manifest(const std::filesystem::path& path);
 
 }  // namespace coupler::pack

@@ -1,0 +1,89 @@
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "brantix/notify.h"
+#include "frame/log.h"
+#include "notify/channel.h"
+#include "notify/varbind.h"
+#include "support/text.h"
+
+namespace {
+
+using namespace coupler::notify;
+using coupler::Text;
+
+constexpr int32_t kNotificationMessage = 1;
+
+struct Free {
+  void operator()(char* memory) const { std::free(memory); }
+};
+using Message = std::unique_ptr<char, Free>;
+
+// The message layer counts in int. Memory that stays zero is never touched, however much a refused OID asks for.
+Message zeroed_message(size_t size) {
+  return Message(size <= INT_MAX ? static_cast<char*>(std::calloc(1, size)) : nullptr);
+}
+
+/// Where the host wants to read why nothing was sent; may be missing.
+class ErrorBuffer {
+ public:
+  ErrorBuffer(char* data, int32_t size) : data_(size > 0 ? data : nullptr), size_(data_ == nullptr ? 0 : size) {}
+
+  Text text() const { return Text(data_, static_cast<size_t>(size_)); }
+
+  /// Reports a refusal, which is no failure to the host's eyes. @return 0
+  int32_t refuse(const char* why) const {
+    text().copy(why);
+    if (data_ != nullptr) data_[size_ - 1] = '\0';
+    LOG_LINE(info, kSend, "%s", data_ != nullptr ? data_ : why);
+    return 0;
+  }
+
+ private:
+  char* data_;
+  int32_t size_;
+};
+
+int32_t send(mesvo::MsgRequestClientChannel* channel, const Notification& notification, const ErrorBuffer& error) {
+  if (notification.oid == nullptr || notification.variables == nullptr) {
+    return error.refuse("Cannot send SNMP notification. Trap OID or variable list not set\n");
+  }
+  char why[128];
+  const std::optional<size_t> needed = message_size(notification, why);
+  if (!needed) return error.refuse(why);
+  const Message message = zeroed_message(*needed);
+  if (message == nullptr) return error.refuse("Unable to send SNMP notification. mem allocation failure\n");
+  if (!fill_message(notification, TlvWriter(message.get(), *needed), why)) return error.refuse(why);
+
+  const auto size = static_cast<int32_t>(*needed);
+  LOG_LINE(info, kSend, "Send SNMP RNQ message. Msg size=%d\n", size);
+  const int32_t result = ngm_send_ipc_notify(channel, kNotificationMessage, message.get(), size);
+  if (result < 0) {
+    error.text().format("Unable to send SNMP notification as RNQ message. Msg size=%d\n", size);
+    return result;
+  }
+  LOG_LINE(info, kSend, "Sent SNMP RNQ message. Msg size=%d ret: %d\n", size, result);
+  return result;
+}
+
+}  // namespace
+
+int32_t SCI_sendSnmpNotification(const uint64_t* notifOid, uint16_t aInNotifOidSize,
+                                 const SCI_snmp_varbind_s* aInVariableList, uint16_t aInVariableListSize,
+                                 char* aOutErrBuf, int32_t errBufSize) {
+  LOG_LINE(info, kSend, "SCI_sendSnmpNotification() enter, aInNotifOidSize: %d,aInVariableListSize: %d\n",
+           aInNotifOidSize, aInVariableListSize);
+  mesvo::MsgRequestClientChannel* const channel = notification_channel();
+  const int32_t result = send(channel, {notifOid, aInNotifOidSize, aInVariableList, aInVariableListSize},
+                              ErrorBuffer(aOutErrBuf, errBufSize));
+  std::printf("%s: exit", kSend);
+  return result;
+}
+
+int32_t SCI_registerMib(const void*, uint16_t aInVariableListLength, const char* aOutErrBuf) {
+  std::printf("xxxxx SCI_registerMib() aOutErrBuf: %s, aInVariableListLength: %d\n", coupler::or_null(aOutErrBuf),
+              aInVariableListLength);
+  return 0;
+}

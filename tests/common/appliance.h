@@ -1,0 +1,34 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "tests/common/files.h"
+
+namespace coupler::test {
+
+/// A test that writes to the appliance's own paths. What it changes of the platform's settings is undone.
+class ApplianceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "runs in platform/appliance only";
+    settings_ = read_file(settings_file());
+  }
+  void TearDown() override {
+    if (std::getenv("APPLIANCE_KIND") != nullptr) write_file(settings_file(), settings_);
+  }
+
+  static void set(const std::string& key, const std::string& value) {
+    std::ofstream(settings_file(), std::ios::app) << key << " = " << value << '\n';
+  }
+
+ private:
+  static const char* settings_file() { return std::getenv("COUPLER_PLATFORM"); }
+
+  std::string settings_;
+};
+
+}  // namespace coupler::test

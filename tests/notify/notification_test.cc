@@ -1,0 +1,306 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "brantix/notify.h"
+#include "platform/message/mesvo.h"
+#include "tests/common/log_capture.h"
+#include "tests/notify/service.h"
+
+namespace coupler::test {
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Lines = std::vector<std::string>;
+using Variables = std::vector<SCI_snmp_varbind_s>;
+
+constexpr const char* kExit = "SCI_sendSnmpNotification: exit";
+const uint64_t kTrap[] = {1, 3, 6};
+const uint64_t kOid[] = {1, 2};
+const Frames kAcknowledged = {"\1\0\0\0"s, "\x2a\0\0\0"s};
+
+SCI_snmp_varbind_s variable(uint8_t type) {
+  SCI_snmp_varbind_s result{};
+  result.oid = kOid;
+  result.oid_len = 2;
+  result.type = type;
+  return result;
+}
+SCI_snmp_varbind_s number(uint8_t type, uint64_t value) {
+  SCI_snmp_varbind_s result = variable(type);
+  result.value.counter64 = value;
+  return result;
+}
+SCI_snmp_varbind_s text(uint8_t type, const char* value) {
+  SCI_snmp_varbind_s result = variable(type);
+  result.value.text = value;
+  return result;
+}
+SCI_snmp_varbind_s oid(const uint64_t* value, uint16_t count) {
+  SCI_snmp_varbind_s result = variable(BRANTIX_SNMP_OBJECT_ID);
+  result.value.oid = value;
+  result.value_oid_len = count;
+  return result;
+}
+
+template <typename Number>
+std::string bytes(Number value) {
+  return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+std::string entry(uint16_t type, const std::string& value) {
+  return bytes(type) + bytes(static_cast<uint16_t>(value.size())) + value;
+}
+const std::string kTrapEntry = entry(1, bytes(kTrap[0]) + bytes(kTrap[1]) + bytes(kTrap[2]));
+const std::string kOidEntry = entry(2, bytes(kOid[0]) + bytes(kOid[1]));
+
+/// Sends notifications as a host does.
+class NotificationTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { setenv("MESVO_TIMEOUT_MS", "20000", 1); }
+
+  int32_t send(const Variables& variables, int32_t capacity = 256) {
+    static const SCI_snmp_varbind_s none[1] = {};
+    return send(kTrap, 3, variables.empty() ? none : variables.data(), variables.size(), capacity);
+  }
+  int32_t send(const uint64_t* trap, uint16_t length, const SCI_snmp_varbind_s* list, size_t count, int32_t capacity) {
+    std::memset(error_, '#', sizeof error_);
+    testing::internal::CaptureStdout();
+    const int32_t result = SCI_sendSnmpNotification(trap, length, list, static_cast<uint16_t>(count), error_, capacity);
+    printed_ = testing::internal::GetCapturedStdout();
+    return result;
+  }
+
+  /// Sends the variables to a service. @return the data frame that it got
+  std::string delivered(const Variables& variables) {
+    auto request = service().answer(kAcknowledged);
+    EXPECT_EQ(send(variables), 0);
+    const Frames frames = request.get();
+    EXPECT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames.at(0), "\1\0\0\0"s);
+    return frames.at(1);
+  }
+
+  Service& service() {
+    if (service_ == nullptr) service_ = std::make_unique<Service>();
+    return *service_;
+  }
+
+  LogCapture log_;
+  std::string printed_;
+  char error_[256];
+  std::unique_ptr<Service> service_;
+};
+
+TEST_F(NotificationTest, EveryValueTypeOnTheWire) {
+  const uint64_t name[] = {1, 0x1'0000'0000};
+  const struct {
+    SCI_snmp_varbind_s variable;
+    std::string entry;
+  } rows[] = {
+      {number(BRANTIX_SNMP_INTEGER, 0xdead'beef'ffff'fffe), "\3\0\4\0\xfe\xff\xff\xff"s},
+      {text(BRANTIX_SNMP_OCTET_STRING, "abc"), "\4\0\4\0abc\0"s},
+      {text(BRANTIX_SNMP_OCTET_STRING, ""), "\4\0\1\0\0"s},
+      {oid(name, 2), "\5\0\x10\0\1\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0"s},
+      {oid(name, 0), "\5\0\0\0"s},
+      {number(BRANTIX_SNMP_GAUGE32, 0xffff'ffff), "\6\0\4\0\xff\xff\xff\xff"s},
+      {text(BRANTIX_SNMP_TEXT, "\xc3\xa9"), "\7\0\3\0\xc3\xa9\0"s},
+      {number(BRANTIX_SNMP_COUNTER32, 7), "\x8\0\4\0\7\0\0\0"s},
+      {number(BRANTIX_SNMP_COUNTER64, 0x0123'4567'89ab'cdef), "\x9\0\x8\0\xef\xcd\xab\x89\x67\x45\x23\x01"s},
+  };
+  Variables all;
+  std::string entries;
+  for (const auto& row : rows) {
+    all.push_back(row.variable);
+    entries += kOidEntry + row.entry;
+    EXPECT_EQ(delivered({row.variable}), "\3\0\0\0"s + kTrapEntry + kOidEntry + row.entry);
+  }
+  EXPECT_EQ(delivered(all), "\x13\0\0\0"s + kTrapEntry + entries);
+  EXPECT_EQ(delivered({}), "\1\0\0\0"s + kTrapEntry);
+  EXPECT_EQ(delivered({number(BRANTIX_SNMP_INTEGER, 1)}).size(), 60U);
+  EXPECT_EQ(std::string(error_, sizeof error_), std::string(256, '#'))
+      << "the error text is only for what was not sent";
+}
+
+TEST_F(NotificationTest, LinesInTheirOrder) {
+  delivered({text(BRANTIX_SNMP_TEXT, "up")});
+  EXPECT_THAT(log_.take_lines(),
+              ElementsAre("info SCI_sendSnmpNotification|SCI_sendSnmpNotification() enter, aInNotifOidSize: "
+                          "3,aInVariableListSize: 1\n",
+                          "info SCI_sendSnmpNotification|Send SNMP RNQ message. Msg size=59\n",
+                          "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg size: 59\n",
+                          "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[0]: type: 1, length: 24, value: \x1",
+                          "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[1]: type: 2, length: 16, value: \x1",
+                          "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[2]: type: 7, length: 3, value: up",
+                          "info SCI_sendSnmpNotification|Sent SNMP RNQ message. Msg size=59 ret: 0\n"));
+  EXPECT_EQ(printed_,
+            "ngm_send_ipc_notify: tlv_array size = 3\n"
+            "ngm_send_ipc_notify : tlv[0]: type: 1, length: 24, value: \x1\n"
+            "ngm_send_ipc_notify : tlv[1]: type: 2, length: 16, value: \x1\n"
+            "ngm_send_ipc_notify : tlv[2]: type: 7, length: 3, value: up\n"
+            "ngm_send_ipc_notify: num parts: 1\n"
+            "ngm_send_ipc_notify: msg type: 1, ack code: 42\n" +
+                std::string(kExit));
+}
+
+TEST_F(NotificationTest, LimitsThatStillPass) {
+  const std::vector<uint64_t> longest(127, 9);
+  const std::string longest_text(65530, 't');
+  SCI_snmp_varbind_s long_name = text(BRANTIX_SNMP_TEXT, longest_text.c_str());
+  long_name.oid = longest.data();
+  long_name.oid_len = 127;
+  auto request = service().answer(kAcknowledged);
+  EXPECT_EQ(send(longest.data(), 127, &long_name, 1, 256), 0);
+  EXPECT_EQ(request.get().at(1).size(), 4 + 2 * (4 + 127 * 8) + 4 + 65531U);
+  EXPECT_EQ(delivered(Variables(30'000, oid(longest.data(), 127))).size(),
+            4 + kTrapEntry.size() + 30'000 * (kOidEntry.size() + 4 + 127 * 8));
+}
+
+TEST_F(NotificationTest, RefusedWithItsReason) {
+  const std::vector<uint64_t> too_long(128, 9);
+  const std::string too_long_text(65531, 't');
+  SCI_snmp_varbind_s nameless = number(BRANTIX_SNMP_INTEGER, 1), empty_name = nameless, long_name = nameless;
+  nameless.oid = nullptr;
+  empty_name.oid = nullptr;
+  empty_name.oid_len = 0;
+  long_name.oid = too_long.data();
+  long_name.oid_len = 128;
+  const SCI_snmp_varbind_s good = number(BRANTIX_SNMP_INTEGER, 1);
+  const Lines too_many = {"info set_rnq_msg_oid|Unable to convert OID. Too many OIDs: 128"};
+  const Lines null_oid = {"critical set_rnq_msg_oid|Unable to convert OID. It is null"};
+  const Lines null_text = {
+      "critical SCI_sendSnmpNotification|SCI_sendSnmpNotification: variable 0 of type 4 has no text"};
+  const std::string unable = "Unable to send SNMP notification. ";
+  const struct {
+    std::string reason;
+    Variables variables;
+    Lines before = {};
+    std::pair<const uint64_t*, uint16_t> trap = {kTrap, 3};
+  } rows[] = {
+      {"Cannot send SNMP notification. Trap OID or variable list not set\n", {good}, {}, {nullptr, 3}},
+      {"Cannot send SNMP notification. Trap OID or variable list not set\n", {}},
+      {unable + "Unexpected object type. var Idx=1 type=67\n", {good, number(67, 1), number(64, 1)}},
+      {unable + "Unexpected object type. var Idx=0 type=0\n", {variable(0)}, {}, {too_long.data(), 128}},
+      {unable + "Cannot convert trap OID\n", {good}, too_many, {too_long.data(), 128}},
+      {unable + "Cannot convert varbind OID 1\n", {good, long_name}, too_many},
+      {unable + "Cannot convert varbind OID 0\n", {nameless}, null_oid},
+      {unable + "Cannot convert varbind OID 0\n", {empty_name}, null_oid},
+      {unable + "Cannot convert varbind value as OID\n", {oid(too_long.data(), 128)}, too_many},
+      {unable + "Cannot convert varbind value as OID\n", {oid(nullptr, 0)}, null_oid},
+      {unable + "Text too long. var Idx=0 type=32\n", {text(BRANTIX_SNMP_TEXT, too_long_text.c_str())}},
+      {unable + "Text not set. var Idx=0 type=4\n", {text(BRANTIX_SNMP_OCTET_STRING, nullptr)}, null_text},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.reason);
+    const SCI_snmp_varbind_s* list = row.variables.empty() ? nullptr : row.variables.data();
+    EXPECT_EQ(send(row.trap.first, row.trap.second, list, row.variables.size(), sizeof error_), 0);
+    EXPECT_EQ(error_, row.reason);
+    EXPECT_EQ(error_[sizeof error_ - 1], '\0');
+    Lines lines = log_.take_lines();
+    lines.erase(lines.begin());
+    Lines expected = row.before;
+    expected.push_back("info SCI_sendSnmpNotification|" + row.reason);
+    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(printed_, kExit);
+  }
+  EXPECT_EQ(delivered({}), "\1\0\0\0"s + kTrapEntry) << "something was sent before";
+}
+
+// The size of all OIDs that the counts can claim: 64 GiB are neither wrapped nor touched.
+TEST_F(NotificationTest, MoreThanCanBeSent) {
+  SCI_snmp_varbind_s huge = oid(kOid, 65535);
+  huge.oid_len = 65535;
+  EXPECT_EQ(send(Variables(65535, huge)), 0);
+  EXPECT_STREQ(error_, "Unable to send SNMP notification. mem allocation failure\n");
+}
+
+TEST_F(NotificationTest, ErrorTextIsCutToItsBuffer) {
+  const std::string whole = "Unable to send SNMP notification. Unexpected object type. var Idx=0 type=67\n";
+  for (const size_t capacity : {size_t{1}, size_t{2}, whole.size(), whole.size() + 1, size_t{255}}) {
+    EXPECT_EQ(send({number(67, 1)}, static_cast<int32_t>(capacity)), 0);
+    EXPECT_EQ(error_, whole.substr(0, capacity - 1));
+    EXPECT_EQ(error_[capacity - 1], '\0');
+    EXPECT_EQ(error_[capacity], '#');
+  }
+  for (const int32_t capacity : {0, -1}) {
+    EXPECT_EQ(send({number(67, 1)}, capacity), 0);
+    EXPECT_EQ(error_[0], '#');
+  }
+  const SCI_snmp_varbind_s unknown = number(67, 1);
+  EXPECT_EQ(SCI_sendSnmpNotification(kTrap, 3, &unknown, 1, nullptr, 64), 0);
+  EXPECT_EQ(log_.take_lines().back(), "info SCI_sendSnmpNotification|" + whole);
+}
+
+TEST_F(NotificationTest, WhateverTheServiceAnswers) {
+  const struct {
+    Frames reply;
+    std::string printed;
+  } rows[] = {
+      {{"\1\0\0\0"s}, "num parts: 0\n"},
+      {{""s}, "num parts: 0\n"},
+      {{"\1\0\0\0"s, ""s}, "num parts: 1\nngm_send_ipc_notify: msg type: 1, ack code: 0\n"},
+      {{"x"s, "\5"s}, "num parts: 1\nngm_send_ipc_notify: msg type: 0, ack code: 5\n"},
+      {{"garbage"s, "\xff\xff\xff\xff"s, "more"s},
+       "num parts: 2\nngm_send_ipc_notify: msg type: 1651663207, ack code: -1\n"},
+  };
+  for (const auto& row : rows) {
+    auto request = service().answer(row.reply);
+    EXPECT_EQ(send({}), 0);
+    EXPECT_EQ(request.get().size(), 2U);
+    EXPECT_THAT(printed_, HasSubstr("ngm_send_ipc_notify: " + row.printed + kExit));
+  }
+}
+
+TEST_F(NotificationTest, ServiceAbsentOrDying) {
+  setenv("MESVO_TIMEOUT_MS", "300", 1);
+  const std::string no_reply =
+      "SNMP-notif-client: cannot receive: no reply from tcp://127.0.0.1:5558 within 300 ms\n" + std::string(kExit);
+  EXPECT_EQ(send({}), 0);
+  EXPECT_THAT(printed_, HasSubstr(no_reply));
+  EXPECT_EQ(log_.take_lines().back(), "info SCI_sendSnmpNotification|Sent SNMP RNQ message. Msg size=32 ret: 0\n");
+
+  auto request = service().answer({});
+  EXPECT_EQ(send({}), 0);
+  EXPECT_THAT(printed_, HasSubstr(no_reply));
+  EXPECT_EQ(request.get().size(), 2U);
+  service_.reset();
+
+  setenv("MESVO_TIMEOUT_MS", "20000", 1);
+  EXPECT_EQ(delivered({number(BRANTIX_SNMP_INTEGER, 1)}).size(), 60U);
+}
+
+// Entries are read no further than the message, whatever it claims; the address sanitizer watches.
+TEST_F(NotificationTest, HostileMessages) {
+  mesvo::MsgRequestClientChannel channel("without end point");
+  for (const std::string& message : {""s, "\1\0"s, "\xff\xff\xff\xff"s, "\1\0\0\0\1\0\xff\xff"s,
+                                     "\2\0\0\0\1\0\1\0v\1\0\0"s, "\1\0\0\0\1\0\3\0vvv"s}) {
+    const std::unique_ptr<char[]> exact(new char[message.size() + 1]);
+    char* const begin = exact.get() + 1;  // also unaligned
+    message.copy(begin, message.size());
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, begin, static_cast<int32_t>(message.size())), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("without end point: cannot send"));
+  }
+  EXPECT_EQ(log_.take_lines().back(),
+            "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[0]: type: 1, length: 3, value: vvv");
+  char four[4] = {};
+  EXPECT_EQ(ngm_send_ipc_notify(nullptr, 1, four, 4), -1);
+  EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, nullptr, 4), -1);
+  EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, four, -4), -1);
+}
+
+TEST_F(NotificationTest, RegisterMibPrints) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(SCI_registerMib(nullptr, 65535, "text"), 0);
+  EXPECT_EQ(SCI_registerMib(nullptr, 0, nullptr), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "xxxxx SCI_registerMib() aOutErrBuf: text, aInVariableListLength: 65535\n"
+            "xxxxx SCI_registerMib() aOutErrBuf: (null), aInVariableListLength: 0\n");
+}
+
+}  // namespace
+}  // namespace coupler::test
