@@ -30,6 +30,7 @@ struct Argument {
   bool number = false;
   bool flag = false;     ///< an option without a value
   bool repeats = false;  ///< the last one: positional, any number of words
+  std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
 };
 
 struct Command {
@@ -43,6 +44,7 @@ struct Command {
 Command image_family();
 Command container_family();
 Command bundle_family();
+Command snmp_family();
 Command command_command();
 Command versions_command();
 Command boot_names_command();

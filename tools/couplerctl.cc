@@ -41,6 +41,7 @@ void add(CLI::App& app, const Command& command, Choice& choice) {
     option->required(!argument.name.starts_with('-') && !argument.repeats);
     if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
     if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
+    if (!argument.choices.empty()) option->check(CLI::IsMember(argument.choices));
   }
   for (const Command& inner : command.commands) add(*added, inner, choice);
   if (command.run == nullptr) return void(added->require_subcommand(1));
@@ -62,8 +63,8 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(), firmware_family(),
-      ssd_family(),   notify_command(),   syslog_family(), sessions_command(), command_command(),
+      image_family(), container_family(), bundle_family(),  versions_command(), boot_names_command(), firmware_family(),
+      ssd_family(),   snmp_family(),      notify_command(), syslog_family(),    sessions_command(),   command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",

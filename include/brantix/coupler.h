@@ -26,3 +26,4 @@
 #include "brantix/noop.h"
 #include "brantix/notify.h"
 #include "brantix/sessions.h"
+#include "brantix/snmp.h"
