@@ -34,4 +34,5 @@ need_for_services() {
 need_for_tests() {
   need libgtest-dev libgmock-dev python3 psmisc
   need_for_services
+  need doxygen
 }

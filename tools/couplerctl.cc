@@ -63,8 +63,9 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(), container_family(), bundle_family(),  versions_command(), boot_names_command(), firmware_family(),
-      ssd_family(),   snmp_family(),      notify_command(), syslog_family(),    sessions_command(),   command_command(),
+      image_family(),     container_family(), bundle_family(),   versions_command(), boot_names_command(),
+      firmware_family(),  ssd_family(),       snmp_family(),     notify_command(),   syslog_family(),
+      sessions_command(), role_command(),     command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
   Choice choice;
   app.fallthrough();
   app.require_subcommand(1);
+  app.footer("Ends with 0 (done), 1 (failed) or 2 (wrong usage). Each subcommand has a --help of its own.");
   app.set_version_flag("--version", COUPLER_VERSION);
   app.add_flag("--json", context.json, "Print results for programs");
   app.add_option("--log", context.log, "Show the library's log lines from this level on, on standard error")

@@ -5,7 +5,8 @@
 
 #include "brantix/export.h"
 
-/*
+/**
+ * @file
  * The SNMP agent: its service, trap destinations, SNMPv3 users, communities, contact and location.
  *
  * What these operations are given reaches the agent's configuration file /etc/snmp/snmpd.conf as it stands, and lines
@@ -46,7 +47,7 @@ typedef struct SCI_snmp_user_s {
 
 /** An entry of the array that `SCI_GetSnmpCommunity` fills. Owned by the caller. */
 typedef struct SCI_snmp_community_s {
-  char community[41];
+  char community[41]; /**< community, terminated */
   char reserved[127]; /**< neither read nor written */
 } SCI_snmp_community_s;
 
@@ -100,7 +101,8 @@ BRANTIX_EXPORT int32_t SCI_GetSnmpHostsV3(SCI_snmp_host_s* hosts, unsigned int* 
  * that name is deleted first. Both passwords stand in clear in lines at debug and critical and in the command line of
  * the script, which is cut to 255 characters.
  *
- * @param error caller's buffer of at least 25 bytes: empty after a success, else "Error setting SNMP user"
+ * @param aInConf the user
+ * @param error   caller's buffer of at least 25 bytes: empty after a success, else "Error setting SNMP user"
  * @return 0; 1, with lines at critical: no record, no user name or password, no privacy password although `priv_type`
  *         is 3 (nothing is changed in these cases), the earlier user could not be deleted (it is out of the list), or
  *         the new one could not be created (it stays in the list)
@@ -110,7 +112,8 @@ BRANTIX_EXPORT int32_t SCI_SetSnmpUser(const SCI_snmp_user_s* aInConf, char* err
 /**
  * Deletes a user from the list, where it need not be, and through the platform's script.
  *
- * @param error caller's buffer of at least 25 bytes: untouched after a success, else "Error deleting SNMP user"
+ * @param username the user's name
+ * @param error    caller's buffer of at least 25 bytes: untouched after a success, else "Error deleting SNMP user"
  * @return 0; 1, with a line at critical: the script failed
  */
 BRANTIX_EXPORT int32_t SCI_DeleteSnmpUser(const char* username, char* error);
