@@ -36,7 +36,7 @@ function(coupler_library)
   target_include_directories(brantix_coupler INTERFACE ${PROJECT_SOURCE_DIR}/include)
   if(COUPLER_SANITIZE)
     # A sanitized library leaves its run time to the program that loads it.
-    target_link_options(brantix_coupler PRIVATE -Wl,-z,nodefs)
+    target_link_options(brantix_coupler PRIVATE -Wl,-z,undefs)
   endif()
 endfunction()
 
