@@ -26,6 +26,13 @@ need_for_build() {
   need g++ cmake ninja-build pkg-config libzmq3-dev libcli11-dev nlohmann-json3-dev bubblewrap proot
 }
 
+# The services that the simulated appliance configures.
+need_for_services() {
+  need procps snmpd snmp snmptrapd rsyslog
+}
+
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 procps psmisc rsyslog snmp snmptrapd
+  need libgtest-dev libgmock-dev python3 psmisc
+  need_for_services
+  need doxygen
 }

@@ -31,13 +31,13 @@ function(coupler_library)
   add_library(brantix_coupler SHARED)
   target_link_libraries(brantix_coupler PRIVATE coupler_objects)
   target_link_options(brantix_coupler PRIVATE -Wl,--no-as-needed -Wl,--enable-new-dtags -Wl,-z,defs -Wl,-z,relro
-                                              -Wl,-z,now -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
+                                              -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
   set_property(TARGET brantix_coupler APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/hidden.map)
   target_include_directories(brantix_coupler INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                                        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   if(COUPLER_SANITIZE)
     # A sanitized library leaves its run time to the program that loads it.
-    target_link_options(brantix_coupler PRIVATE -Wl,-z,nodefs)
+    target_link_options(brantix_coupler PRIVATE -Wl,-z,undefs)
   endif()
 endfunction()
 
@@ -50,12 +50,23 @@ function(coupler_stand_in target soname)
   target_link_options(${target} PRIVATE -Wl,-soname,${soname})
 endfunction()
 
-# coupler_test(NAME FILE...): a test program, run in the simulated appliance.
-function(coupler_test name)
+# coupler_test_program(NAME FILE...): a test program, linked with the library's objects.
+function(coupler_test_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE coupler_objects coupler_test_support GTest::gmock GTest::gtest_main)
-  target_compile_options(${name} PRIVATE -Wno-sign-conversion)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+endfunction()
+
+# coupler_test(NAME FILE...): a test program, run in the simulated appliance. The headers of the test framework are
+# compiled once for all.
+function(coupler_test name)
+  if(NOT TARGET test_headers)
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "")
+    coupler_test_program(test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
+    target_precompile_headers(test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <fstream>)
+  endif()
+  coupler_test_program(${name} ${ARGN})
+  target_precompile_headers(${name} REUSE_FROM test_headers)
   add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/platform/appliance $<TARGET_FILE:${name}>)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 SKIP_RETURN_CODE 77)
 endfunction()

@@ -27,6 +27,21 @@ class LineReader {
   size_t capacity_ = 0;
 };
 
+/// Reads a stream line by line in bounded memory: a line of more than 511 characters, its line end counted, comes in
+/// pieces.
+class PieceReader {
+ public:
+  explicit PieceReader(std::FILE* stream) : stream_(stream) {}
+
+  /// @return the next line or piece, its line end included, with a NUL behind it, valid until the next call; empty at
+  ///         the stream's end or after an error (ferror tells)
+  std::string_view next();
+
+ private:
+  std::FILE* stream_;
+  char piece_[512];
+};
+
 /// The beginning of `text` up to the first of the characters `ends`; all of it when it holds none.
 inline std::string_view up_to(std::string_view text, std::string_view ends) {
   return text.substr(0, text.find_first_of(ends));

@@ -7,9 +7,21 @@
 
 namespace coupler {
 
+bool write_all(int descriptor, const void* data, size_t size) {
+  const char* next = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = ::write(descriptor, next, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    next += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
 // Non-blocking, so that a pipe without a reader is an error instead of a wait; a file is written as ever.
-OutputFile::OutputFile(const char* path)
-    : path_(path), descriptor_(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666)) {}
+OutputFile::OutputFile(const char* path, mode_t permissions)
+    : path_(path), descriptor_(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, permissions)) {}
 
 OutputFile::~OutputFile() {
   if (!descriptor_) return;
@@ -18,17 +30,7 @@ OutputFile::~OutputFile() {
   errno = reason;
 }
 
-bool OutputFile::write(const void* data, size_t size) {
-  const char* next = static_cast<const char*>(data);
-  while (size > 0) {
-    const ssize_t written = ::write(descriptor_.get(), next, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    next += written;
-    size -= static_cast<size_t>(written);
-  }
-  return true;
-}
+bool OutputFile::write(const void* data, size_t size) { return write_all(descriptor_.get(), data, size); }
 
 bool OutputFile::set_size(off_t size) { return ::ftruncate(descriptor_.get(), size) == 0; }
 

@@ -8,12 +8,16 @@
 
 namespace coupler {
 
+/// Writes all of `data`. On failure errno tells why, and part of it may have been written.
+bool write_all(int descriptor, const void* data, size_t size);
+
 /// A file that is written whole or not at all: it disappears again unless `commit` succeeded. Every failure leaves its
 /// reason in errno.
 class OutputFile {
  public:
-  /// Creates or truncates the file at `path`, a text that outlives this object.
-  explicit OutputFile(const char* path);
+  /// Creates or truncates the file at `path`, a text that outlives this object. The process's file mode creation mask
+  /// applies to `permissions`.
+  explicit OutputFile(const char* path, mode_t permissions = 0666);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;

@@ -11,8 +11,11 @@ class Fixed {
  public:
   consteval Fixed(const char* text) : text_(text) {}  // NOLINT(google-explicit-constructor): a literal is one
   constexpr std::string_view text() const { return text_; }
+  constexpr Fixed character(size_t i) const { return Fixed(text_.substr(i, 1)); }
 
  private:
+  constexpr explicit Fixed(std::string_view part) : text_(part) {}
+
   std::string_view text_;
 };
 

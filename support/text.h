@@ -31,6 +31,11 @@ class Text {
   /// Makes the text empty; what lies behind its first byte stays.
   void clear() const { copy({}); }
 
+  /// Ends the text in its field, whatever a caller left there.
+  void terminate() const {
+    if (capacity_ > 0) data_[capacity_ - 1] = '\0';
+  }
+
   /// Formats into the field, cut to it. @return false when it was cut
   __attribute__((format(printf, 2, 3))) bool format(const char* format, ...) const {
     va_list arguments;

@@ -28,8 +28,9 @@ struct Argument {
   std::string name;  ///< FILE: positional and required; --file: an option
   std::string about;
   bool number = false;
-  bool flag = false;     ///< an option without a value
-  bool repeats = false;  ///< the last one: positional, any number of words
+  bool flag = false;                      ///< an option without a value
+  bool repeats = false;                   ///< the last one: positional, any number of words
+  std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
 };
 
 struct Command {
@@ -43,12 +44,14 @@ struct Command {
 Command image_family();
 Command container_family();
 Command bundle_family();
+Command snmp_family();
 Command command_command();
 Command versions_command();
 Command boot_names_command();
 Command firmware_family();
 Command ssd_family();
 Command sessions_command();
+Command role_command();
 Command notify_command();
 Command syslog_family();
 

@@ -41,6 +41,7 @@ void add(CLI::App& app, const Command& command, Choice& choice) {
     option->required(!argument.name.starts_with('-') && !argument.repeats);
     if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
     if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
+    if (!argument.choices.empty()) option->check(CLI::IsMember(argument.choices));
   }
   for (const Command& inner : command.commands) add(*added, inner, choice);
   if (command.run == nullptr) return void(added->require_subcommand(1));
@@ -62,8 +63,9 @@ int run(const Choice& choice, const Context& context) {
 
 int main(int argc, char** argv) {
   const Command families[] = {
-      image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(), firmware_family(),
-      ssd_family(),   notify_command(),   syslog_family(), sessions_command(), command_command(),
+      image_family(),     container_family(), bundle_family(),   versions_command(), boot_names_command(),
+      firmware_family(),  ssd_family(),       snmp_family(),     notify_command(),   syslog_family(),
+      sessions_command(), role_command(),     command_command(),
   };
 
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
@@ -72,6 +74,7 @@ int main(int argc, char** argv) {
   Choice choice;
   app.fallthrough();
   app.require_subcommand(1);
+  app.footer("Ends with 0 (done), 1 (failed) or 2 (wrong usage). Each subcommand has a --help of its own.");
   app.set_version_flag("--version", COUPLER_VERSION);
   app.add_flag("--json", context.json, "Print results for programs");
   app.add_option("--log", context.log, "Show the library's log lines from this level on, on standard error")

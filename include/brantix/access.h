@@ -4,17 +4,23 @@
 
 #include "brantix/export.h"
 
-/* Roles and locales of users, and names that the application shares with the platform. */
+/** @file
+ * Roles and locales of users, and names that the application shares with the platform. */
 
 BRANTIX_BEGIN_C
 
-/* Users and application types: constant texts, never read by the library. */
+/**
+ * @name Users and application types
+ * Constant texts, never read by the library.
+ * @{
+ */
 BRANTIX_EXPORT extern const char* const USER_ADMINBACKUP;           /**< "adminbackup" */
 BRANTIX_EXPORT extern const char* const USER_PELK_DME;              /**< "pelkdme" */
 BRANTIX_EXPORT extern const char* const PELK_APPL_TYPE_LOGIN;       /**< "login" */
 BRANTIX_EXPORT extern const char* const PELK_APPL_TYPE_DEFAULT;     /**< "default" */
 BRANTIX_EXPORT extern const char* const PELK_APPL_SUB_TYPE_DEFAULT; /**< "default" */
 BRANTIX_EXPORT extern const char* const PELK_APPL_SUB_TYPE_CONSOLE; /**< "console" */
+/** @} */
 
 /**
  * Tells a user's role from the operating system's groups: "admin read-only" when the line that `groups` prints holds
@@ -27,13 +33,20 @@ BRANTIX_EXPORT extern const char* const PELK_APPL_SUB_TYPE_CONSOLE; /**< "consol
  */
 BRANTIX_EXPORT int32_t SCI_getUserRoles(const char* user, char* roleBuf, int32_t roleBufSize);
 
-/** Writes the empty text into `localeBuf`. @param user not read @return 0 */
+/**
+ * Writes the empty text into `localeBuf`.
+ *
+ * @param user          not read
+ * @param localeBuf     the caller's
+ * @param localeBufSize size of `localeBuf` in bytes; 0: nothing is written
+ * @return 0
+ */
 BRANTIX_EXPORT int32_t SCI_getUserLocales(const void* user, char* localeBuf, int32_t localeBufSize);
 
-/** @return 1: this supervisor is the active one */
+/** Tells whether this supervisor is the active one. @return 1 */
 BRANTIX_EXPORT int32_t is_active_supervisor(void);
 
-/** @return -1, at once: there are no events to wait for */
+/** Waits for nothing: there are no events. @return -1, at once */
 BRANTIX_EXPORT int32_t SCI_waitForKRELLAGEvents(void);
 
 BRANTIX_END_C

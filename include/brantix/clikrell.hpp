@@ -6,7 +6,10 @@
 
 #include "brantix/sessions.h"
 
-/// The scan behind sessions.h, for C++ hosts built with the same compiler and C++ library. Results are 0 or -1.
+/// @file
+/// The scan behind sessions.h, for C++ hosts built with the same compiler and C++ library.
+
+/// The scan behind sessions.h. Results are 0 or -1.
 namespace clikrell {
 
 /// From "/proc/PID/status".
@@ -31,9 +34,9 @@ struct TermInfo;
 /// One CLI process.
 struct TermProcessInfo {
   TermInfo* term = nullptr;  ///< the terminal that holds it
-  int32_t pid = 0;
-  int64_t loginTime = 0;  ///< start of the process, in seconds since the epoch
-  char user[128] = {};    ///< the user that the process names itself, or empty
+  int32_t pid = 0;           ///< process id
+  int64_t loginTime = 0;     ///< start of the process, in seconds since the epoch
+  char user[128] = {};       ///< the user that the process names itself, or empty
 
   // Computed for the first CLI process that is ever found, kept from then on, so that a process's login time is the
   // same in every scan. All are -1 before; `bootTime` below 0 means that they are still to be computed.
@@ -72,18 +75,22 @@ class SessionIterator {
   /// the later. @return 0
   BRANTIX_EXPORT int32_t parseUtmpTbl();
 
-  // Each fills an entry from one file of a process, zero where the file has nothing for it. -1 when the file cannot be
-  // opened or is not one of its kind; that no user was found is not an error.
-
-  BRANTIX_EXPORT static int32_t parseStatusEntry(int pid, ProcessStatusEntry_t& entry);
-  BRANTIX_EXPORT static int32_t parseStatEntry(int pid, ProcessStatEntry_t& entry);
-  BRANTIX_EXPORT static int32_t parseCmdlineEntry(int pid, ProcessUserEntry_t& entry);  ///< the argument after "-p"
-  BRANTIX_EXPORT static int32_t parseEnvEntry(int pid, ProcessUserEntry_t& entry);      ///< the value of USER
+  /// @name One file of a process
+  /// Each fills an entry, zero where the file has nothing for it. -1 when the file cannot be opened or is not one of
+  /// its kind; that no user was found is not an error.
+  /// @{
+  BRANTIX_EXPORT static int32_t parseStatusEntry(int pid, ProcessStatusEntry_t& entry);  ///< "/proc/PID/status"
+  BRANTIX_EXPORT static int32_t parseStatEntry(int pid, ProcessStatEntry_t& entry);      ///< "/proc/PID/stat"
+  BRANTIX_EXPORT static int32_t parseCmdlineEntry(int pid, ProcessUserEntry_t& entry);   ///< the argument after "-p"
+  BRANTIX_EXPORT static int32_t parseEnvEntry(int pid, ProcessUserEntry_t& entry);       ///< the value of USER
+  /// @}
 
   /// Finds the device of a terminal line as utmp names it: the line itself when it is the path of a file, else
   /// "/dev/LINE", "/dev/ttyLINE" or "/dev/pts/LINE", the first that is there.
   ///
-  /// @param path receives the device's path, cut to `size` bytes
+  /// @param line a terminal line of utmp
+  /// @param path receives the device's path
+  /// @param size bytes of `path`, to which the path is cut
   /// @return the low 32 bits of the device number; -1 when there is none
   BRANTIX_EXPORT static int32_t ttyToDevNum(const char* line, char* path, unsigned size);
 
@@ -97,10 +104,13 @@ class SessionIterator {
   BRANTIX_EXPORT static SessionIterator* iterators[1];
 };
 
-// The calls of sessions.h, which describes them.
-BRANTIX_EXPORT _SCI_cli_session_iterator_s* getSessions();
-BRANTIX_EXPORT int32_t hasNextSession(_SCI_cli_session_iterator_s* iterator);
-BRANTIX_EXPORT int32_t getNextSession(_SCI_cli_session_iterator_s* iterator, _SCI_cli_session_s* session);
-BRANTIX_EXPORT void freeSessionIterator(_SCI_cli_session_iterator_s* iterator);
+/// @name The calls of sessions.h, which describes them
+/// @{
+BRANTIX_EXPORT _SCI_cli_session_iterator_s* getSessions();                     ///< SCI_cli_get_sessions
+BRANTIX_EXPORT int32_t hasNextSession(_SCI_cli_session_iterator_s* iterator);  ///< SCI_cli_has_next_session
+BRANTIX_EXPORT int32_t getNextSession(_SCI_cli_session_iterator_s* iterator,
+                                      _SCI_cli_session_s* session);              ///< SCI_cli_get_next_session
+BRANTIX_EXPORT void freeSessionIterator(_SCI_cli_session_iterator_s* iterator);  ///< SCI_cli_free_session_iterator
+/// @}
 
 }  // namespace clikrell

@@ -4,21 +4,23 @@
 
 #include "brantix/export.h"
 
-/* The numbered templates of the switch command language. */
+/** @file
+ * The numbered templates of the switch command language. */
 
 BRANTIX_BEGIN_C
 
+/** Size of a table. */
 enum {
-  BRANTIX_COMMAND_COUNT = 447, /* templates in one table; slot 447 holds the guard "Array Guard" */
+  BRANTIX_COMMAND_COUNT = 447, /**< templates in one table; slot 447 holds the guard "Array Guard" */
 };
 
 /** The templates of version 0, in the order of their numbers, then the guard. The library never changes it. */
 BRANTIX_EXPORT extern const char* VER_0_CMDS[BRANTIX_COMMAND_COUNT + 1];
 
-/** The tables by version of the command language; an entry is null until `SC_Initialize_commands` selects it. */
+/** The tables by version of the command language; null until `SC_Initialize_commands` selects version 0. */
 BRANTIX_EXPORT extern const char** grand_daddy_of_all_commands[1];
 
-/** Version in use, an index into `grand_daddy_of_all_commands`. */
+/** Version in use, an index into `grand_daddy_of_all_commands`; 0. */
 BRANTIX_EXPORT extern int32_t CUR_VER;
 
 /**

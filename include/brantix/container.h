@@ -7,9 +7,11 @@
 #include "brantix/export.h"
 #include "brantix/image.h"
 
-/*
+/**
+ * @file
  * The image container format: a 16-byte file GUID, then objects. An object is a 16-byte type GUID, a 16-byte
- * descriptor, a header and a payload; the payload of a wrapping object holds further objects.
+ * descriptor, a header and a payload; the payload of a wrapping object holds further objects. Pointers must not be null
+ * where a comment does not allow it.
  */
 
 BRANTIX_BEGIN_C
@@ -19,8 +21,8 @@ enum {
 #define OBJECT(number, constant, guid, name, ...) constant = number,
 #include "brantix/container_types.def"
 #undef OBJECT
-  ORVIX_TYPE_COUNT = 24,
-  ORVIX_TYPE_UNKNOWN = 99999 /* a GUID that stands nowhere in the table */
+  ORVIX_TYPE_COUNT = 24,     /**< types in the table */
+  ORVIX_TYPE_UNKNOWN = 99999 /**< a GUID that stands nowhere in the table */
 };
 
 /** Descriptor of an object. Numbers are little-endian. */
@@ -34,8 +36,8 @@ typedef struct orvix_desc {
 
 /** Head of an object; its header and payload follow in the container. */
 typedef struct orvix_object {
-  uint8_t guid[16];
-  orvix_desc desc;
+  uint8_t guid[16]; /**< type GUID */
+  orvix_desc desc;  /**< lengths of what follows */
 } orvix_object;
 
 /** Cursor over a container in memory: start <= cur <= end while it is usable. Addresses; owned by the caller. */
@@ -45,7 +47,7 @@ typedef struct orvix_range {
   uint64_t cur;   /**< address of the next byte to take */
 } orvix_range;
 
-BRANTIX_EXPORT extern const uint8_t orvix_file_guid[16];
+BRANTIX_EXPORT extern const uint8_t orvix_file_guid[16]; /**< with which every container begins */
 #define OBJECT(number, constant, guid, name, ...) BRANTIX_EXPORT extern const uint8_t guid[16];
 #include "brantix/container_types.def"
 #undef OBJECT
@@ -53,10 +55,10 @@ BRANTIX_EXPORT extern const uint8_t orvix_file_guid[16];
 /** The GUIDs by type number. */
 BRANTIX_EXPORT extern const uint8_t* const orvix_guid[ORVIX_TYPE_COUNT];
 
-/** @return 1 when the 16 bytes at `guid` are the file GUID, else 0 */
+/** Compares the 16 bytes at `guid` with the file GUID. @return 1 when they are equal, else 0 */
 BRANTIX_EXPORT int orvix_is_file_guid(const void* guid);
 
-/** @return the type number of the 16-byte GUID at `object`, or ORVIX_TYPE_UNKNOWN */
+/** Looks up the 16-byte GUID at `object`. @return its type number, or ORVIX_TYPE_UNKNOWN */
 BRANTIX_EXPORT int orvix_get_object_type(const void* object);
 
 /**
@@ -66,10 +68,10 @@ BRANTIX_EXPORT int orvix_get_object_type(const void* object);
  */
 BRANTIX_EXPORT int orvix_is_file_format(FILE* stream);
 
-/** Spans `length` bytes from address `start`, the cursor at `start`. */
+/** Makes `r` span `length` bytes from address `start`, the cursor at `start`. */
 BRANTIX_EXPORT void set_range(orvix_range* r, uint64_t start, uint64_t length);
 
-/** @return 1 when start <= cur <= end (a cursor at the end is in range), else 0 */
+/** Tells whether the cursor is usable. @return 1 when start <= cur <= end (a cursor at the end is in range), else 0 */
 BRANTIX_EXPORT int is_in_range(const orvix_range* r);
 
 /** Adds `n` to the cursor, in range or not. @return `is_in_range` afterwards */
@@ -83,50 +85,63 @@ BRANTIX_EXPORT int range_advance(orvix_range* r, uint64_t n);
  */
 BRANTIX_EXPORT uint64_t range_get(orvix_range* r, uint64_t n);
 
-/** @return the descriptor of `object`, 16 bytes into it */
+/** Finds the descriptor of `object`. @return its address, 16 bytes into the object */
 BRANTIX_EXPORT orvix_desc* orvix_object_get_descriptor(orvix_object* object);
 
-/** @return the display name of the object's type, a static text; "Unknown" for a GUID outside the table */
+/** Names the object's type. @return a static text; "Unknown" for a GUID outside the table */
 BRANTIX_EXPORT const char* orvix_object_get_name(const orvix_object* object);
 
-/** @return header length in bytes */
+/** Decodes the header length. @return bytes, a multiple of 16 */
 BRANTIX_EXPORT uint64_t orvix_desc_get_header_len(const orvix_desc* desc);
 
-/** @return payload length in bytes. 2 GiB and more is reported through `T_log` level 1 and returned all the same. */
+/**
+ * Decodes the payload length. 2 GiB and more is reported through `T_log` level 1 and returned all the same.
+ *
+ * @return bytes, a multiple of 16
+ */
 BRANTIX_EXPORT uint64_t orvix_desc_get_payload_len(const orvix_desc* desc);
 
 /**
+ * Decodes the payload length and takes off the padding.
+ *
  * @param desc descriptor inside a complete object in memory: descriptor, header and payload contiguous
  * @return payload length in bytes, less its PKCS#7 padding where the flag is set and the padding is valid
  */
 BRANTIX_EXPORT uint64_t orvix_desc_get_stripped_payload_len(const orvix_desc* desc);
 
-/** @return index of the highest set bit of `value`; 0 for 0, 63 for a negative value */
+/** Takes the logarithm to base 2. @return index of the highest set bit of `value`; 0 for 0, 63 for a negative value */
 BRANTIX_EXPORT uint32_t log_base_two64(int64_t value);
 
-/*
- * Walkers over a container in memory. The range spans the container from its file GUID on, which they skip without
- * comparing it. They stop with "not found" at an object of type 0 or of unknown type, and at the end of the span.
+/**
+ * @name Walkers over a container in memory
+ * The range spans the container from its file GUID on, which they skip without
+ * comparing it. They stop with "not found" at an object of type 0 or of unknown type, and at the end of the span. None
+ * of them logs.
+ * @{
  */
 
 /**
  * Finds the first object of `type` in sibling order: after an object, the one behind its payload. Moves the cursor.
  *
+ * @param r the cursor, at the start of the span
  * @param headerOffset,headerLen,payloadOffset,payloadLen receive where the object's header and payload lie, in bytes
  *        from the start of the span; untouched when not found
+ * @param type type number that is sought
  * @return 1 found with header and payload complete, 0 not found
  */
 BRANTIX_EXPORT int locate_orvix_obj(orvix_range* r, uint32_t* headerOffset, uint32_t* headerLen,
                                     uint32_t* payloadOffset, uint32_t* payloadLen, uint32_t type);
 
-/** @return 1 when an object of `type` lies on the chain of first children, else 0 */
+/** Looks for an object of `type` on the chain of first children. @return 1 found, 0 not found */
 BRANTIX_EXPORT int orvix_contains_object_type(int type, orvix_range r);
 
 /**
  * Finds the first object of `type`: after an object, the first child when it has a header, else the next sibling.
  *
+ * @param type          type number that is sought
  * @param offset,length receive the offset of the object's header from the start of the span, and its payload length;
  *        written only when both are not null
+ * @param r             the span; the caller's cursor does not move
  * @return 1 found, 0 not found
  */
 BRANTIX_EXPORT int orvix_get_object_payload(int type, uint64_t* offset, uint64_t* length, orvix_range r);
@@ -134,6 +149,7 @@ BRANTIX_EXPORT int orvix_get_object_payload(int type, uint64_t* offset, uint64_t
 /**
  * Reads the one object at the cursor and moves behind it.
  *
+ * @param r                    the cursor, at the object's head
  * @param header,payload       receive where header and payload lie, or null for one that does not fit the span
  * @param headerLen,payloadLen receive the lengths in bytes
  * @return the type number (0 included); ORVIX_TYPE_UNKNOWN with nothing written when an argument is null, no head is
@@ -141,12 +157,13 @@ BRANTIX_EXPORT int orvix_get_object_payload(int type, uint64_t* offset, uint64_t
  */
 BRANTIX_EXPORT uint32_t orvix_get_obj(orvix_range* r, void** header, uint32_t* headerLen, void** payload,
                                       uint32_t* payloadLen);
+/** @} */
 
-/** @return size of the file in bytes; 0, with a line at info, when it cannot be told */
+/** Tells a file's size. @return bytes; 0, with a line at info, when it cannot be told; an empty file has 0 too */
 BRANTIX_EXPORT uint64_t getFileSize(const char* path);
 
 /**
- * Reads up to `n` bytes at `offset` bytes from the start of the file into `buf`.
+ * Reads up to `n` bytes at `offset` bytes from the start of the file into `buf`, which stays the caller's.
  *
  * @return number of bytes read, 0 to `n`; -1, with a line at info, when `fp` is null or cannot be positioned
  */
@@ -155,6 +172,7 @@ BRANTIX_EXPORT int get_orvix_descriptor(FILE* fp, uint32_t offset, void* buf, ui
 /**
  * Copies the header record (`ImageHeader`) of the image or bundle at `path`. Every line is logged at info.
  *
+ * @param path     image or bundle
  * @param buf      caller's buffer of at least `capacity` bytes; what the file cuts short stays as it was
  * @param capacity most bytes to copy
  * @param copied   receives the record's number of bytes as soon as it is known, also when the copy then fails
@@ -164,20 +182,30 @@ BRANTIX_EXPORT int32_t extract_header_info(const char* path, void* buf, size_t c
 
 /**
  * Walks the firmware bundle at `path`, at most 20 parts: reports the version of every firmware part, lists and counts
- * the image files, writes each part as a file, and looks into the image file that the bundle's header names.
+ * the image files, writes each part as a file, and looks into the image file that the bundle's header names. What
+ * follows the 20th part is not looked at.
  *
  * All buffers are the caller's; a text is cut to its capacity and terminated; what the bundle does not hold stays as
  * it was. Every line is logged at info.
  *
- * @param hdr,hdrCapacity,hdrLen   receives the image header and its length; `hdr` may be null, the header is then
- *                                 skipped
- * @param packageVersion … ssdVersion, …Capacity  receive the versions, each with its capacity in bytes
- * @param outDir                   existing directory for the part files, or null: none is written but SSD firmware,
- *                                 which goes to /mnt/boot/ssd_firmwares in any case
- * @param imageCount               is counted up by one for each image or text file other than "verify_firmware.py" and
- *                                 "firmware_incomp.json"
- * @param imageList                receives the names of the first `numVers` image and text files, 64 bytes apart, each
- *                                 cut to `entrySize` bytes; may be null
+ * Files: rommon-VERSION, fpga-VERSION, PowerSequencer-VERSION, LanSpi-VERSION, NAME of an image or text file, and hdr,
+ * which holds all of the header buffer; ssd-VERSION, always in /mnt/boot/ssd_firmwares. A path is cut to 255
+ * characters. A file is whole: its size is the declared one, bytes that the bundle lacks are zero, and one that cannot
+ * be written to its end is removed.
+ *
+ * @param path        the bundle
+ * @param hdr         receives the image header; null: the header is skipped
+ * @param hdrCapacity bytes of `hdr`
+ * @param hdrLen      receives the header's number of bytes; not used without `hdr`
+ * @param packageVersion,rommonVersion,fpgaVersion,pseqVersion,lanSpiVersion,ssdVersion receive the versions
+ * @param packageVersionCapacity,rommonCapacity,fpgaCapacity,pseqCapacity,lanSpiCapacity,ssdCapacity bytes of each
+ * @param outDir      existing directory for the part files, or null: none is written but SSD firmware
+ * @param imageCount  is counted up by one for each image or text file other than "verify_firmware.py" and
+ *                    "firmware_incomp.json"
+ * @param imageList   receives the names of the first image and text files, 64 bytes apart; may be null. An image file
+ *                    is looked into only when its name is listed.
+ * @param numVers     entries of `imageList`
+ * @param entrySize   bytes to which each name is cut, its terminator included
  * @return 0; -1: not accessible, not a firmware bundle, a part of a foreign type, a malformed part, or a part file that
  *         could not be written. What was reported and written before stays.
  */
@@ -192,8 +220,14 @@ BRANTIX_EXPORT int32_t extract_firmware_info(const char* path, void* hdr, size_t
 /**
  * The walk of `extract_firmware_info` on an open bundle.
  *
+ * @param fp   the bundle, open for reading; the caller closes it
  * @param end  size of the bundle in bytes: no part is looked for at or behind it
  * @param base where the container starts in the file, in bytes
+ * @param hdr,hdrCapacity,hdrLen as there, and so are all that follow
+ * @param packageVersion,rommonVersion,fpgaVersion,pseqVersion,lanSpiVersion,ssdVersion as there
+ * @param packageVersionCapacity,rommonCapacity,fpgaCapacity,pseqCapacity,lanSpiCapacity,ssdCapacity as there
+ * @param outDir,imageCount,imageList,numVers,entrySize as there
+ * @return as there
  */
 BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, void* hdr, size_t hdrCapacity,
                                        size_t* hdrLen, char* packageVersion, size_t packageVersionCapacity,
@@ -202,7 +236,7 @@ BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, vo
                                        size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity, const char* outDir,
                                        int* imageCount, char* imageList, int numVers, int entrySize);
 
-/** Model number of the fitted SSD, or the last word of it; empty until it is known. */
+/** Model number of the fitted SSD, or the last word of it; empty until it is known. Process-wide, not locked. */
 BRANTIX_EXPORT extern char equipped_ssd_model_num[24];
 
 /**

@@ -1,6 +1,7 @@
 #pragma once
 
-/*
+/**
+ * @file
  * The interface of libbrantix_coupler.so. Conventions, for every header of this folder:
  *
  *  1. Load, register callbacks if wanted, `SCI_Initialize_lib`, `SC_Initialize_commands`; then anything. An operation
@@ -26,3 +27,4 @@
 #include "brantix/noop.h"
 #include "brantix/notify.h"
 #include "brantix/sessions.h"
+#include "brantix/snmp.h"

@@ -5,7 +5,8 @@
 
 #include "brantix/export.h"
 
-/* Firmware bundles, the upgrade, and what is running. */
+/** @file
+ * Firmware bundles, the upgrade, and what is running. */
 
 BRANTIX_BEGIN_C
 
@@ -13,10 +14,10 @@ BRANTIX_BEGIN_C
 typedef struct FirmwareInfo {
   char packageVersion[64]; /**< bundle: version of its image header; current report: composed from the components */
   char rommonVersion[64];  /**< boot loader */
-  char fpgaVersion[64];
-  char pseqVersion[64]; /**< power sequencer */
-  char lanSpiVersion[64];
-  char ssdVersion[64];
+  char fpgaVersion[64];    /**< FPGA */
+  char pseqVersion[64];    /**< power sequencer */
+  char lanSpiVersion[64];  /**< LAN SPI flash; only bundles tell it */
+  char ssdVersion[64];     /**< SSD firmware */
   char ssdModel[64];       /**< current report: the fitted SSD's model; SSD firmware file: its identification */
   int32_t bootStatus;      /**< of the platform firmware library */
   uint8_t upgradeState[4]; /**< of the platform firmware library's components 0 to 3 */
@@ -28,6 +29,7 @@ typedef struct FirmwareInfo {
 /**
  * Reads the versions of the firmware bundle at `path`: all versions but `ssdModel`, `imageCount` and `imageList`. The
  * other fields stay as they are. Writes no file but the bundle's SSD firmware, under /mnt/boot/ssd_firmwares.
+ * `extract_firmware_info` describes the walk.
  *
  * @return 0; -1, with a line at info: the record is null, or the bundle cannot be read to its end (the record then
  *         holds what was read before)
@@ -38,7 +40,9 @@ BRANTIX_EXPORT int32_t SCI_readFirmwareImageVersion(const char* path, FirmwareIn
  * As `SCI_readFirmwareImageVersion`, and writes each part of the bundle as a file. Also clears `ssdModel` and
  * `ssdMatched`, and switches `cs_debug_verbose` on for good.
  *
- * @param outDir existing directory for the part files; null: none is written but SSD firmware
+ * @param path     the bundle
+ * @param aOutInfo the caller's record
+ * @param outDir   existing directory for the part files; null: none is written but SSD firmware
  * @return 0; -1, with a line at info: as above, or a part file could not be written. Files that were complete by then
  *         stay.
  */
@@ -57,6 +61,7 @@ BRANTIX_EXPORT int32_t SCI_setFirmwareVersion(const char* inNewVersionFilePath);
  * (`equipped_ssd_model_num`, refreshed first; an empty one is in every list), writes the binary as
  * /mnt/boot/equipped_ssd_firmware/ssd-VERSION. Bytes that the file lacks of the binary are zero.
  *
+ * @param path     an SSD firmware file
  * @param aOutInfo receives `ssdModel`, the file's identification, and for the fitted drive `ssdVersion` and
  *                 `ssdMatched` = 1. The three are cleared first, and each is set as soon as it is known; the other
  *                 fields stay as they are.
@@ -79,37 +84,50 @@ BRANTIX_EXPORT int32_t SCI_extractSsdfirmwareBinary(const char* path, FirmwareIn
  */
 BRANTIX_EXPORT int32_t SCI_readCurrentFirmwareVersions(FirmwareInfo* aOutInfo);
 
-/*
- * Versions of the running software. The buffers are the library's, process-wide and not locked; a query writes its
- * buffer and returns it. What it cannot read leaves the last answer.
+/**
+ * @name Versions of the running software
+ * The buffers are the library's, process-wide and not locked; a query writes its buffer, cut to 64 characters, and
+ * returns it: a host that keeps an answer copies it. What it cannot read leaves the last answer. None of them logs.
+ * @{
  */
-BRANTIX_EXPORT extern const char gmSystemSwId[64];
-BRANTIX_EXPORT extern const char gmNpuSwId[64];
+BRANTIX_EXPORT extern const char gmSystemSwId[64];  /**< "swid-kv3x-system" */
+BRANTIX_EXPORT extern const char gmNpuSwId[64];     /**< "swid-kv3x-npu" */
 BRANTIX_EXPORT extern char gmBrantixMgrVersion[65]; /**< the host's; neither read nor written by the library */
-BRANTIX_EXPORT extern char gmSystemVersion[65];
-BRANTIX_EXPORT extern char gmNpuVersion[65];
-BRANTIX_EXPORT extern char gmBiosVersion[65];
+BRANTIX_EXPORT extern char gmSystemVersion[65];     /**< "Unknown" at load */
+BRANTIX_EXPORT extern char gmNpuVersion[65];        /**< "88.88(88.888888)" at load */
+BRANTIX_EXPORT extern char gmBiosVersion[65];       /**< "Unknown" at load */
 
-/** @return `gmBiosVersion`: what follows "rommon version: " in /etc/firmware_version.txt */
+/**
+ * Tells the boot loader's version.
+ *
+ * @return `gmBiosVersion`: what follows the first "rommon version: " that begins a line of /etc/firmware_version.txt
+ */
 BRANTIX_EXPORT const char* SCI_getFirmwareVersion(void);
 
-/** @return a copy of what `SCI_getFirmwareVersion` returns, to be freed with `free`; null without memory */
+/** Copies what `SCI_getFirmwareVersion` returns. @return 66 bytes, to be freed with `free`; null without memory */
 BRANTIX_EXPORT char* SCI_getBiosVersion(void);
 
 /**
+ * Tells the NPU's version.
+ *
  * @return `gmNpuVersion`: what follows the first space of the first line of /opt/quorva/npu/version.txt; on boards of
  *         another type than 1 the empty text
  */
 BRANTIX_EXPORT const char* SCI_getKickstartVersion(void);
 
-/** @return `gmSystemVersion`: what follows the first space of the first line of /etc/version.txt */
+/**
+ * Tells the system's version.
+ *
+ * @return `gmSystemVersion`: what follows the first space of the first line of /etc/version.txt
+ */
 BRANTIX_EXPORT const char* SCI_getSystemVersion(void);
 
-/** @return `gmNpuSwId`, always the same */
+/** Tells the software id of the NPU. @return `gmNpuSwId` */
 BRANTIX_EXPORT const char* SCI_getKickstartSwid(void);
 
-/** @return `gmSystemSwId`, always the same */
+/** Tells the software id of the system. @return `gmSystemSwId` */
 BRANTIX_EXPORT const char* SCI_getSystemSwid(void);
+/** @} */
 
 /** The system images as the boot loader names them. Owned by the host, which may have more behind it. */
 typedef struct BootloaderSysNames {
@@ -125,7 +143,9 @@ typedef struct BootloaderSysNames {
  * Reads the boot markers. A marker that cannot be read, or names nothing, leaves its own path in its field; the detail
  * then stays as it was. Each failure is a line at info.
  *
- * @param message 256 bytes; receives the last failure of the markers .boot_string and .boot_npu, if there was one
+ * @param names   the caller's record
+ * @param message the caller's 256 bytes; receives the last failure of the markers .boot_string and .boot_npu, such as
+ *                "INFO: failed to access file /mnt/boot/.boot_npu" and a line end; untouched without one
  * @return 0, also when markers are missing; -1: an argument is null, or .boot_string can be opened but holds no line;
  *         the other markers are then not read
  */

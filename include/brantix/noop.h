@@ -2,10 +2,14 @@
 
 #include "brantix/export.h"
 
-/*
+/**
+ * @file
  * The operations that make the interface complete and do nothing on this platform. Each takes any arguments, reads
  * none, never logs, and returns 0 in the whole result register, which serves as status, count, null or false (those
  * listed as NOTHING have no result). A list getter leaves the caller's list as it was.
+ *
+ * noop.def lists all 79. Four have a signature of their own and are declared elsewhere: `get_interface_version`,
+ * `SCI_srgOpen`, `SCI_srgClose` and `SCI_srgGetBuildDate`, of which the second and the last return their argument.
  */
 
 BRANTIX_BEGIN_C

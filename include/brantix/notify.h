@@ -5,21 +5,23 @@
 
 #include "brantix/export.h"
 
-/* SNMP notifications through the platform's notification service, and syslog through the platform's syslog script. */
+/** @file
+ * SNMP notifications through the platform's notification service, and syslog through the platform's syslog script. */
 
 BRANTIX_BEGIN_C
 
 /** Value types of a variable: the SNMP type tags. Others are refused. */
 enum {
-  BRANTIX_SNMP_INTEGER = 2,
-  BRANTIX_SNMP_OCTET_STRING = 4,
-  BRANTIX_SNMP_OBJECT_ID = 6,
-  BRANTIX_SNMP_TEXT = 32,
-  BRANTIX_SNMP_COUNTER32 = 65,
-  BRANTIX_SNMP_GAUGE32 = 66,
-  BRANTIX_SNMP_COUNTER64 = 70
+  BRANTIX_SNMP_INTEGER = 2,      /**< INTEGER */
+  BRANTIX_SNMP_OCTET_STRING = 4, /**< OCTET STRING */
+  BRANTIX_SNMP_OBJECT_ID = 6,    /**< OBJECT IDENTIFIER */
+  BRANTIX_SNMP_TEXT = 32,        /**< text */
+  BRANTIX_SNMP_COUNTER32 = 65,   /**< Counter32 */
+  BRANTIX_SNMP_GAUGE32 = 66,     /**< Gauge32 */
+  BRANTIX_SNMP_COUNTER64 = 70    /**< Counter64 */
 };
 
+/** Limits of a notification. */
 enum {
   BRANTIX_OID_MAX = 127,        /**< sub-identifiers of an OID */
   BRANTIX_SNMP_TEXT_MAX = 65530 /**< characters of a text value */
@@ -31,12 +33,12 @@ typedef struct SCI_snmp_varbind_s {
   uint16_t oid_len;    /**< at most BRANTIX_OID_MAX */
   uint8_t type;        /**< type of the value, BRANTIX_SNMP_... */
   union {
-    int32_t integer;     /**< INTEGER */
-    uint32_t unsigned32; /**< Counter32, Gauge32 */
-    uint64_t counter64;  /**< Counter64 */
-    const char* text;    /**< OCTET STRING, text: NUL-terminated, at most BRANTIX_SNMP_TEXT_MAX characters */
-    const uint64_t* oid; /**< OBJECT IDENTIFIER: `value_oid_len` sub-identifiers */
-  } value;
+    int32_t integer;      /**< INTEGER */
+    uint32_t unsigned32;  /**< Counter32, Gauge32 */
+    uint64_t counter64;   /**< Counter64 */
+    const char* text;     /**< OCTET STRING, text: NUL-terminated, at most BRANTIX_SNMP_TEXT_MAX characters */
+    const uint64_t* oid;  /**< OBJECT IDENTIFIER: `value_oid_len` sub-identifiers */
+  } value;                /**< the value, as its type tells */
   uint16_t value_oid_len; /**< OBJECT IDENTIFIER only: at most BRANTIX_OID_MAX */
 } SCI_snmp_varbind_s;
 
@@ -66,7 +68,8 @@ BRANTIX_EXPORT int32_t SCI_sendSnmpNotification(const uint64_t* notifOid, uint16
 /**
  * Converts an OID into the form in which messages carry it.
  *
- * @param src   `count` sub-identifiers
+ * @param src   the sub-identifiers
+ * @param count how many there are
  * @param dst   receives them; the caller's scratch area of 128 sub-identifiers
  * @return 0; -1, with nothing copied: more than BRANTIX_OID_MAX (logged at info), or a pointer is null (logged at
  *         critical)
@@ -77,8 +80,11 @@ BRANTIX_EXPORT int32_t set_rnq_msg_oid(const uint64_t* src, uint16_t count, uint
  * Appends an entry to a message: a 32-bit count of entries, then the entries back to back, each a 16-bit type, a 16-bit
  * length and that many bytes of value, all in the byte order of the machine. Walks the entries that are there.
  *
- * @param array   the message, in a buffer of `maxSize` bytes; one without entries is four zero bytes
- * @param value   `length` bytes, which are copied
+ * @param array   the message, in the caller's buffer; one without entries is four zero bytes
+ * @param maxSize bytes of the buffer
+ * @param type    type of the entry
+ * @param length  bytes of the value
+ * @param value   the value, which is copied
  * @return 0; 48, with the message as it was: the entry does not fit, the message that is there reaches beyond
  *         `maxSize`, or a pointer is null
  */
@@ -88,26 +94,30 @@ BRANTIX_EXPORT int32_t tlv_array_add_tlv(void* array, int32_t maxSize, uint16_t 
 /**
  * Prints a line with its second and third argument to standard output. Registers nothing.
  *
- * @param mib not read
- * @param aOutErrBuf text that is printed; null prints "(null)"
+ * @param mib                   not read
+ * @param aInVariableListLength number that is printed
+ * @param aOutErrBuf            text that is printed; null prints "(null)"
  * @return 0
  */
 BRANTIX_EXPORT int32_t SCI_registerMib(const void* mib, uint16_t aInVariableListLength, const char* aOutErrBuf);
 
-/*
- * The syslog operations run the platform's syslog script, /opt/tolm-mgmt-scripts/syslog_utils.sh, and wait for it.
+/**
+ * @name Syslog
+ * These operations run the platform's syslog script, /opt/tolm-mgmt-scripts/syslog_utils.sh, and wait for it.
  * They log at debug, failures at critical, and return 0 when the script exited with 0 (or no shell could be started),
  * else its exit code (1 to 255) or the number of the signal that killed it; -1 when an index is outside its table, a
  * text is null or an argument text is refused: the script is then not run.
  *
  * Severities: 0 emergencies, 1 alerts, 2 critical, 3 errors, 4 warnings, 5 notifications, 6 information, 7 debugging.
  * The command line holds at most 127 characters; what is longer is cut.
+ * @{
  */
 
 /**
  * Adds a remote destination.
  *
  * @param n        number for the script, passed through
+ * @param severity 0 to 7
  * @param hostName of the destination; reaches the script as one argument, whatever it holds
  * @param facility 0 to 7, for local0 to local7
  */
@@ -123,12 +133,13 @@ BRANTIX_EXPORT int32_t SCI_EnableConsoleSyslogging(int32_t severity);
 /** Keeps syslog messages from the console. */
 BRANTIX_EXPORT int32_t SCI_DisableConsoleSyslogging(void);
 
-/** Sets the level of the platform's own messages. */
+/** Sets the level of the platform's own messages. @param severity 0 to 7 */
 BRANTIX_EXPORT int32_t SCI_SetPlatformSyslogging(int32_t severity);
 
 /**
  * Sets the level of the platform's log files.
  *
+ * @param severity 0 to 7
  * @param argument text for the script, passed on unchanged: it may hold several arguments. Refused when it holds one
  *                 of ; | & < > ( ) $ ` or a line end, with which a command or an expansion could start.
  */
@@ -136,6 +147,7 @@ BRANTIX_EXPORT int32_t SCI_EnableFileSyslogging(int32_t severity, const char* ar
 
 /** Switches the platform's log files off. */
 BRANTIX_EXPORT int32_t SCI_DisableFileSyslogging(void);
+/** @} */
 
 /**
  * Turns a wait status, as `system` returns it, into the result of a syslog operation.
@@ -146,9 +158,10 @@ BRANTIX_EXPORT int32_t SCI_DisableFileSyslogging(void);
 BRANTIX_EXPORT int32_t statusHelper(int32_t status);
 
 /**
- * Hands one message to the platform syslog library, tagged "VTRC". The arguments' meaning is that library's.
+ * Hands one message to the platform syslog library, tagged "VTRC".
  *
- * @param a3,a4 not passed on
+ * @param a1,a2,a5,a6 the message, as that library takes it
+ * @param a3,a4       not passed on
  * @return 0
  */
 BRANTIX_EXPORT int32_t SCI_SendSyslogMessage(long a1, long a2, long a3, long a4, long a5, long a6);
@@ -164,8 +177,10 @@ class MsgRequestClientChannel;
  * Sends a message as one request on a channel of the platform message layer and waits for the reply. Logs the entries
  * at info and prints them, then the reply, to standard output. Exported under its plain name, for C++ hosts.
  *
+ * @param channel the channel, with its end point set
  * @param msgType type of the request
- * @param array   the message, `size` bytes; entries are read no further than that
+ * @param array   the message; entries are read no further than `size` tells
+ * @param size    bytes of the message
  * @return 0, whatever the reply holds, also when the message layer throws (its reason is printed); -1, with a line at
  *         critical: a pointer is null or the size negative, and nothing is sent
  */

@@ -5,7 +5,8 @@
 
 #include "brantix/export.h"
 
-/*
+/**
+ * @file
  * The CLI sessions that are open on the appliance: every process named "vsh" or "wytsh", with the terminal that
  * controls it and, where utmp has a login record for that terminal, who came from where.
  *
@@ -37,26 +38,30 @@ typedef struct _SCI_cli_session_iterator_s _SCI_cli_session_iterator_s;
  */
 BRANTIX_EXPORT _SCI_cli_session_iterator_s* SCI_cli_get_sessions(void);
 
-/*
- * The other calls refuse a handle that is not the one handed out last, and not freed since: they print "%s: Internal
+/**
+ * @name Walking a snapshot
+ * These calls refuse a handle that is not the one handed out last, and not freed since: they print "%s: Internal
  * error: Invalid null iterator pointer for id: 0" or "%s: Internal error: Invalid iterator pointer for id: 0" and do
  * nothing. A refused handle is compared, never followed. It is an address, which a later snapshot may have again:
  * forget a handle that was freed.
+ * @{
  */
 
-/** @return 1 when another session follows, else 0 */
+/** Looks ahead. @return 1 when another session follows, else 0 */
 BRANTIX_EXPORT int32_t SCI_cli_has_next_session(_SCI_cli_session_iterator_s* iterator);
 
 /**
  * Hands out the next session, terminals by ascending device number, processes of a terminal by ascending id.
  *
- * @param session the caller's record; untouched when the result is 0
+ * @param iterator the handle
+ * @param session  the caller's record; untouched when the result is 0
  * @return 1; 0 when no session is left or `session` is null
  */
 BRANTIX_EXPORT int32_t SCI_cli_get_next_session(_SCI_cli_session_iterator_s* iterator, _SCI_cli_session_s* session);
 
 /** Releases the snapshot. */
 BRANTIX_EXPORT void SCI_cli_free_session_iterator(_SCI_cli_session_iterator_s* iterator);
+/** @} */
 
 BRANTIX_END_C
 

@@ -5,10 +5,17 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <string_view>
 
 #include "tests/common/files.h"
 
 namespace coupler::test {
+
+/// Whether network and process table are the appliance's own, not this machine's.
+inline bool is_machine_of_its_own() {
+  const char* const kind = std::getenv("APPLIANCE_KIND");
+  return kind != nullptr && std::string_view(kind) == "bubblewrap";
+}
 
 /// A test that writes to the appliance's own paths. What it changes of the platform's settings is undone.
 class ApplianceTest : public testing::Test {

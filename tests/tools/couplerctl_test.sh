@@ -110,6 +110,13 @@ if [[ $APPLIANCE_KIND == bubblewrap ]]; then
   kill $!
 fi
 
+# Roles; a name is a name.
+printf 'ldapgroup:x:900:root\n' >>/etc/group
+expect 0 out 'admin read-only' role root
+holds 'r == {"user": "root", "role": "admin read-only"}' role root
+expect 1 err 'has no role here' role 'root; touch pwned'
+[[ ! -e pwned ]] || fail 'a name became a command'
+
 # What is broken is said, and where.
 head -c 4000 fw.bundle >cut.bundle
 expect 1 err 'at 704: the payload has 5008 bytes, but only 3248 are left' container tree cut.bundle

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace coupler::tool {
+
+/// A password, which never stands in the command line: the first line of the file, or, where no file is named, what is
+/// typed at the terminal after "what: ".
+std::string read_password(const std::string& what, const std::string& file);
+
+}  // namespace coupler::tool
