@@ -1,5 +1,7 @@
 #include "notify/channel.h"
 
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -61,13 +63,20 @@ void receive_reply(mesvo::MsgRequestClientChannel* channel) {
   std::printf("%s: msg type: %d, ack code: %d\n", kOperation, reply.getMsgType(), acknowledgement);
 }
 
+// The channel's threads run in libraries that this one brought; no dlclose may unload them any more.
+void stay_loaded() {
+  static const char here = 0;
+  Dl_info self;
+  if (dladdr(&here, &self) != 0) dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
 }  // namespace
 
 // An initialiser that throws is run again by the next call: a channel that exists stays, and gets its end point then.
 mesvo::MsgRequestClientChannel* notification_channel() {
   mesvo::MsgRequestClientChannel* channel = nullptr;
   contain([&channel] {
-    static auto* const created = new mesvo::MsgRequestClientChannel("SNMP-notif-client");
+    static auto* const created = (stay_loaded(), new mesvo::MsgRequestClientChannel("SNMP-notif-client"));
     static const bool connected = (created->setServerEndPoint("tcp://127.0.0.1:5558"), true);
     if (connected) channel = created;
   });
