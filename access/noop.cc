@@ -1,5 +1,7 @@
 #include "brantix/noop.h"
 
+#include <iterator>
+
 #define NOOP_ZERO(operation) \
   long operation(...) { return 0; }
 #define NOOP_NOTHING(operation) \
@@ -11,11 +13,11 @@
 
 namespace {
 
-#define NOOP(operation, result) +1
-constexpr int kOperations = 0
+#define NOOP(operation, result) #operation,
+constexpr const char* kOperations[] = {
 #include "brantix/noop.def"
-    ;
+};
 #undef NOOP
-static_assert(kOperations == 79);
+static_assert(std::size(kOperations) == 79);
 
 }  // namespace

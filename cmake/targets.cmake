@@ -53,7 +53,6 @@ endfunction()
 function(coupler_test_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE coupler_objects coupler_test_support GTest::gmock GTest::gtest_main)
-  target_compile_options(${name} PRIVATE -Wno-sign-conversion)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
 endfunction()
 

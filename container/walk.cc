@@ -8,8 +8,7 @@ namespace {
 // The bytes of an address that `range_get` handed out lie inside the caller's span.
 template <typename T>
 T* at(uint64_t address) {
-  return reinterpret_cast<T*>(
-      static_cast<uintptr_t>(address));  // NOLINT(performance-no-int-to-ptr): ranges hold addresses
+  return reinterpret_cast<T*>(static_cast<uintptr_t>(address));
 }
 
 struct Found {

@@ -25,7 +25,7 @@ std::optional<int32_t> device_number(const char* path) {
 }
 
 void fill_terminal(SessionIterator& snapshot, const utmp& record) {
-  char line[sizeof(record.ut_line) + 1];
+  char line[sizeof(record.ut_line) + 1] = "";
   char path[32];
   Text(line).copy(field(record.ut_line));
   const int32_t device = SessionIterator::ttyToDevNum(line, path, sizeof(path));
@@ -59,11 +59,11 @@ int32_t SessionIterator::ttyToDevNum(const char* line, char* path, unsigned size
 }
 
 int32_t SessionIterator::parseUtmpTbl() {
-  utmp record;
+  utmp record = {};
   utmp* next = nullptr;
   ::setutent();
   while (::getutent_r(&record, &next) == 0) {
-    if (record.ut_type == USER_PROCESS) fill_terminal(*this, record);
+    if (next->ut_type == USER_PROCESS) fill_terminal(*this, *next);
   }
   ::endutent();
   return 0;

@@ -28,11 +28,8 @@ constexpr LineRemoval kRemoval{
 
 /// The second of the words that blanks separate; tabs and the line's end belong to a word.
 std::string_view second_word(std::string_view line) {
-  const size_t first = line.find_first_not_of(' ');
-  const size_t gap = line.find(' ', first);
-  const size_t second = line.find_first_not_of(' ', gap);
-  if (first == line.npos || gap == line.npos || second == line.npos) return {};
-  return line.substr(second, line.find(' ', second) - second);
+  take_word(line, " ");
+  return take_word(line, " ");
 }
 
 }  // namespace

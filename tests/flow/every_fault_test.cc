@@ -52,6 +52,8 @@ struct Operation {
 
 std::string versions() { return bytes(&given.versions, sizeof(given.versions)); }
 
+std::string nothing() { return {}; }
+
 const Operation kOperations[] = {
     {"getFileSize", [] { return (given.size = getFileSize(kBundle)) != 0; }, [] { return std::to_string(given.size); }},
     {"extract_header_info",
@@ -67,7 +69,9 @@ const Operation kOperations[] = {
     {"SCI_extractFirmwareImagePayload with an image inside",
      [] { return SCI_extractFirmwareImagePayload(kNested, &given.versions, kOut) == 0; }, versions,
      true},  // versions of the image inside
-    {"SCI_setFirmwareVersion", [] { return SCI_setFirmwareVersion(kBundle) == 0; }, [] { return std::string(); }},
+    {"SCI_setFirmwareVersion", [] { return SCI_setFirmwareVersion(kBundle) == 0; }, nothing},
+    {"SCI_ConfigureSnmp", [] { return SCI_ConfigureSnmp("public") == 0; }, nothing},
+    {"SCI_DeleteSnmpCommunity", [] { return SCI_DeleteSnmpCommunity("secret") == 0; }, nothing},
 };
 
 void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
@@ -134,6 +138,7 @@ class EveryFaultTest : public testing::TestWithParam<Operation> {
     write_file(kBundle, render(bundle(parts)));
     write_file(kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))})));
     write_file(kImage, render(image(fields)));
+    write_file("/etc/snmp/snmpd.conf", std::string(20000, '#') + "\nrocommunity secret\n");
     write_file(kHeaderFile, image_header(fields).header);
   }
 

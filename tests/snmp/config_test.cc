@@ -194,7 +194,10 @@ TEST_F(ConfigTest, RefusesWhatIsNotThere) {
                                             "critical SCI_GetSnmpCommunity|\nSNMPD_CONF_FILE fopen() Error!!!"));
   std::filesystem::create_directory(kConfig);
   EXPECT_EQ(SCI_ConfigureSnmp("x"), -1);
-  EXPECT_THAT(log.take_lines(), ElementsAre("critical SCI_ConfigureSnmp|\nSNMPD_CONF_FILE fopen() Error!!!"));
+  EXPECT_EQ(SCI_DeleteSnmpCommunity("x"), -1);
+  EXPECT_THAT(log.take_lines(), ElementsAre("critical SCI_ConfigureSnmp|\nSNMPD_CONF_FILE fopen() Error!!!",
+                                            "critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to "
+                                            "/etc/snmp/snmpd.conf.new: Is a directory"));
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST(Builder, LengthsOfMoreThanOneByteAreLittleEndian) {
 }
 
 TEST(Builder, PaddingSaysHowLongItIs) {
-  for (const size_t length : {0, 1, 15, 16}) {
+  for (const size_t length : {0u, 1u, 15u, 16u}) {
     SCOPED_TRACE(length);
     const size_t fill = 16 - length % 16;
     const Object object{.guid = guid_of(orvix_object_firmware), .payload = std::string(length, 'p'), .pkcs7 = true};
