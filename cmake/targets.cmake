@@ -33,7 +33,8 @@ function(coupler_library)
   target_link_options(brantix_coupler PRIVATE -Wl,--no-as-needed -Wl,--enable-new-dtags -Wl,-z,defs -Wl,-z,relro
                                               -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
   set_property(TARGET brantix_coupler APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/hidden.map)
-  target_include_directories(brantix_coupler INTERFACE ${PROJECT_SOURCE_DIR}/include)
+  target_include_directories(brantix_coupler INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                                       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   if(COUPLER_SANITIZE)
     # A sanitized library leaves its run time to the program that loads it.
     target_link_options(brantix_coupler PRIVATE -Wl,-z,undefs)
