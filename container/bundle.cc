@@ -9,6 +9,7 @@
 #include "container/image_header.h"
 #include "container/parts.h"
 #include "frame/log.h"
+#include "support/copy.h"
 #include "support/handle.h"
 #include "support/output.h"
 
@@ -187,8 +188,10 @@ bool BundleWalk::write(const Part& part, const PartText& text, const char* direc
 bool BundleWalk::write_header() const {
   char path[256];
   Text(path).format("%s/hdr", report_.directory);
-  OutputFile file(path);
-  if (file && file.write(report_.header, report_.header_capacity) && file.commit()) return true;
+  if (is_another_file(bundle_, path)) {
+    OutputFile file(path);
+    if (file && file.write(report_.header, report_.header_capacity) && file.commit()) return true;
+  }
   log_unwritable(path);
   return false;
 }

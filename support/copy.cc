@@ -72,19 +72,18 @@ bool copy_bytes(std::FILE* source, uint64_t offset, uint64_t length, OutputFile&
   return true;
 }
 
-bool is_file_at(std::FILE* source, const char* path) {
-  struct stat mine, theirs;
-  return ::fstat(::fileno(source), &mine) == 0 && ::stat(path, &theirs) == 0 && mine.st_dev == theirs.st_dev &&
-         mine.st_ino == theirs.st_ino;
-}
-
 }  // namespace
 
+bool is_another_file(std::FILE* source, const char* path) {
+  struct stat mine, theirs;
+  const bool same = ::fstat(::fileno(source), &mine) == 0 && ::stat(path, &theirs) == 0 &&
+                    mine.st_dev == theirs.st_dev && mine.st_ino == theirs.st_ino;
+  if (same) errno = EEXIST;
+  return !same;
+}
+
 bool copy_to_file(std::FILE* source, uint64_t offset, uint64_t length, const char* path) {
-  if (is_file_at(source, path)) {
-    errno = EEXIST;
-    return false;
-  }
+  if (!is_another_file(source, path)) return false;
   OutputFile file(path);
   return file && copy_bytes(source, offset, length, file) && file.set_size(static_cast<off_t>(length)) && file.commit();
 }

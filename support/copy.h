@@ -5,6 +5,9 @@
 
 namespace coupler {
 
+/// Whether writing to `path` leaves `source` alone. Where it does not, errno tells why.
+bool is_another_file(std::FILE* source, const char* path);
+
 /// Writes `length` bytes of `source` from `offset` on as the file at `path`, which is whole or not there afterwards;
 /// bytes that `source` lacks are zero. Needs memory for a few MiB, whatever the length.
 ///

@@ -1,11 +1,23 @@
 #include "support/output.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 namespace coupler {
+namespace {
+
+// To outgrow the limit raises SIGXFSZ, which ends a process that is not prepared for it.
+bool fits_limit(uint64_t size) {
+  rlimit limit;
+  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || size <= limit.rlim_cur) return true;
+  errno = EFBIG;
+  return false;
+}
+
+}  // namespace
 
 bool write_all(int descriptor, const void* data, size_t size) {
   const char* next = static_cast<const char*>(data);
@@ -30,9 +42,14 @@ OutputFile::~OutputFile() {
   errno = reason;
 }
 
-bool OutputFile::write(const void* data, size_t size) { return write_all(descriptor_.get(), data, size); }
+bool OutputFile::write(const void* data, size_t size) {
+  written_ += size;
+  return fits_limit(written_) && write_all(descriptor_.get(), data, size);
+}
 
-bool OutputFile::set_size(off_t size) { return ::ftruncate(descriptor_.get(), size) == 0; }
+bool OutputFile::set_size(off_t size) {
+  return fits_limit(static_cast<uint64_t>(size)) && ::ftruncate(descriptor_.get(), size) == 0;
+}
 
 bool OutputFile::commit() {
   if (::close(descriptor_.release()) == 0) return true;

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 
 #include "support/handle.h"
 
@@ -25,6 +26,7 @@ class OutputFile {
   /// Whether the file could be created.
   explicit operator bool() const { return static_cast<bool>(descriptor_); }
 
+  /// Appends `size` bytes, or none where the file would outgrow the process's limit.
   bool write(const void* data, size_t size);
 
   /// Sets the file's size; what was not written reads as zero.
@@ -36,6 +38,7 @@ class OutputFile {
  private:
   const char* path_;
   Descriptor descriptor_;
+  uint64_t written_ = 0;
 };
 
 }  // namespace coupler

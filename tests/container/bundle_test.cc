@@ -1,13 +1,13 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "brantix/container.h"
+#include "brantix/firmware.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
 #include "tools/pack/builder.h"
@@ -236,22 +236,47 @@ TEST_F(BundleTest, TargetsThatCannotBeWritten) {
   EXPECT_EQ(unpack({ssd("A", "x")}), -1);
 }
 
-TEST_F(BundleTest, AFullDiskLeavesNoPartOfAPart) {
+TEST_F(BundleTest, ABundleIsNotWrittenOver) {
+  for (const char* name : {"hdr", "fw.img"}) {
+    const std::string place = out_ + "/" + name;
+    const std::string bytes = render(bundle({image_header({.version = "7"}), image_file("fw.img", "data")}));
+    write_file(place, bytes);
+    FirmwareInfo record;
+    EXPECT_EQ(SCI_extractFirmwareImagePayload(place.c_str(), &record, out_.c_str()), -1);
+    EXPECT_EQ(read_file(place), bytes);
+    EXPECT_THAT(log_.take_lines(), testing::Contains(line("ERROR: failed to write file " + place + ", File exists\n")));
+  }
+}
+
+// What the bundle does not hold is a hole, unless the file system refuses a file of that size.
+TEST_F(BundleTest, TheLargestSizeOfAll) {
+  const uint64_t size = (uint64_t{1} << 44) - 16;
+  std::string bytes = render(bundle({object(orvix_object_firmware, "1;" + std::to_string(size), "data")}));
+  for (size_t i = 80 + 19; i < 80 + 24; ++i) bytes[i] = '\xff';
+  const int32_t result = read(bytes, out_.c_str());
+  EXPECT_EQ(names_in(out_), result == 0 ? "rommon-1" : "");
+  EXPECT_TRUE(result == -1 || std::filesystem::file_size(out_ + "/rommon-1") == size);
+}
+
+// A file that outgrows the process's limit would end the process with SIGXFSZ, were it written.
+TEST_F(BundleTest, WhatDoesNotFitLeavesNoPartOfAPart) {
+  const std::string whole = render(bundle({fpga("2", "fits"), rommon("1", std::string(9000, 'x'))}));
   rlimit old;
   getrlimit(RLIMIT_FSIZE, &old);
-  std::signal(SIGXFSZ, SIG_IGN);
-  write_file(path_, render(bundle({fpga("2", "fits"), rommon("1", std::string(9000, 'x'))})));
-  const rlimit small{8192, old.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
-  char version[8];
-  const int32_t result =
-      extract_firmware_info(path_.c_str(), nullptr, 0, nullptr, version, 8, version, 8, version, 8, version, 8, version,
-                            8, version, 8, out_.c_str(), &image_count_, nullptr, 0, 0);
-  setrlimit(RLIMIT_FSIZE, &old);
-  EXPECT_EQ(result, -1);
-  EXPECT_EQ(names_in(out_), "fpga-2");
-  EXPECT_THAT(log_.take_lines(),
-              ElementsAre(line("ERROR: failed to write file " + out_ + "/rommon-1, File too large\n")));
+  for (const size_t held : {whole.size(), size_t{400}}) {
+    write_file(path_, whole.substr(0, held));
+    const rlimit small{8192, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    char version[8];
+    const int32_t result =
+        extract_firmware_info(path_.c_str(), nullptr, 0, nullptr, version, 8, version, 8, version, 8, version, 8,
+                              version, 8, version, 8, out_.c_str(), &image_count_, nullptr, 0, 0);
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(names_in(out_), "fpga-2");
+    EXPECT_THAT(log_.take_lines(),
+                ElementsAre(line("ERROR: failed to write file " + out_ + "/rommon-1, File too large\n")));
+  }
 }
 
 // Wherever a bundle is cut, the walk ends without a crash, and what it wrote has the declared size.
