@@ -12,7 +12,8 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib ${PROJECT_BINARY_DIR}/platform)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib ${PROJECT_BINARY_DIR}/platform
+                                                ${COUPLER_PLATFORM_DIR})
 # What they hold beside the installed files.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian_files.cmake)
 set(CPACK_COUPLER_SOURCE ${PROJECT_SOURCE_DIR})
@@ -30,7 +31,11 @@ function(coupler_package component name section depends description)
 endfunction()
 
 set(exactly "(= ${PROJECT_VERSION})")
-coupler_package(library libbrantix-coupler libs "brantix-platform-stand-ins | brantix-platform"
+set(platform "brantix-platform")
+if(NOT COUPLER_PLATFORM_DIR)
+  string(PREPEND platform "brantix-platform-stand-ins | ")
+endif()
+coupler_package(library libbrantix-coupler libs "${platform}"
 "library between an appliance's management application and its platform
 The management application loads it into its own process and asks through
 a flat C interface: image headers, firmware bundles and upgrades, running
@@ -40,13 +45,15 @@ coupler_package(development libbrantix-coupler-dev libdevel "libbrantix-coupler 
 "headers to compile against the appliance's coupler library
 The public headers for C11 and C++17, a pkg-config file and a CMake package,
 for authors of a management application.")
-coupler_package(platform-stand-ins brantix-platform-stand-ins libs ""
+if(NOT COUPLER_PLATFORM_DIR)
+  coupler_package(platform-stand-ins brantix-platform-stand-ins libs ""
 "stand-ins for the appliance's own platform libraries
 They let the coupler library load and answer on an ordinary machine. An
 appliance has the platform's own libraries instead of this package: as long
 as it is installed, the coupler library finds the stand-ins first.")
-set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_PROVIDES brantix-platform)
-set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_CONFLICTS brantix-platform)
+  set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_PROVIDES brantix-platform)
+  set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_CONFLICTS brantix-platform)
+endif()
 if(TARGET couplerctl)
   coupler_package(tool couplerctl utils "libbrantix-coupler ${exactly}"
 "works with an appliance's images, firmware bundles and settings

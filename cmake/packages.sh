@@ -36,3 +36,8 @@ need_for_tests() {
   need_for_services
   need doxygen
 }
+
+# To make the Debian packages, and to check them and the types of the interface.
+need_for_packages() {
+  need abigail-tools dpkg-dev file lintian man-db zsh
+}

@@ -77,7 +77,7 @@ uint64_t bytes_in(const fs::path& directory) {
 std::string ssd_advice(const FirmwareInfo& info) {
   std::error_code missing;
   if (*info.ssdVersion == '\0' || fs::is_directory(kSsdDirectory, missing)) return "";
-  return std::string("; its SSD firmware needs the directory ") + kSsdDirectory;
+  return std::string("; its SSD firmware needs the directory ").append(kSsdDirectory);
 }
 
 bool extract(const std::string& path, const std::string& directory, FirmwareInfo& info) {
