@@ -138,7 +138,7 @@ class EveryFaultTest : public testing::TestWithParam<Operation> {
     write_file(kBundle, render(bundle(parts)));
     write_file(kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))})));
     write_file(kImage, render(image(fields)));
-    write_file("/etc/snmp/snmpd.conf", std::string(20000, '#') + "\nrocommunity secret\n");
+    write_file("/etc/snmp/snmpd.conf", std::string(20000, '#').append("\nrocommunity secret\n"));
     write_file(kHeaderFile, image_header(fields).header);
   }
 
