@@ -17,8 +17,7 @@
  *  7. Nothing is locked, unless a comment says so: a host calls the operations that configure or write one at a time.
  *  8. Paths and command lines of the platform are fixed.
  *  9. The host's threads, signal handlers, locale, environment and working directory stay as they are. `dlclose`
- * unloads the library, without releasing what operations remember, unless a notification was sent: its channel has
- * threads.
+ *     unloads the library and releases nothing else. Once a notification was sent it stays: its channel has threads.
  */
 
 #include "brantix/access.h"
