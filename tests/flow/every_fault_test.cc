@@ -92,7 +92,7 @@ using Files = std::map<std::string, std::string>;
 
 Files files() {
   Files all;
-  for (const char* place : {"/etc/snmp", "/mnt", "/tmp", "/var"}) {
+  for (const char* place : {"/etc/snmp", "/mnt/boot", "/tmp/flow", "/var/lib"}) {
     for (const auto& entry : fs::recursive_directory_iterator(place)) {
       if (entry.is_regular_file() && !entry.is_symlink()) all[entry.path()] = read_file(entry.path());
     }
