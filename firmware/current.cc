@@ -2,8 +2,8 @@
 #include <cstdlib>
 
 #include "brantix/firmware.h"
-#include "container/fitted_ssd.h"
 #include "firmware/boards.h"
+#include "firmware/fitted_ssd.h"
 #include "firmware/package_version.h"
 #include "frame/log.h"
 #include "platform/board/board.h"
@@ -29,7 +29,7 @@ void copy_answer(const char* version, Text field) { field.copy(version == nullpt
 void ask_ssd(FirmwareInfo& report) {
   if (std::system(kFindSsd) != 0) return;
   [[maybe_unused]] const int status = std::system(kAskSsd);  // what the drive did not answer is missing in the file
-  const File file = open_for_reading(container::kSsdReport);
+  const File file = open_for_reading(firmware::kSsdReport);
   LineReader lines(file.get());
   for (const Text field : {Text(report.ssdVersion), Text(report.ssdModel)}) field.copy(lines.next().value_or(""));
 }

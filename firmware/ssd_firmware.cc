@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "brantix/container.h"
 #include "brantix/firmware.h"
 #include "frame/log.h"
 #include "support/copy.h"

@@ -1,5 +1,5 @@
-#include "brantix/container.h"
 #include "brantix/firmware.h"
+#include "brantix/image.h"
 #include "frame/log.h"
 #include "platform/firmware/melskfw.h"
 #include "support/text.h"

@@ -2,6 +2,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include "brantix/export.h"
 
@@ -25,6 +26,73 @@ typedef struct FirmwareInfo {
   char imageList[8][64];   /**< names of the bundle's image files, in file order */
   int32_t ssdMatched;      /**< 1: the SSD firmware file lists the fitted SSD's model */
 } FirmwareInfo;
+
+/**
+ * Walks the firmware bundle at `path`, at most 20 parts: reports the version of every firmware part, lists and counts
+ * the image files, writes each part as a file, and looks into the image file that the bundle's header names. What
+ * follows the 20th part is not looked at.
+ *
+ * All buffers are the caller's; a text is cut to its capacity and terminated; what the bundle does not hold stays as
+ * it was. Every line is logged at info.
+ *
+ * Files: rommon-VERSION, fpga-VERSION, PowerSequencer-VERSION, LanSpi-VERSION, NAME of an image or text file, and hdr,
+ * which holds all of the header buffer; ssd-VERSION, always in /mnt/boot/ssd_firmwares. A path is cut to 255
+ * characters. A file is whole: its size is the declared one, bytes that the bundle lacks are zero, and one that cannot
+ * be written to its end is removed.
+ *
+ * @param path        the bundle
+ * @param hdr         receives the image header; null: the header is skipped
+ * @param hdrCapacity bytes of `hdr`
+ * @param hdrLen      receives the header's number of bytes; not used without `hdr`
+ * @param packageVersion,rommonVersion,fpgaVersion,pseqVersion,lanSpiVersion,ssdVersion receive the versions
+ * @param packageVersionCapacity,rommonCapacity,fpgaCapacity,pseqCapacity,lanSpiCapacity,ssdCapacity bytes of each
+ * @param outDir      existing directory for the part files, or null: none is written but SSD firmware
+ * @param imageCount  is counted up by one for each image or text file other than "verify_firmware.py" and
+ *                    "firmware_incomp.json"
+ * @param imageList   receives the names of the first image and text files, 64 bytes apart; may be null. An image file
+ *                    is looked into only when its name is listed.
+ * @param numVers     entries of `imageList`
+ * @param entrySize   bytes to which each name is cut, its terminator included
+ * @return 0; -1: not accessible, not a firmware bundle, a part of a foreign type, a malformed part, or a part file that
+ *         could not be written. What was reported and written before stays.
+ */
+BRANTIX_EXPORT int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, size_t* hdrLen,
+                                             char* packageVersion, size_t packageVersionCapacity, char* rommonVersion,
+                                             size_t rommonCapacity, char* fpgaVersion, size_t fpgaCapacity,
+                                             char* pseqVersion, size_t pseqCapacity, char* lanSpiVersion,
+                                             size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity,
+                                             const char* outDir, int* imageCount, char* imageList, int numVers,
+                                             int entrySize);
+
+/**
+ * The walk of `extract_firmware_info` on an open bundle.
+ *
+ * @param fp   the bundle, open for reading; the caller closes it
+ * @param end  size of the bundle in bytes: no part is looked for at or behind it
+ * @param base where the container starts in the file, in bytes
+ * @param hdr,hdrCapacity,hdrLen as there, and so are all that follow
+ * @param packageVersion,rommonVersion,fpgaVersion,pseqVersion,lanSpiVersion,ssdVersion as there
+ * @param packageVersionCapacity,rommonCapacity,fpgaCapacity,pseqCapacity,lanSpiCapacity,ssdCapacity as there
+ * @param outDir,imageCount,imageList,numVers,entrySize as there
+ * @return as there
+ */
+BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, void* hdr, size_t hdrCapacity,
+                                       size_t* hdrLen, char* packageVersion, size_t packageVersionCapacity,
+                                       char* rommonVersion, size_t rommonCapacity, char* fpgaVersion,
+                                       size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity, char* lanSpiVersion,
+                                       size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity, const char* outDir,
+                                       int* imageCount, char* imageList, int numVers, int entrySize);
+
+/** Model number of the fitted SSD, or the last word of it; empty until it is known. Process-wide, not locked. */
+BRANTIX_EXPORT extern char equipped_ssd_model_num[24];
+
+/**
+ * Refreshes `equipped_ssd_model_num` from the second line of /tmp/ssd_fwInfo, which
+ * `SCI_readCurrentFirmwareVersions` leaves behind: the last of its words, which "_" and blanks separate, cut to 23
+ * characters. The line's last character counts as its line end. Without that line, or a word in it, the text stays as
+ * it was.
+ */
+BRANTIX_EXPORT void get_equipped_ssd_modelNumber(void);
 
 /**
  * Reads the versions of the firmware bundle at `path`: all versions but `ssdModel`, `imageCount` and `imageList`. The

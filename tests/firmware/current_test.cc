@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "brantix/firmware.h"
-#include "container/fitted_ssd.h"
+#include "firmware/fitted_ssd.h"
 #include "support/text.h"
 #include "tests/common/appliance.h"
 #include "tests/common/log_capture.h"
@@ -66,7 +66,7 @@ TEST_F(CurrentTest, DriveIsAskedAfreshAndItsAnswerStays) {
   set("ssd_revision", "B");
   ask();
   EXPECT_STREQ(report_.ssdVersion, "B\n");
-  EXPECT_EQ(test::read_file(container::kSsdReport), "B\nXMMZ7LH240\n");
+  EXPECT_EQ(test::read_file(firmware::kSsdReport), "B\nXMMZ7LH240\n");
 }
 
 TEST_F(CurrentTest, ShortFpgaVersionLeavesTheRest) {

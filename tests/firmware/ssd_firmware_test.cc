@@ -4,7 +4,7 @@
 
 #include "brantix/container.h"
 #include "brantix/firmware.h"
-#include "container/fitted_ssd.h"
+#include "firmware/fitted_ssd.h"
 #include "support/text.h"
 #include "tests/common/appliance.h"
 #include "tests/common/log_capture.h"
@@ -38,7 +38,7 @@ class SsdFirmwareTest : public test::ApplianceTest {
     fit("HBLS");
   }
 
-  static void fit(const std::string& model) { test::write_file(container::kSsdReport, "HXT7404Q\n" + model + "\n"); }
+  static void fit(const std::string& model) { test::write_file(firmware::kSsdReport, "HXT7404Q\n" + model + "\n"); }
 
   int32_t extract(const std::string& content) {
     std::filesystem::remove_all(kEquipped);
@@ -125,7 +125,7 @@ TEST_F(SsdFirmwareTest, VersionCannotLeaveTheDirectory) {
 }
 
 TEST_F(SsdFirmwareTest, UnknownDriveFitsEveryFile) {
-  std::filesystem::remove(container::kSsdReport);
+  std::filesystem::remove(firmware::kSsdReport);
   equipped_ssd_model_num[0] = '\0';
   EXPECT_EQ(extract(file_for({"OTHER"})), 0);
   EXPECT_EQ(report_.ssdMatched, 1);

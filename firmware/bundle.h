@@ -6,7 +6,7 @@
 
 #include "support/text.h"
 
-namespace coupler::container {
+namespace coupler::firmware {
 
 /// Where a walk reports to; all of it is the caller's.
 struct BundleReport {
@@ -25,4 +25,4 @@ struct BundleReport {
 /// Walks the bundle whose container starts at `base` and ends before `end`. @return whether it could be read to its end
 bool walk_bundle(std::FILE* bundle, uint64_t end, uint64_t base, const BundleReport& report);
 
-}  // namespace coupler::container
+}  // namespace coupler::firmware

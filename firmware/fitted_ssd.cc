@@ -1,6 +1,6 @@
-#include "container/fitted_ssd.h"
+#include "firmware/fitted_ssd.h"
 
-#include "brantix/container.h"
+#include "brantix/firmware.h"
 #include "support/handle.h"
 #include "support/lines.h"
 #include "support/text.h"
@@ -9,7 +9,7 @@ char equipped_ssd_model_num[24] = "";
 
 void get_equipped_ssd_modelNumber(void) {
   using namespace coupler;
-  const File report = open_for_reading(container::kSsdReport);
+  const File report = open_for_reading(firmware::kSsdReport);
   LineReader lines(report.get());
   if (!lines.next()) return;
   const auto line = lines.next();

@@ -1,4 +1,4 @@
-#include "container/parts.h"
+#include "firmware/parts.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,7 +11,7 @@
 #include "support/copy.h"
 #include "support/number.h"
 
-namespace coupler::container {
+namespace coupler::firmware {
 namespace {
 
 constexpr FirmwareKind kFirmwareKinds[] = {
@@ -47,7 +47,8 @@ PartText::PartText(std::unique_ptr<char[]> text)
 std::optional<PartText> PartText::read(const Part& part) {
   auto text = room_for(part.head.header_length);
   if (text == nullptr) return std::nullopt;
-  if (!read_all_there_is(part.bundle, part.header_at(), text.get(), part.head.header_length)) return std::nullopt;
+  if (!container::read_all_there_is(part.bundle, part.header_at(), text.get(), part.head.header_length))
+    return std::nullopt;
   return PartText(std::move(text));
 }
 
@@ -78,4 +79,4 @@ void log_unwritable(const char* path) {
   LOG_LINE(info, kWalk, "ERROR: failed to write file %s, %s\n", path, std::strerror(errno));
 }
 
-}  // namespace coupler::container
+}  // namespace coupler::firmware

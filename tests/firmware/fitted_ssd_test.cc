@@ -1,10 +1,10 @@
-#include "container/fitted_ssd.h"
+#include "firmware/fitted_ssd.h"
 
 #include "brantix/container.h"
 #include "support/text.h"
 #include "tests/common/appliance.h"
 
-namespace coupler::container {
+namespace coupler::firmware {
 namespace {
 
 using FittedSsdTest = test::ApplianceTest;
@@ -40,4 +40,4 @@ TEST_F(FittedSsdTest, IsTheLastWordOfTheSecondLine) {
 }
 
 }  // namespace
-}  // namespace coupler::container
+}  // namespace coupler::firmware

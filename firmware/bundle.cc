@@ -1,4 +1,4 @@
-#include "container/bundle.h"
+#include "firmware/bundle.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,13 +7,13 @@
 
 #include "container/file.h"
 #include "container/image_header.h"
-#include "container/parts.h"
+#include "firmware/parts.h"
 #include "frame/log.h"
 #include "support/copy.h"
 #include "support/handle.h"
 #include "support/output.h"
 
-namespace coupler::container {
+namespace coupler::firmware {
 namespace {
 
 constexpr int kMostParts = 20;
@@ -63,7 +63,7 @@ bool BundleWalk::run(uint64_t base) {
   auto position = first_part(base);
   if (!position) return false;
   for (; *position < end_ && parts_ < kMostParts; ++parts_) {
-    const auto head = read_head(bundle_, *position);
+    const auto head = container::read_head(bundle_, *position);
     if (!head) return false;
     const Part part{bundle_, *position, *head};
     if (!take(part)) return false;
@@ -73,7 +73,7 @@ bool BundleWalk::run(uint64_t base) {
 }
 
 std::optional<uint64_t> BundleWalk::first_part(uint64_t base) const {
-  const auto signature = read_head(bundle_, base + kFileGuidSize);
+  const auto signature = container::read_head(bundle_, base + container::kFileGuidSize);
   if (!signature) return std::nullopt;
   if (signature->type != orvix_object_zeltasignature) {
     LOG_LINE(info, kWalk, "ERROR: not orvix_object_zeltasignature object type %d\n", signature->type);
@@ -81,8 +81,8 @@ std::optional<uint64_t> BundleWalk::first_part(uint64_t base) const {
   }
   VERBOSE_LINE(kWalk, "%s: headerLen0 %zu payloadLen0 %zu\n", kWalk, static_cast<size_t>(signature->header_length),
                static_cast<size_t>(signature->payload_length));
-  const uint64_t controller_at = base + kFileGuidSize + kHeadSize + signature->header_length;
-  const auto controller = read_head(bundle_, controller_at);
+  const uint64_t controller_at = base + container::kFileGuidSize + container::kHeadSize + signature->header_length;
+  const auto controller = container::read_head(bundle_, controller_at);
   if (!controller) return std::nullopt;
   if (controller->type != orvix_object_controllertype) {
     LOG_LINE(info, kWalk, "ERROR: expect controller type but got %d\n", controller->type);
@@ -90,7 +90,7 @@ std::optional<uint64_t> BundleWalk::first_part(uint64_t base) const {
   }
   VERBOSE_LINE(kWalk, "%s: headerLen1 %zu payloadLen1 %zu\n", kWalk, static_cast<size_t>(controller->header_length),
                static_cast<size_t>(controller->payload_length));
-  return controller_at + kHeadSize + controller->header_length;
+  return controller_at + container::kHeadSize + controller->header_length;
 }
 
 bool BundleWalk::take(const Part& part) {
@@ -120,8 +120,8 @@ bool BundleWalk::take_image_header(const Part& part) {
   VERBOSE_LINE(kWalk, "%s: orvix_object_imageheader numParts %d outHeaderInfo %p\n", kWalk, parts_,
                static_cast<void*>(report_.header));
   if (report_.header == nullptr) return true;
-  *report_.header_length = image_header_size(part.head.header_length, report_.header_capacity);
-  if (!read_all_there_is(bundle_, part.header_at(), report_.header, *report_.header_length)) {
+  *report_.header_length = container::image_header_size(part.head.header_length, report_.header_capacity);
+  if (!container::read_all_there_is(bundle_, part.header_at(), report_.header, *report_.header_length)) {
     LOG_LINE(info, kWalk, "%s: orvix_object_imageheader ERROR failed to get header\n", kWalk);
     return false;
   }
@@ -202,28 +202,28 @@ bool walk_bundle(std::FILE* bundle, uint64_t end, uint64_t base, const BundleRep
   return BundleWalk(bundle, end, report).run(base);
 }
 
-}  // namespace coupler::container
+}  // namespace coupler::firmware
 
 int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, void* hdr, size_t hdrCapacity, size_t* hdrLen,
                         char* packageVersion, size_t packageVersionCapacity, char* rommonVersion, size_t rommonCapacity,
                         char* fpgaVersion, size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity,
                         char* lanSpiVersion, size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity,
                         const char* outDir, int* imageCount, char* imageList, int numVers, int entrySize) {
-  const coupler::container::BundleReport report{static_cast<char*>(hdr),
-                                                hdrCapacity,
-                                                hdrLen,
-                                                {packageVersion, packageVersionCapacity},
-                                                {{rommonVersion, rommonCapacity},
-                                                 {fpgaVersion, fpgaCapacity},
-                                                 {pseqVersion, pseqCapacity},
-                                                 {lanSpiVersion, lanSpiCapacity},
-                                                 {ssdVersion, ssdCapacity}},
-                                                outDir,
-                                                imageCount,
-                                                imageList,
-                                                numVers,
-                                                entrySize};
-  return coupler::container::walk_bundle(fp, end, base, report) ? 0 : -1;
+  const coupler::firmware::BundleReport report{static_cast<char*>(hdr),
+                                               hdrCapacity,
+                                               hdrLen,
+                                               {packageVersion, packageVersionCapacity},
+                                               {{rommonVersion, rommonCapacity},
+                                                {fpgaVersion, fpgaCapacity},
+                                                {pseqVersion, pseqCapacity},
+                                                {lanSpiVersion, lanSpiCapacity},
+                                                {ssdVersion, ssdCapacity}},
+                                               outDir,
+                                               imageCount,
+                                               imageList,
+                                               numVers,
+                                               entrySize};
+  return coupler::firmware::walk_bundle(fp, end, base, report) ? 0 : -1;
 }
 
 int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, size_t* hdrLen, char* packageVersion,

@@ -1,9 +1,9 @@
 #pragma once
 
-namespace coupler::container {
+namespace coupler::firmware {
 
 /// Where the report of the current firmware leaves what the fitted SSD says of itself: its firmware revision and its
 /// model number, a line each.
 constexpr const char* kSsdReport = "/tmp/ssd_fwInfo";
 
-}  // namespace coupler::container
+}  // namespace coupler::firmware

@@ -10,7 +10,7 @@
 #include "support/file_name.h"
 
 /// The parts of a firmware bundle.
-namespace coupler::container {
+namespace coupler::firmware {
 
 constexpr const char* kWalk = "extract_fw_info";  // the operation under which the walk logs
 
@@ -18,9 +18,9 @@ constexpr const char* kWalk = "extract_fw_info";  // the operation under which t
 struct Part {
   std::FILE* bundle;
   uint64_t position;  // of the part's head
-  ObjectHead head;
+  container::ObjectHead head;
 
-  uint64_t header_at() const { return position + kHeadSize; }
+  uint64_t header_at() const { return position + container::kHeadSize; }
   uint64_t payload_at() const { return header_at() + head.header_length; }
   uint64_t end() const { return payload_at() + head.payload_length; }
 };
@@ -63,4 +63,4 @@ Written write_part(const Part& part, const PartText& text, const char* directory
 /// Logs why the file at `path` could not be written, from errno.
 void log_unwritable(const char* path);
 
-}  // namespace coupler::container
+}  // namespace coupler::firmware
