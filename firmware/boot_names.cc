@@ -67,10 +67,10 @@ constexpr Marker kMarkers[] = {
 /// @return why the marker says nothing; null when it was taken
 const Failure* read(const Marker& marker, BootloaderSysNames& names) {
   if (!exists(marker.path)) return &kMissing;
-  const File file = open_for_reading(marker.path);
+  const Descriptor file = open_at_once(marker.path, O_RDONLY);
   if (!file) return &kUnopenable;
-  LineReader lines(file.get());
-  const auto line = lines.next();
+  LinesOf<4096> lines(file.get());
+  const auto line = lines.next_line();
   if (!line) return &kWithoutLine;
   marker.take(*line, names);
   return nullptr;

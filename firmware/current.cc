@@ -29,9 +29,9 @@ void copy_answer(const char* version, Text field) { field.copy(version == nullpt
 void ask_ssd(FirmwareInfo& report) {
   if (std::system(kFindSsd) != 0) return;
   [[maybe_unused]] const int status = std::system(kAskSsd);  // what the drive did not answer is missing in the file
-  const File file = open_for_reading(firmware::kSsdReport);
-  LineReader lines(file.get());
-  for (const Text field : {Text(report.ssdVersion), Text(report.ssdModel)}) field.copy(lines.next().value_or(""));
+  const Descriptor file = open_at_once(firmware::kSsdReport, O_RDONLY);
+  LinesOf<4096> lines(file.get());
+  for (const Text field : {Text(report.ssdVersion), Text(report.ssdModel)}) field.copy(lines.next_line().value_or(""));
 }
 
 void report_ssd(int board, FirmwareInfo& report) {

@@ -45,12 +45,12 @@ constexpr VersionFile kSystem{"/etc/version.txt", false, behind_first_word, gmSy
 
 // A file that tells nothing leaves the last answer.
 const char* refresh(const VersionFile& source) {
-  const File file = open_for_reading(source.path);
-  LineReader lines(file.get());
+  const Descriptor file = open_at_once(source.path, O_RDONLY);
+  LinesOf<4096> lines(file.get());
   std::optional<std::string_view> line;
   std::optional<std::string_view> version;
   do {
-    line = lines.next();
+    line = lines.next_line();
     if (line) version = source.version_in(*line);
   } while (line && !version && source.any_line);
   if (version) Text(source.version).copy(up_to(*version, "\n"));

@@ -27,10 +27,7 @@ bool append_all(Descriptor config, std::initializer_list<std::string_view> piece
 
 }  // namespace
 
-// Non-blocking, so that a pipe at the path is an error instead of a wait.
-Descriptor open_config_for_appending() {
-  return Descriptor(::open(kConfig, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666));
-}
+Descriptor open_config_for_appending() { return open_at_once(kConfig, O_WRONLY | O_APPEND | O_CREAT); }
 
 bool append_to_config(const char* operation, Descriptor config, std::initializer_list<std::string_view> pieces) {
   const bool whole = append_all(std::move(config), pieces);

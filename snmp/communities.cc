@@ -51,16 +51,16 @@ int32_t SCI_ConfigureSnmp(const char* community) {
 }
 
 int32_t SCI_GetSnmpCommunity(SCI_snmp_community_s* communities, unsigned int* count) {
-  const File config = open_for_reading(kConfig);
+  const Descriptor config = open_at_once(kConfig, O_RDONLY);
   if (!config) {
     LOG_LINE(critical, kList, "\nSNMPD_CONF_FILE fopen() Error!!!");
     return -1;
   }
   unsigned int found = 0;
-  PieceReader lines(config.get());
-  for (std::string_view line = lines.next(); !line.empty(); line = lines.next()) {
-    if (line.find("rocommunity") == line.npos) continue;
-    if (communities != nullptr) Text(communities[found].community).copy(second_word(line));
+  LinesOf<511> lines(config.get());
+  while (const auto line = lines.next_piece()) {
+    if (line->find("rocommunity") == line->npos) continue;
+    if (communities != nullptr) Text(communities[found].community).copy(second_word(*line));
     ++found;
     if (count != nullptr) *count = found;
   }

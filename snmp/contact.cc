@@ -25,7 +25,7 @@ constexpr LineRemoval kRemoval{
 struct SystemText {
   const char* operation;
   const char* keyword;
-  LogLine not_set;
+  LogMessage<> not_set;
 };
 
 constexpr SystemText kContact{"SCI_SetSnmpSysContact", "sysContact", {critical, "\nSysContact set failed"}};

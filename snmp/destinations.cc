@@ -30,7 +30,7 @@ constexpr const char* kDelete = "SCI_DeleteSnmpHostV3";
 bool is_trap_line(std::string_view line, std::string_view host) {
   struct Kind {
     std::string_view word;
-    LogLine found;
+    LogMessage<const char*> found;
   };
   static constexpr Kind kKinds[] = {
       {"trapsess", {debug, "\nv3 trapsess match found: %s\n"}},
@@ -41,7 +41,9 @@ bool is_trap_line(std::string_view line, std::string_view host) {
   if (line.find(host) == line.npos) return false;
   for (const Kind& kind : kKinds) {
     if (line.find(kind.word) == line.npos) continue;
-    kind.found.write(kDelete, line.data());
+    char text[512];
+    Text(text).copy(line);
+    kind.found.write(kDelete, text);
     return true;
   }
   return false;
@@ -99,11 +101,6 @@ void write_host_count(unsigned count) {
   char digits[16];
   const char* const end = std::to_chars(digits, digits + sizeof(digits), count).ptr;
   if (file && file.write(digits, static_cast<size_t>(end - digits))) file.commit();
-}
-
-SCI_snmp_host_s terminated(SCI_snmp_host_s host) {
-  for (const Text field : {Text(host.server_addr), Text(host.community)}) field.terminate();
-  return host;
 }
 
 const snmpv3_user_entry* find_user_of(const SCI_snmp_host_s& host) {
@@ -192,7 +189,9 @@ int32_t add_destination(const SCI_snmp_host_s& host) {
 using namespace coupler::snmp;
 
 int32_t SCI_SetSnmpHostV3(const SCI_snmp_host_s* host) {
-  return is_given(kSet, "Host", host) ? add_destination(terminated(*host)) : 1;
+  return is_given(kSet, "Host", host)
+             ? add_destination(coupler::terminated(*host, &SCI_snmp_host_s::server_addr, &SCI_snmp_host_s::community))
+             : 1;
 }
 
 int32_t SCI_DeleteSnmpHostV3(const char* host) {

@@ -35,18 +35,18 @@ class Gathered {
 };
 
 /// @return the number of lines left out, or nothing when not all could be read and written
-std::optional<unsigned> copy_unselected(const LineRemoval& removal, const char* key, std::FILE* old, OutputFile& file) {
+std::optional<unsigned> copy_unselected(const LineRemoval& removal, const char* key, int old, OutputFile& file) {
   unsigned dropped = 0;
   Gathered kept(file);
-  PieceReader lines(old);
-  for (std::string_view line = lines.next(); !line.empty(); line = lines.next()) {
-    if (removal.selects(line, key)) {
+  LinesOf<511> lines(old);
+  while (const auto line = lines.next_piece()) {
+    if (removal.selects(*line, key)) {
       ++dropped;
-    } else if (!kept.add(line)) {
+    } else if (!kept.add(*line)) {
       return std::nullopt;
     }
   }
-  const bool complete = std::ferror(old) == 0 && kept.flush() && file.commit();
+  const bool complete = !lines.failed() && kept.flush() && file.commit();
   return complete ? std::optional(dropped) : std::nullopt;
 }
 
@@ -61,23 +61,23 @@ bool replace_config(const LineRemoval& removal, const char* key) {
 
 void discard_new_config(const LineRemoval& removal, const char* key) {
   removal.nothing_selected.write(removal.operation, key);
-  const LogLine& outcome = std::remove(kNewConfig) == 0 ? removal.new_removed : removal.new_not_removed;
+  const LineRemoval::Message& outcome = std::remove(kNewConfig) == 0 ? removal.new_removed : removal.new_not_removed;
   outcome.write(removal.operation, key);
 }
 
 // The file may hold communities and passwords: no one may read the new one who may not read the old one.
-mode_t permissions(const File& file) {
+mode_t permissions(int file) {
   struct stat status;
-  return ::fstat(::fileno(file.get()), &status) == 0 ? status.st_mode & 0777 : 0600;
+  return ::fstat(file, &status) == 0 ? status.st_mode & 0777 : 0600;
 }
 
 }  // namespace
 
 RemovalResult remove_lines(const LineRemoval& removal, const char* key) {
   const RemovalResult failed{removal.failure, 0};
-  const File old = open_for_reading(kConfig);
+  const Descriptor old = open_at_once(kConfig, O_RDONLY);
   if (!old) return removal.not_opened.write(removal.operation, key), failed;
-  OutputFile file(kNewConfig, permissions(old));
+  OutputFile file(kNewConfig, permissions(old.get()));
   if (!file) return removal.new_not_opened.write(removal.operation, key), failed;
   const std::optional<unsigned> dropped = copy_unselected(removal, key, old.get(), file);
   if (!dropped) {

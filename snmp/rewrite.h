@@ -3,26 +3,28 @@
 #include <cstdint>
 #include <string_view>
 
-#include "frame/line.h"
+#include "frame/message.h"
 
 namespace coupler::snmp {
 
 /// An operation that takes lines out of the agent's configuration file: which ones, and what it says at each step. A
 /// line that takes a text is given the key.
 struct LineRemoval {
+  using Message = LogMessage<const char*>;
+
   const char* operation;
   int32_t failure;
   /// Whether the line (or the piece of at most 511 characters of a longer one) goes. A NUL stands behind it.
   bool (*selects)(std::string_view line, std::string_view key);
-  LogLine not_opened;
-  LogLine new_not_opened;
-  LogLine removed = {};
-  LogLine not_removed;
-  LogLine renamed = {};
-  LogLine not_renamed;
-  LogLine nothing_selected = {};
-  LogLine new_removed = {};
-  LogLine new_not_removed;
+  Message not_opened;
+  Message new_not_opened;
+  Message removed = {};
+  Message not_removed;
+  Message renamed = {};
+  Message not_renamed;
+  Message nothing_selected = {};
+  Message new_removed = {};
+  Message new_not_removed;
 };
 
 struct RemovalResult {

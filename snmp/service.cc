@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "brantix/snmp.h"
-#include "frame/line.h"
+#include "frame/message.h"
 #include "snmp/agent.h"
 #include "support/handle.h"
 #include "support/number.h"
@@ -18,10 +18,10 @@ namespace {
 
 struct ServiceSwitch {
   const char* operation;
-  LogLine starting;
+  LogMessage<> starting;
   Fixed edit;
-  LogLine edited;
-  LogLine finished;
+  LogMessage<> edited;
+  LogMessage<> finished;
 };
 
 constexpr ServiceSwitch kEnable{"SCI_EnableSnmp",

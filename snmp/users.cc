@@ -78,11 +78,6 @@ int delete_snmpv3_user_at_snmpd(const char* username) {
   return std::system(command.c_str());
 }
 
-SCI_snmp_user_s terminated(SCI_snmp_user_s user) {
-  for (const Text field : {Text(user.username), Text(user.password), Text(user.priv_pass)}) field.terminate();
-  return user;
-}
-
 void log_details(const SCI_snmp_user_s& user) {
   LOG_LINE(debug, kSet, "aInConf->username = %s", user.username);
   LOG_LINE(debug, kSet, "aInConf->password = %s", user.password);
@@ -117,7 +112,8 @@ bool set_user(const SCI_snmp_user_s* given) {
     LOG_LINE(critical, kSet, "%s:User details passed as NULL\n", kSet);
     return false;
   }
-  const SCI_snmp_user_s user = terminated(*given);
+  const SCI_snmp_user_s user =
+      terminated(*given, &SCI_snmp_user_s::username, &SCI_snmp_user_s::password, &SCI_snmp_user_s::priv_pass);
   LOG_LINE(info, kSet, "%s: Adding User: %s\n", kSet, user.username);
   log_details(user);
   return is_complete(user) && delete_earlier_user(user.username) && add_snmpv3_user_to_list(user) &&

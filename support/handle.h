@@ -1,3 +1,4 @@
+// Handles of the operating system that close themselves, and how they are opened and read.
 #pragma once
 
 #include <dirent.h>
@@ -49,10 +50,28 @@ inline bool exists(const char* path) {
   return path != nullptr && ::access(path, F_OK) == 0;
 }
 
+/// Opens `path` with these `flags` and O_CLOEXEC, and never waits for it: of a pipe without another end, reading finds
+/// nothing and writing fails. A regular file is read and written as ever. On failure errno tells why.
+inline Descriptor open_at_once(const char* path, int flags, mode_t permissions = 0666) {
+  int descriptor;
+  do {
+    descriptor = ::open(path, flags | O_CLOEXEC | O_NONBLOCK, permissions);
+  } while (descriptor < 0 && errno == EINTR);
+  return Descriptor(descriptor);
+}
+
+/// One read, resumed when a signal interrupts it. @return number of bytes, 0 at the end, -1 with the reason in errno
+inline ssize_t read_some(int descriptor, void* to, size_t size) {
+  ssize_t got;
+  do {
+    got = ::read(descriptor, to, size);
+  } while (got < 0 && errno == EINTR);
+  return got;
+}
+
 /// Opens a file for binary reading. On failure the result is empty and errno tells why.
 inline File open_for_reading(const char* path) {
-  // Non-blocking, so that a pipe at the path is opened (and then found not to be seekable) instead of waited for.
-  Descriptor descriptor(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  Descriptor descriptor = open_at_once(path, O_RDONLY);
   if (!descriptor) return File();
   File file(::fdopen(descriptor.get(), "rb"));
   if (file) descriptor.release();

@@ -1,45 +1,55 @@
+// Text line by line, in bounded memory.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace coupler {
 
-/// Reads a text file line by line.
+/// Reads lines from a descriptor, which stays its caller's; -1 is a file without lines. Interrupted reads are resumed.
 class LineReader {
  public:
-  /// `file` may be null: a file without lines.
-  explicit LineReader(std::FILE* file) : file_(file) {}
-  ~LineReader();
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
-
-  /// Takes the next line, its line end included where it has one; like every text it ends at its first NUL. Valid until
+  /// The next line, its line end included where it has one; of a line longer than the limit the next piece. Valid until
   /// the next call. @return nothing when none is left or can be read
-  std::optional<std::string_view> next();
+  std::optional<std::string_view> next_piece();
+
+  /// The next line as a text: cut to the limit, and at its first NUL.
+  std::optional<std::string_view> next_line();
+
+  /// Whether the lines ended because they could not be read; errno told why.
+  bool failed() const { return failed_; }
+
+ protected:
+  LineReader(int descriptor, size_t limit, std::span<char> buffer)
+      : descriptor_(descriptor), limit_(limit), buffer_(buffer) {}
+  ~LineReader() = default;
 
  private:
-  std::FILE* file_;
-  char* line_ = nullptr;
-  size_t capacity_ = 0;
+  std::string_view held() const { return {buffer_.data() + begin_, end_ - begin_}; }
+  bool refill();
+
+  int descriptor_;
+  size_t limit_;
+  std::span<char> buffer_;
+  size_t begin_ = 0;
+  size_t end_ = 0;
+  bool in_line_ = false;  // the last piece did not end its line
+  bool failed_ = false;
 };
 
-/// Reads a stream line by line in bounded memory: a line of more than 511 characters, its line end counted, comes in
-/// pieces.
-class PieceReader {
+/// Reads lines of at most `kLimit` characters, the line end counted.
+template <size_t kLimit>
+class LinesOf : public LineReader {
  public:
-  explicit PieceReader(std::FILE* stream) : stream_(stream) {}
-
-  /// @return the next line or piece, its line end included, with a NUL behind it, valid until the next call; empty at
-  ///         the stream's end or after an error (ferror tells)
-  std::string_view next();
+  explicit LinesOf(int descriptor) : LineReader(descriptor, kLimit, bytes_) {}
+  LinesOf(const LinesOf&) = delete;
+  LinesOf& operator=(const LinesOf&) = delete;
 
  private:
-  std::FILE* stream_;
-  char piece_[512];
+  char bytes_[std::max<size_t>(kLimit, 16384)];
 };
 
 /// The beginning of `text` up to the first of the characters `ends`; all of it when it holds none.

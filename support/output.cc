@@ -1,7 +1,8 @@
+// Files written whole or not at all: every write respects the process's limits, and what was not committed goes again.
 #include "support/output.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,15 +10,37 @@
 namespace coupler {
 namespace {
 
-// To outgrow the limit raises SIGXFSZ, which ends a process that is not prepared for it.
-bool fits_limit(uint64_t size) {
-  rlimit limit;
-  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || size <= limit.rlim_cur) return true;
-  errno = EFBIG;
-  return false;
-}
+constexpr int kSignalsOfWrites[] = {SIGPIPE, SIGXFSZ};
 
 }  // namespace
+
+SignalFreeWrites::SignalFreeWrites() {
+  sigset_t held;
+  ::sigemptyset(&held);
+  for (const int signal : kSignalsOfWrites) ::sigaddset(&held, signal);
+  ::sigpending(&pending_);
+  ::pthread_sigmask(SIG_BLOCK, &held, &mask_);
+}
+
+// Takes back the signals that came of the writes, not one that was pending before them.
+SignalFreeWrites::~SignalFreeWrites() {
+  const int reason = errno;
+  constexpr timespec kAtOnce{};
+  for (const int signal : kSignalsOfWrites) {
+    sigset_t one;
+    ::sigemptyset(&one);
+    ::sigaddset(&one, signal);
+    if (::sigismember(&pending_, signal) == 0) ::sigtimedwait(&one, nullptr, &kAtOnce);
+  }
+  ::pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+  errno = reason;
+}
+
+void unlink_keeping_errno(const char* path) {
+  const int reason = errno;
+  ::unlink(path);
+  errno = reason;
+}
 
 bool write_all(int descriptor, const void* data, size_t size) {
   const char* next = static_cast<const char*>(data);
@@ -31,31 +54,20 @@ bool write_all(int descriptor, const void* data, size_t size) {
   return true;
 }
 
-// Non-blocking, so that a pipe without a reader is an error instead of a wait; a file is written as ever.
 OutputFile::OutputFile(const char* path, mode_t permissions)
-    : path_(path), descriptor_(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, permissions)) {}
+    : path_(path), descriptor_(open_at_once(path, O_WRONLY | O_CREAT | O_TRUNC, permissions)) {}
 
 OutputFile::~OutputFile() {
-  if (!descriptor_) return;
-  const int reason = errno;
-  ::unlink(path_);
-  errno = reason;
+  if (descriptor_) unlink_keeping_errno(path_);
 }
 
-bool OutputFile::write(const void* data, size_t size) {
-  written_ += size;
-  return fits_limit(written_) && write_all(descriptor_.get(), data, size);
-}
+bool OutputFile::write(const void* data, size_t size) { return write_all(descriptor_.get(), data, size); }
 
-bool OutputFile::set_size(off_t size) {
-  return fits_limit(static_cast<uint64_t>(size)) && ::ftruncate(descriptor_.get(), size) == 0;
-}
+bool OutputFile::set_size(off_t size) { return ::ftruncate(descriptor_.get(), size) == 0; }
 
 bool OutputFile::commit() {
   if (::close(descriptor_.release()) == 0) return true;
-  const int reason = errno;
-  ::unlink(path_);
-  errno = reason;
+  unlink_keeping_errno(path_);
   return false;
 }
 

@@ -1,3 +1,4 @@
+// Texts in fields of fixed size.
 #pragma once
 
 #include <cstdarg>
@@ -49,6 +50,19 @@ class Text {
   char* data_;
   size_t capacity_;
 };
+
+/// The text in a field of fixed size, which may lack its end.
+template <size_t N>
+std::string_view text_in(const char (&field)[N]) {
+  return {field, ::strnlen(field, N)};
+}
+
+/// A copy of a caller's record whose texts in `fields` end inside their fields, whatever the caller left there.
+template <typename Record, size_t... N>
+Record terminated(Record record, char (Record::*... fields)[N]) {
+  (Text(record.*fields).terminate(), ...);
+  return record;
+}
 
 /// What a log line shows for a text that may be missing.
 inline const char* or_null(const char* text) { return text == nullptr ? "(null)" : text; }
