@@ -1,134 +1,191 @@
-#include <benchmark/benchmark.h>
+// Unpacking a bundle, and asking for its versions.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <string>
+#include <memory>
+#include <stdexcept>
 
-#include "bench/ratios.h"
-#include "brantix/firmware.h"
+#include "bench/table.h"
+#include "brantix/coupler.h"
 #include "support/handle.h"
 #include "tools/pack/builder.h"
 
-/// Unpacking a bundle and asking for its versions. COUPLER_BENCH_DIR: where the files are; /tmp by default.
+namespace coupler::bench {
 namespace {
 
-using namespace coupler;
+namespace fs = std::filesystem;
 
-constexpr size_t kPartSize = size_t{256} << 20;
+constexpr int kParts = 6;
+constexpr size_t kPartSize = size_t{88} << 20;  // 528 MiB in all
+constexpr size_t kPiece = size_t{256} << 10;
 
-const std::string& directory() {
-  static const std::string path = [] {
-    const char* chosen = std::getenv("COUPLER_BENCH_DIR");
-    return std::string(chosen == nullptr ? "/tmp" : chosen) + "/coupler_bench";
-  }();
-  return path;
+void must(bool done, const std::string& what) {
+  if (!done) throw std::runtime_error(what);
 }
 
-std::string path(const std::string& name) { return directory() + "/" + name; }
-
-const std::string kContent = [] {
-  std::string content(kPartSize, '\0');
-  for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7 + i / 4099);
-  return content;
-}();
-
-std::vector<pack::Object> parts(int count) {
-  std::vector<pack::Object> all;
-  for (int i = 1; i <= count; ++i) all.push_back(pack::text_file("part" + std::to_string(i), "text"));
-  return all;
-}
-
-void make_bundles() {
-  std::filesystem::create_directories(path("out"));
-  pack::write_file(pack::bundle({pack::image_file("fw.img", kContent)}), path("big"));
-  for (const int count : {1, 5, 10, 20}) {
-    pack::write_file(pack::bundle(parts(count)), path("parts" + std::to_string(count)));
+/// The files of the benchmark; gone with it.
+class Place {
+ public:
+  Place() : path_(directory() + "/coupler_bench") {
+    fs::remove_all(path_);
+    fs::create_directories(path_ + "/out");
+    fs::create_directories(path_ + "/copy");
   }
+  ~Place() { fs::remove_all(path_); }
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+  void empty(const char* name) const {
+    fs::remove_all(*this / name);
+    fs::create_directories(*this / name);
+  }
+
+ private:
+  std::string path_;
+};
+using Shared = std::shared_ptr<const Place>;
+
+std::string content() {
+  std::string bytes(kPartSize, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 4099);
+  return bytes;
 }
 
-/// Where the part's bytes begin in the bundle: behind GUID, three heads and the part's text. Not at a page.
-constexpr off_t kPayloadAt = 16 + 3 * 32 + 16;
+std::string part_name(int i) { return "part" + std::to_string(i); }
 
-Descriptor created(const char* name) {
-  return Descriptor(open(path(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+void make_big(const Place& place) {
+  const std::string bytes = content();
+  std::vector<pack::Object> parts;
+  fs::create_directories(place / "files");
+  for (int i = 0; i < kParts; ++i) {
+    parts.push_back(pack::image_file(part_name(i), bytes));
+    const Descriptor file(open((place / ("files/" + part_name(i))).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    must(write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "no room");
+  }
+  pack::write_file(pack::bundle(parts), place / "big");
+  processor_time_of({"tar", "-C", place / "files", "-cf", place / "big.tar", "."});
+  ::sync();
 }
 
-void unpack(benchmark::State& state) {
+void unpack(const Place& place) {
   FirmwareInfo record;
-  for (auto _ : state) {
-    if (SCI_extractFirmwareImagePayload(path("big").c_str(), &record, path("out").c_str()) != 0) std::abort();
-  }
+  must(SCI_extractFirmwareImagePayload((place / "big").c_str(), &record, (place / "out").c_str()) == 0, "not unpacked");
 }
 
-void kernel_copy(benchmark::State& state) {
-  for (auto _ : state) {
-    const Descriptor from(open(path("big").c_str(), O_RDONLY | O_CLOEXEC)), to = created("copy");
-    off_t at = kPayloadAt;
-    for (size_t left = kPartSize; left > 0;) {
-      const ssize_t done = copy_file_range(from.get(), &at, to.get(), nullptr, left, 0);
-      if (done <= 0) std::abort();
-      left -= static_cast<size_t>(done);
+/// What a plain program would do: space first, then pieces.
+void copy_in_pieces(const Place& place) {
+  const std::unique_ptr<char[]> piece(new char[kPiece]);
+  for (int i = 0; i < kParts; ++i) {
+    const Descriptor from(open((place / ("files/" + part_name(i))).c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor to(open((place / ("copy/" + part_name(i))).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    [[maybe_unused]] const int claimed = fallocate(to.get(), 0, 0, kPartSize);
+    for (ssize_t got; (got = read(from.get(), piece.get(), kPiece)) > 0;) {
+      must(write(to.get(), piece.get(), static_cast<size_t>(got)) == got, "no room");
     }
   }
 }
 
-void stream_copy(benchmark::State& state) {
-  for (auto _ : state) {
-    const File from(std::fopen(path("big").c_str(), "rb")), to(std::fopen(path("stream").c_str(), "wb"));
-    fseeko(from.get(), kPayloadAt, SEEK_SET);
-    char piece[4096];
-    for (size_t left = kPartSize; left > 0;) {
-      const size_t got = std::fread(piece, 1, std::min(left, sizeof(piece)), from.get());
-      if (got == 0 || std::fwrite(piece, 1, got, to.get()) != got) std::abort();
-      left -= got;
-    }
+std::vector<std::string> cp(const Place& place, const char* how) {
+  return {"cp", "-r", how, place / "files/.", place / "copy"};
+}
+
+/// A measure into an empty directory.
+Measure fresh(const Shared& place, const char* target, std::function<double()> measure) {
+  return [=] {
+    place->empty(target);
+    return measure();
+  };
+}
+
+std::vector<Row> unpack_rows(const Shared& place) {
+  const Measure cost = fresh(place, "out", [=] { return processor_time([&] { unpack(*place); }); });
+  const Measure synced = fresh(place, "out", [=] { return wall_time([&] { unpack(*place); }); });
+  return {
+      {"unpacking 6 parts, 528 MiB", "cp of the same files", 1.1, cost,
+       fresh(place, "copy", [=] { return processor_time_of(cp(*place, "--reflink=never")); })},
+      {"the same", "space claimed, then read and write by 256 KiB", 1.05, cost,
+       fresh(place, "copy", [=] { return processor_time([&] { copy_in_pieces(*place); }); })},
+      {"the same", "tar -xf", 0.35, cost,
+       fresh(place, "copy",
+             [=] {
+               return processor_time_of({"tar", "-C", *place / "copy", "-xf", *place / "big.tar"});
+             })},
+      {"the same until it is on the disk, time that passes", "cp of the same files, sync of them", 0.95, synced,
+       fresh(place, "copy",
+             [=] {
+               return wall_time([&] {
+                 processor_time_of(cp(*place, "--reflink=never"));
+                 for (int i = 0; i < kParts; ++i) {
+                   const Descriptor file(open((*place / ("copy/" + part_name(i))).c_str(), O_RDONLY | O_CLOEXEC));
+                   must(fsync(file.get()) == 0, "not synced");
+                 }
+               });
+             })},
+  };
+}
+
+/// Opens the bundle once and reads its heads and headers, each where it stands.
+void read_heads(const std::string& bundle) {
+  const Descriptor file(open(bundle.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat status;
+  must(fstat(file.get(), &status) == 0, "no bundle");
+  orvix_object head;
+  char header[4096];
+  off_t at = sizeof(orvix_file_guid);
+  for (int i = 0; at < status.st_size && i < 22; ++i) {
+    must(pread(file.get(), &head, sizeof(head), at) == sizeof(head), "no head");
+    at += sizeof(head);
+    const auto length = static_cast<off_t>(orvix_desc_get_header_len(&head.desc));
+    if (i >= 2 && length > 0) must(pread(file.get(), header, static_cast<size_t>(length), at) == length, "no header");
+    at += length + (i < 2 ? 0 : static_cast<off_t>(orvix_desc_get_payload_len(&head.desc)));
   }
 }
 
-void query(benchmark::State& state, const char* name) {
-  FirmwareInfo record;
-  for (auto _ : state) {
-    if (SCI_readFirmwareImageVersion(path(name).c_str(), &record) != 0) std::abort();
-  }
+void often(int times, const std::function<void()>& action) {
+  for (int i = 0; i < times; ++i) action();
 }
 
-/// Opening, reading and closing the file, the least that a query of it costs.
-void read_once(benchmark::State& state) {
-  for (auto _ : state) {
-    const File file(std::fopen(path("parts20").c_str(), "rb"));
-    char piece[4096];
-    benchmark::DoNotOptimize(std::fread(piece, 1, sizeof(piece), file.get()));
+Row versions_row(const Shared& place, const std::string& name, const std::string& what) {
+  return {"versions of a bundle of " + what, "the same heads and headers with pread", 1.5,
+          [=] {
+            FirmwareInfo record;
+            const std::string path = *place / name;
+            return processor_time(
+                [&] { often(2000, [&] { must(SCI_readFirmwareImageVersion(path.c_str(), &record) == 0, path); }); });
+          },
+          [=] {
+            const std::string path = *place / name;
+            return processor_time([&] { often(2000, [&] { read_heads(path); }); });
+          }};
+}
+
+std::vector<Row> versions_rows(const Shared& place) {
+  std::vector<Row> rows;
+  for (const int count : {1, 5, 20}) {
+    std::vector<pack::Object> parts;
+    for (int i = 1; i <= count; ++i) parts.push_back(pack::text_file(part_name(i), "text"));
+    const std::string name = "parts" + std::to_string(count);
+    pack::write_file(pack::bundle(parts), *place / name);
+    rows.push_back(versions_row(place, name, std::to_string(count) + (count == 1 ? " part" : " parts")));
   }
+  rows.push_back(versions_row(place, "big", "528 MiB"));
+  return rows;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  make_bundles();
-  for (const auto& [name, copy] : {std::pair{"unpack, 256 MiB", &unpack},
-                                   {"copy_file_range, 256 MiB", &kernel_copy},
-                                   {"fread and fwrite by 4 KiB, 256 MiB", &stream_copy}}) {
-    benchmark::RegisterBenchmark(name, copy)->Iterations(1);
-  }
-  for (const auto& [name, bundle] : {std::pair{"versions, 1 part", "parts1"},
-                                     {"versions, 5 parts", "parts5"},
-                                     {"versions, 10 parts", "parts10"},
-                                     {"versions, 20 parts", "parts20"},
-                                     {"versions, 1 part of 256 MiB", "big"}}) {
-    benchmark::RegisterBenchmark(name, query, bundle)->MinTime(0.05);
-  }
-  benchmark::RegisterBenchmark("open, read 4 KiB, close", read_once)->MinTime(0.05);
-  const int result = bench::run(argc, argv,
-                                {{"unpack, 256 MiB", "copy_file_range, 256 MiB"},
-                                 {"unpack, 256 MiB", "fread and fwrite by 4 KiB, 256 MiB"},
-                                 {"versions, 1 part", "open, read 4 KiB, close"},
-                                 {"versions, 5 parts", "versions, 1 part"},
-                                 {"versions, 10 parts", "versions, 1 part"},
-                                 {"versions, 20 parts", "versions, 1 part"},
-                                 {"versions, 1 part of 256 MiB", "versions, 1 part"}});
-  std::filesystem::remove_all(directory());
-  return result;
+std::vector<Row> bundle_rows() {
+  const auto place = std::make_shared<const Place>();
+  make_big(*place);
+  std::vector<Row> rows = unpack_rows(place);
+  for (const Row& row : versions_rows(place)) rows.push_back(row);
+  return rows;
 }
+
+}  // namespace coupler::bench

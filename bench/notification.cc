@@ -1,74 +1,168 @@
-// What it costs to pack a notification, beside a copy of as many bytes and beside the append that walks the entries.
-
-#include <benchmark/benchmark.h>
+// A notification: its message beside a copy of as many bytes, its way to a service and back beside the bare transport.
+#include <fcntl.h>
+#include <unistd.h>
+#include <zmq.h>
 
 #include <cstring>
-#include <vector>
+#include <memory>
+#include <stdexcept>
+#include <thread>
 
+#include "bench/table.h"
 #include "notify/varbind.h"
+#include "support/handle.h"
 
-namespace coupler::notify {
+namespace coupler::bench {
 namespace {
 
+using namespace coupler::notify;
+
+constexpr const char* kEndPoint = "tcp://127.0.0.1:5558";
 const std::vector<uint64_t> kOid = {1, 3, 6, 1, 2, 1, 2, 2, 1, 2, 17};
 
-std::vector<SCI_snmp_varbind_s> variables(benchmark::State& state) {
+std::vector<SCI_snmp_varbind_s> variables(int count) {
   SCI_snmp_varbind_s variable{};
   variable.oid = kOid.data();
   variable.oid_len = static_cast<uint16_t>(kOid.size());
   variable.type = BRANTIX_SNMP_OCTET_STRING;
   variable.value.text = "GigabitEthernet1/0/17, uplink";
-  return std::vector<SCI_snmp_varbind_s>(static_cast<size_t>(state.range(0)), variable);
+  return std::vector<SCI_snmp_varbind_s>(static_cast<size_t>(count), variable);
 }
 
 Notification notification(const std::vector<SCI_snmp_varbind_s>& list) {
   return {kOid.data(), static_cast<uint16_t>(kOid.size()), list.data(), static_cast<uint16_t>(list.size())};
 }
 
-void Pack(benchmark::State& state) {
-  const auto list = variables(state);
-  char why[128];
-  size_t size = 0;
-  for (auto _ : state) {
-    size = *message_size(notification(list), why);
-    std::vector<char> message(size);
-    fill_message(notification(list), TlvWriter(message.data(), size), why);
-    benchmark::DoNotOptimize(message.data());
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(size) * state.iterations());
+/// Does it often enough to be measured.
+void repeat(int count, const std::function<void()>& action) {
+  for (int i = 0; i < 3'000'000 / count; ++i) action();
 }
 
-void Copy(benchmark::State& state) {
+Row packing(int count) {
+  const auto list = std::make_shared<std::vector<SCI_snmp_varbind_s>>(variables(count));
   char why[128];
-  const std::vector<char> source(*message_size(notification(variables(state)), why));
-  for (auto _ : state) {
-    std::vector<char> message(source.size());
-    std::memcpy(message.data(), source.data(), source.size());
-    benchmark::DoNotOptimize(message.data());
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(source.size()) * state.iterations());
+  const size_t size = *message_size(notification(*list), why);
+  const auto target = std::make_shared<std::vector<char>>(size), source = std::make_shared<std::vector<char>>(size);
+  return {"packing " + std::to_string(count) + " variables", "memcpy of the message's bytes", 3,
+          [=] {
+            return processor_time([&] {
+              repeat(count, [&] {
+                char why_not[128];
+                std::memset(target->data(), 0, kCountSize);
+                const size_t needed = *message_size(notification(*list), why_not);
+                fill_message(notification(*list), TlvWriter(target->data(), needed), why_not);
+              });
+            });
+          },
+          [=] {
+            return processor_time([&] {
+              repeat(count, [&] {
+                std::memcpy(target->data(), source->data(), size);
+                __asm__ volatile("" : : "r"(target->data()) : "memory");
+              });
+            });
+          }};
 }
 
-void Append(benchmark::State& state) {
-  const auto list = variables(state);
-  char why[128];
-  const size_t size = *message_size(notification(list), why);
-  for (auto _ : state) {
-    std::vector<char> message(size);
-    const auto capacity = static_cast<int32_t>(size);
-    for (const SCI_snmp_varbind_s& variable : list) {
-      const char* text = variable.value.text;
-      tlv_array_add_tlv(message.data(), capacity, kVariableOid, static_cast<uint16_t>(8 * kOid.size()), kOid.data());
-      tlv_array_add_tlv(message.data(), capacity, kOctetString, static_cast<uint16_t>(std::strlen(text) + 1), text);
+/// Answers every request at once, for as long as this lives.
+class Service {
+ public:
+  Service() : context_(zmq_ctx_new()), thread_([this] { serve(); }) {}
+  ~Service() {
+    zmq_ctx_shutdown(context_);
+    thread_.join();
+    zmq_ctx_term(context_);
+  }
+
+ private:
+  void serve() const {
+    void* const socket = zmq_socket(context_, ZMQ_REP);
+    zmq_bind(socket, kEndPoint);
+    char bytes[4096];
+    while (zmq_recv(socket, bytes, sizeof(bytes), 0) >= 0) {
+      int more = 1;
+      size_t length = sizeof(more);
+      for (zmq_getsockopt(socket, ZMQ_RCVMORE, &more, &length); more != 0;
+           zmq_getsockopt(socket, ZMQ_RCVMORE, &more, &length)) {
+        zmq_recv(socket, bytes, sizeof(bytes), 0);
+      }
+      zmq_send(socket, "\1\0\0\0", 4, ZMQ_SNDMORE);
+      zmq_send(socket, "\0\0\0\0", 4, 0);
     }
-    benchmark::DoNotOptimize(message.data());
+    zmq_close(socket);
   }
-  state.SetBytesProcessed(static_cast<int64_t>(size) * state.iterations());
-}
 
-BENCHMARK(Pack)->Arg(300)->Arg(3000)->Arg(30000);
-BENCHMARK(Copy)->Arg(300)->Arg(3000)->Arg(30000);
-BENCHMARK(Append)->Arg(300)->Arg(3000);
+  void* context_;
+  std::thread thread_;
+};
+
+/// A socket as the message layer uses one.
+class Requester {
+ public:
+  Requester() : context_(zmq_ctx_new()), socket_(zmq_socket(context_, ZMQ_REQ)) { zmq_connect(socket_, kEndPoint); }
+  ~Requester() {
+    zmq_close(socket_);
+    zmq_ctx_term(context_);
+  }
+
+  void ask(const std::vector<char>& message) const {
+    char reply[64];
+    zmq_send(socket_, "\1\0\0\0", 4, ZMQ_SNDMORE);
+    zmq_send(socket_, message.data(), message.size(), 0);
+    zmq_recv(socket_, reply, sizeof(reply), 0);
+    if (zmq_recv(socket_, reply, sizeof(reply), 0) < 0) throw std::runtime_error("no reply");
+  }
+
+ private:
+  void* context_;
+  void* socket_;
+};
+
+/// Standard output goes nowhere for as long as this lives: the library prints what it sends.
+class Quiet {
+ public:
+  Quiet() : kept_(dup(STDOUT_FILENO)) {
+    std::fflush(stdout);
+    const Descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    dup2(nowhere.get(), STDOUT_FILENO);
+  }
+  ~Quiet() {
+    std::fflush(stdout);
+    dup2(kept_.get(), STDOUT_FILENO);
+  }
+
+ private:
+  Descriptor kept_;
+};
+
+Row round_trip() {
+  constexpr int kTrips = 500;
+  const auto service = std::make_shared<Service>();
+  const auto requester = std::make_shared<Requester>();
+  const auto list = std::make_shared<std::vector<SCI_snmp_varbind_s>>(variables(3));
+  char why[128];
+  const auto message = std::make_shared<std::vector<char>>(*message_size(notification(*list), why));
+  return {"a notification to a service that answers at once", "a bare round trip over the same transport", 1.1,
+          [=] {
+            const Quiet quiet;
+            return wall_time([&] {
+              for (int i = 0; i < kTrips; ++i) {
+                char error[128];
+                SCI_sendSnmpNotification(kOid.data(), static_cast<uint16_t>(kOid.size()), list->data(), 3, error,
+                                         sizeof(error));
+              }
+            });
+          },
+          [=] {
+            (void)service;
+            return wall_time([&] {
+              for (int i = 0; i < kTrips; ++i) requester->ask(*message);
+            });
+          }};
+}
 
 }  // namespace
-}  // namespace coupler::notify
+
+std::vector<Row> notification_rows() { return {packing(300), packing(3000), packing(30000), round_trip()}; }
+
+}  // namespace coupler::bench
