@@ -30,7 +30,7 @@ void must(bool done, const std::string& what) {
 /// The files of the benchmark; gone with it.
 class Place {
  public:
-  Place() : path_(directory() + "/coupler_bench") {
+  explicit Place(const std::string& in) : path_(in + "/coupler_bench") {
     fs::remove_all(path_);
     fs::create_directories(path_ + "/out");
     fs::create_directories(path_ + "/copy");
@@ -130,6 +130,36 @@ std::vector<Row> unpack_rows(const Shared& place) {
   };
 }
 
+/// A bundle whose payloads start at blocks: the texts of their headers are followed by as many zeros as that takes.
+void make_aligned(const Place& place) {
+  constexpr size_t kBlock = 4096;
+  constexpr size_t kHead = sizeof(orvix_object);
+  const std::string bytes = content();
+  std::vector<pack::Object> parts;
+  size_t at = sizeof(orvix_file_guid) + 2 * kHead;
+  for (int i = 0; i < kParts; ++i) {
+    parts.push_back(pack::image_file(part_name(i), bytes));
+    parts.back().header.resize(kBlock - (at + kHead) % kBlock);
+    at = 0;
+  }
+  pack::write_file(pack::bundle(parts), place / "big");
+}
+
+/// Cost does not depend on the size where blocks are shared.
+Row clone_row() {
+  const std::string work = "the same from an aligned bundle, blocks shared", against = "cp --reflink=never";
+  const char* const sharing = std::getenv("COUPLER_BENCH_SHARING");
+  if (sharing == nullptr) {
+    return {work, against, 0.01, {}, {}, "no file system here that shares blocks (needs root and mkfs.xfs)"};
+  }
+  const auto place = std::make_shared<const Place>(sharing);
+  make_aligned(*place);
+  return {work, against, 0.01, fresh(place, "out", [=] { return processor_time([&] { unpack(*place); }); }),
+          fresh(place, "copy", [=] {
+            return processor_time_of({"cp", "--reflink=never", *place / "big", *place / "copy"});
+          })};
+}
+
 /// Opens the bundle once and reads its heads and headers, each where it stands.
 void read_heads(const std::string& bundle) {
   const Descriptor file(open(bundle.c_str(), O_RDONLY | O_CLOEXEC));
@@ -181,9 +211,10 @@ std::vector<Row> versions_rows(const Shared& place) {
 }  // namespace
 
 std::vector<Row> bundle_rows() {
-  const auto place = std::make_shared<const Place>();
+  const auto place = std::make_shared<const Place>(directory());
   make_big(*place);
   std::vector<Row> rows = unpack_rows(place);
+  rows.push_back(clone_row());
   for (const Row& row : versions_rows(place)) rows.push_back(row);
   return rows;
 }
