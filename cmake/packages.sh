@@ -32,7 +32,7 @@ need_for_services() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev python3 psmisc
+  need libgtest-dev libgmock-dev locales python3 psmisc
   need_for_services
   need doxygen
 }

@@ -1,3 +1,4 @@
+// Quotes what the shell would read, character by character, and cuts what does not fit.
 #include "support/shell.h"
 
 #include <charconv>
@@ -49,23 +50,22 @@ CommandText& CommandText::add(Fixed text) {
 CommandText& CommandText::add(ShellWord word) {
   for (size_t i = 0; i < word.value.size(); ++i) {
     const char c = word.value[i];
-    const char escaped[] = {'\\', c};
-    if (c == '\n') {
-      add_whole("'\n'");
-    } else if (is_special(word.value, i)) {
-      add_whole({escaped, 2});
-    } else {
-      add_whole({&c, 1});
-    }
+    const char quote = c == '\'' ? '"' : '\'';
+    const char quoted[] = {quote, c, quote};
+    add_whole(is_special(word.value, i) ? std::string_view(quoted, sizeof(quoted)) : std::string_view(&c, 1));
   }
   return *this;
 }
 
+CommandText& CommandText::add(ShellArgument argument) {
+  return argument.value.empty() ? add("''") : add(ShellWord(argument.value));
+}
+
 CommandText& CommandText::add(QuotedValue value) {
   for (const char c : value.value) {
-    const char escaped[] = {'\\', c};
+    const char quoted[] = {'"', '\'', c, '\'', '"'};
     const bool special = kSpecialInQuotes.find(c) != std::string_view::npos;
-    add_whole(special ? std::string_view(escaped, 2) : std::string_view(&c, 1));
+    add_whole(special ? std::string_view(quoted, sizeof(quoted)) : std::string_view(&c, 1));
   }
   return *this;
 }
@@ -83,7 +83,7 @@ CommandText& CommandText::add(long number) {
 }
 
 CommandText& CommandText::add(const CommandText& piece) {
-  add_as_far_as_it_fits({piece.data_, piece.length_});
+  add_whole({piece.data_, piece.length_});
   cut_ = cut_ || piece.cut_;
   return *this;
 }

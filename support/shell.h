@@ -1,3 +1,4 @@
+// Command lines for the shell: no value from outside becomes anything but the argument that it is.
 #pragma once
 
 #include <cstddef>
@@ -19,15 +20,22 @@ class Fixed {
   std::string_view text_;
 };
 
-/// A value from outside, as one literal argument of a command. An ordinary value stands as it is; in any other the
-/// characters that mean something to the shell are escaped. An empty value stays empty. The value must outlive the
-/// word.
+/// A value from outside, as one literal argument of a command. An ordinary value stands as it is; in any other each
+/// character that means something to the shell is quoted by itself: no multi-byte encoding takes a quotation apart, as
+/// some do an escape (a backslash is a valid second byte). An empty value stays empty. The value must outlive the word.
 struct ShellWord {
   explicit ShellWord(std::string_view value_) : value(value_) {}
   std::string_view value;
 };
 
-/// A value from outside between double quotes of ours.
+/// As ShellWord, but an empty value is an argument too: ''.
+struct ShellArgument {
+  explicit ShellArgument(std::string_view value_) : value(value_) {}
+  std::string_view value;
+};
+
+/// A value from outside between double quotes of ours, which are closed around each character that would mean something
+/// between them.
 struct QuotedValue {
   explicit QuotedValue(std::string_view value_) : value(value_) {}
   std::string_view value;
@@ -47,11 +55,12 @@ class ArgumentText {
 };
 
 /// A command line, or a piece of one, in a buffer of fixed size: line.add("kill ").add(ShellWord(name)).add(9). What
-/// does not fit is cut, never inside an escape or a quotation.
+/// does not fit is cut, never inside a quotation.
 class CommandText {
  public:
   CommandText& add(Fixed text);
   CommandText& add(ShellWord word);
+  CommandText& add(ShellArgument argument);
   CommandText& add(QuotedValue value);
   CommandText& add(ArgumentText text);
   CommandText& add(long number);
