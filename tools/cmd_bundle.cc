@@ -7,6 +7,7 @@
 #include "tools/packing.h"
 #include "tools/print.h"
 #include "tools/progress.h"
+#include "tools/verify.h"
 
 namespace coupler::tool {
 
@@ -119,6 +120,36 @@ void stage(const Context& context, const Arguments& arguments) {
   print_report(context, {{"staged", path}});
 }
 
+Json findings_in(const std::string& path) {
+  Json rows = Json::array();
+  for (const Finding& finding : verify(path)) {
+    rows.push_back({{"file", path}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+  }
+  return rows;
+}
+
+void print_finding(const Json& row) {
+  const std::string part = row["part"];
+  const std::string line = std::string(row["file"]) + ": at " + row["offset"].dump() + ": " +
+                           (part.empty() ? "" : part + ": ") + std::string(row["finding"]);
+  std::puts(escaped(line).c_str());
+}
+
+void verify_bundles(const Context& context, const Arguments& arguments) {
+  std::vector<std::string> paths = {arguments.at("FILE")};
+  paths.insert(paths.end(), arguments.rest.begin(), arguments.rest.end());
+  Json all = Json::array();
+  for (const std::string& path : paths) {
+    for (const Json& row : findings_in(path)) all.push_back(row);
+  }
+  if (context.json) {
+    print_json({{"findings", all}});
+  } else {
+    for (const Json& row : all) print_finding(row);
+  }
+  if (!all.empty()) throw Failure("findings: " + std::to_string(all.size()));
+}
+
 void pack_bundle(const Context& context, const Arguments& arguments) {
   pack_file(context, pack::Kind::kBundle, arguments.at("MANIFEST"), arguments.at("OUT"));
 }
@@ -138,6 +169,10 @@ Command bundle_family() {
            "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
            {{"FILE", "firmware bundle"}, {"DIR", "directory for the files; made when it is missing"}},
            unpack},
+          {"verify",
+           "Say what is wrong with bundles, without unpacking them",
+           {{"FILE", "firmware bundle"}, {.name = "FILES", .about = "more of them", .repeats = true}},
+           verify_bundles},
           {"stage", "Hand firmware to the platform for the next upgrade", {{"FILE", "path for the platform"}}, stage},
           {"pack",
            "Build a bundle",

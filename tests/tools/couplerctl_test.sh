@@ -138,6 +138,14 @@ expect 1 err 'failed to access file' bundle show missing
 expect 1 err 'failed to access file' bundle unpack missing empty
 [[ ! -e empty ]] || fail 'an empty directory is left'
 
+expect 0 out '"findings": []' --json bundle verify first.bundle
+holds 'r == {"findings": []}' bundle verify first.bundle fw.bundle
+expect 1 out 'cut.bundle: at 704: the payload has 5008 bytes' bundle verify first.bundle cut.bundle
+holds 'r["findings"][0]["part"] == "" and r["findings"][-1]["offset"] == 704' bundle verify cut.bundle
+expect 1 out 'rommon.bin: at 0: ' bundle verify rommon.bin
+expect 1 err 'No such file' bundle verify missing
+expect 2 err 'FILE is required' bundle verify
+
 # Beyond 4 GiB, and deeper than any image.
 { head -c 16 fw.bundle; tail -c +705 fw.bundle | head -c 16; printf '\0\0\0\0\0\0\x12\0\0\0\0\0\0\0\0\0'; } >big
 truncate -s $((16 + 32 + 0x120000000)) big

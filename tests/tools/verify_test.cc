@@ -1,0 +1,80 @@
+// Bundles with one fault each, and every proper prefix of one without.
+#include "tools/verify.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tools/pack/builder.h"
+#include "tools/pack/ssd_file.h"
+
+namespace coupler::tool {
+namespace {
+
+using namespace pack;
+
+std::vector<Finding> verify_bytes(const std::string& bytes) {
+  const auto path = std::filesystem::temp_directory_path() / ("verify_test." + std::to_string(getpid()));
+  std::ofstream(path, std::ios::binary) << bytes;
+  auto findings = verify(path.string());
+  std::filesystem::remove(path);
+  return findings;
+}
+
+std::vector<Object> good_parts() {
+  const Container image = bundle({image_header({.version = "2", .filename = "fw.img"}), fpga("3", "f")});
+  const std::string drive = ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 1) + "b";
+  return {image_header({.version = "4.2 (1)", .filename = "fw.img"}), rommon("1.0.5", "data"), ssd("7", drive),
+          image_file("fw.img", image), text_file("readme.txt", "text")};
+}
+
+TEST(Verify, NoProperPrefixIsWithoutFindings) {
+  const std::string whole = render(bundle(good_parts()));
+  EXPECT_TRUE(verify_bytes(whole).empty());
+  for (size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_FALSE(verify_bytes(whole.substr(0, length)).empty()) << length;
+  }
+  EXPECT_FALSE(verify_bytes(whole + std::string(32, '\0')).empty());
+}
+
+TEST(Verify, EachFaultIsFoundAtItsPart) {
+  const std::vector<Object> twenty(20, fpga("1"));
+  std::vector<Object> names;
+  for (const char* name : {"1", "2", "3", "4", "5", "6", "7", "8"}) names.push_back(text_file(name, "t"));
+  const struct {
+    std::vector<Object> before;
+    Object bad;
+    const char* finding;
+  } kCases[] = {
+      {twenty, fpga("2"), "beyond the twentieth"},
+      {names, text_file("9", "t"), "not listed"},
+      {{}, text_file("../t", "t"), "leaves the directory"},
+      {{}, text_file("..", "t"), "no name"},
+      {{}, text_file(std::string(64, 'n'), "t"), "cut to 63"},
+      {{}, rommon(std::string(250, 'v'), "r"), "more than 255"},
+      {{rommon("1", "r")}, text_file("rommon-1", "t"), "earlier part, rommon-1"},
+      {{image_header({})}, text_file("hdr", "t"), "earlier part, hdr"},
+      {{}, object(orvix_object_firmware, "1;17", "r"), "the part has 17 bytes, its payload only 16"},
+      {{}, object(orvix_object_firmware, "1;-1", "r"), "no number"},
+      {{}, object(orvix_object_keystore, "", ""), "no part of a bundle"},
+      {{}, image_header({.filename = "a.img"}), "does not follow"},
+      {{image_header({.filename = "a.img"})}, image_file("a.img", "x"), "no container"},
+      {{}, ssd("1", "no drive"), "too short"},
+      {{}, ssd("1", ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 9) + "b"), "cut short"},
+  };
+  for (const auto& [before, bad, finding] : kCases) {
+    SCOPED_TRACE(finding);
+    std::vector<Object> parts = before;
+    const uint64_t offset = size(bundle(parts));
+    parts.push_back(bad);
+    const auto findings = verify_bytes(render(bundle(parts)));
+    ASSERT_FALSE(findings.empty());
+    EXPECT_EQ(findings.back().offset, offset);
+    EXPECT_NE(findings.back().text.find(finding), std::string::npos) << findings.back().text;
+  }
+}
+
+}  // namespace
+}  // namespace coupler::tool

@@ -1,0 +1,22 @@
+// What is wrong with a firmware bundle, found without unpacking it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace coupler::tool {
+
+struct Finding {
+  uint64_t offset;   ///< in the file, bytes
+  std::string part;  ///< what its header says; empty where no part is meant
+  std::string text;
+};
+
+/// Everything that can be known from heads and headers, in the order of the file. A bundle without findings ends where
+/// its signature object ends, so that none of its proper prefixes is without findings.
+///
+/// @throws Failure when the file cannot be read
+std::vector<Finding> verify(const std::string& path);
+
+}  // namespace coupler::tool
