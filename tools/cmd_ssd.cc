@@ -1,8 +1,10 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "brantix/container.h"
@@ -10,6 +12,7 @@
 #include "tools/host.h"
 #include "tools/pack/manifest.h"
 #include "tools/print.h"
+#include "tools/verify.h"
 
 namespace coupler::tool {
 
@@ -46,6 +49,41 @@ void match(const Context& context, const Arguments& arguments) {
       Style::kHeading);
 }
 
+/// The text at `offset` without what fills its field up: zeros on the left, blanks on the right.
+std::string field(const std::string& head, size_t offset) {
+  std::string text = head.substr(offset, 16);
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text.erase(0, text.find_first_not_of('0'));
+}
+
+std::string head_of(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  if (!stream) throw Failure("cannot read " + path + ": " + std::strerror(errno));
+  std::string head(kLongestSsdHead, '\0');
+  stream.read(head.data(), static_cast<std::streamsize>(head.size()));
+  head.resize(static_cast<size_t>(stream.gcount()));
+  return head;
+}
+
+void show(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  const std::string head = head_of(path);
+  std::error_code unknown;
+  const uint64_t size = fs::file_size(path, unknown);
+  const std::string fault = ssd_fault(head, unknown ? 0 : size);
+  if (!fault.empty()) throw Failure(path + " is no SSD firmware file: " + fault);
+  const size_t behind = 38 + 16 * std::stoul(head.substr(36, 2));
+  Json models = Json::array();
+  for (size_t at = 38; at < behind; at += 16) {
+    const std::string model = head.substr(at, 16);
+    models.push_back(model.substr(0, model.find_last_not_of(' ') + 1));
+  }
+  print_report(context, {{"identification", field(head, 4)},
+                         {"models", models},
+                         {"version", field(head, behind)},
+                         {"size", std::stoull(head.substr(behind + 16, 16))}});
+}
+
 void pack_ssd(const Context& context, const Arguments& arguments) {
   const std::string& out = arguments.at("OUT");
   const pack::SsdManifest wanted = pack::read_ssd_manifest(arguments.at("MANIFEST"));
@@ -66,6 +104,7 @@ Command ssd_family() {
                     "Take the fitted drive's firmware out of a file that is for it (to " + std::string(kEquipped) + ")",
                     {{"FILE", "SSD firmware file"}},
                     match},
+                   {"show", "Show what an SSD firmware file is for", {{"FILE", "SSD firmware file"}}, show},
                    {"pack",
                     "Build an SSD firmware file",
                     {{"MANIFEST", "JSON: the drives and their firmware"}, {"OUT", "file to write"}},

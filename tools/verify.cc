@@ -44,20 +44,6 @@ bool is_number(const std::string& text) {
 
 constexpr size_t kSsdModels = 38;
 constexpr size_t kSsdField = 16;
-constexpr size_t kLongestSsdHead = kSsdModels + kSsdField * (99 + 2);
-
-/// What is wrong with the head of an SSD firmware file of `size` bytes; empty when nothing is.
-std::string ssd_fault(const std::string& head, uint64_t size) {
-  if (head.size() < kSsdModels) return "it is too short";
-  const std::string count = head.substr(kSsdModels - 2, 2);
-  if (!is_number(count) || count == "00") return "the number of models is none";
-  const size_t binary = kSsdModels + kSsdField * (std::stoul(count) + 2);
-  if (head.size() < binary) return "it ends within its models";
-  std::string length = head.substr(binary - kSsdField, kSsdField);
-  length.erase(length.find_last_not_of(' ') + 1).erase(0, length.find_first_not_of(' '));
-  if (!is_number(length) || std::stoull(length) == 0) return "the length of its binary is none";
-  return std::stoull(length) > size - binary ? "its binary is cut short" : "";
-}
 
 class Verifier {
  public:
@@ -180,6 +166,18 @@ class Verifier {
 };
 
 }  // namespace
+
+std::string ssd_fault(const std::string& head, uint64_t size) {
+  if (head.size() < kSsdModels) return "it is too short";
+  const std::string count = head.substr(kSsdModels - 2, 2);
+  if (!is_number(count) || count == "00") return "the number of models is none";
+  const size_t binary = kSsdModels + kSsdField * (std::stoul(count) + 2);
+  if (head.size() < binary) return "it ends within its models";
+  std::string length = head.substr(binary - kSsdField, kSsdField);
+  length.erase(length.find_last_not_of(' ') + 1).erase(0, length.find_first_not_of(' '));
+  if (!is_number(length) || std::stoull(length) == 0) return "the length of its binary is none";
+  return std::stoull(length) > size - binary ? "its binary is cut short" : "";
+}
 
 std::vector<Finding> verify(const std::string& path) { return Verifier(path).run(); }
 

@@ -19,4 +19,10 @@ struct Finding {
 /// @throws Failure when the file cannot be read
 std::vector<Finding> verify(const std::string& path);
 
+/// The most bytes that stand before the binary of an SSD firmware file.
+constexpr size_t kLongestSsdHead = 38 + 16 * (99 + 2);
+
+/// What is wrong with the head of an SSD firmware file of `size` bytes; empty when nothing is.
+std::string ssd_fault(const std::string& head, uint64_t size);
+
 }  // namespace coupler::tool

@@ -77,6 +77,10 @@ holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 44
 echo '{"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "file": "rommon.bin"}' >ssd.json
 sed 's/MZ240/MZ120/' ssd.json >other.json
 expect 0 out 'size  5086' ssd pack ssd.json drive.ssd
+holds 'r == {"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "size": 5000}' ssd show drive.ssd
+expect 0 out 'models          MZ240HBLS' ssd show drive.ssd
+expect 1 err 'no SSD firmware file: ' ssd show rommon.bin
+expect 1 err 'No such file' ssd show missing
 expect 0 err 'every file matches' ssd match drive.ssd
 holds 'r["ssd_model"] == "QRV_MZ240HBLS" and r["upgrade_state"] == [1, 1, 1, 1]' firmware report
 rm /mnt/boot/equipped_ssd_firmware/*
