@@ -63,10 +63,30 @@ Files containers() {
           {"headers only", render({{object(orvix_object_keystore, "header"), object(orvix_object_version, "1")}})}};
 }
 
+std::string padded_text(const std::string& text) { return std::string(16 - text.size(), '0') + text; }
+
+/// An SSD firmware file with a binary of `length` bytes, of which `there` are in it.
+std::string ssd_file(const std::string& models, const std::string& version, size_t length, size_t there) {
+  return "0001" + padded_text("QRV") + std::string(16, '-') + "01" + padded_text(models) + padded_text(version) +
+         padded_text(std::to_string(length)) + std::string(there, 'b');
+}
+
 const std::pair<const char*, Files> kSeeds[] = {
     {"bundle_fuzz", bundles()},
     {"image_fuzz", images()},
     {"memory_fuzz", containers()},
+    {"platform_files_fuzz",
+     {{"version", "system 2.3.1.58\n"},
+      {"rommon", "fpga version: 2\nrommon version: 1.0.12\n"},
+      {"boot string", "kickstart:fw.img:\n"},
+      {"three words", "one two three\n"},
+      {"drive", "REV\nM_MZ7LH240 HBLS\n"}}},
+    {"ssd_fuzz",
+     {{"match", ssd_file("MZ120", "A12B", 32, 32)},
+      {"cut", ssd_file("MZ120", "A12B", 32, 3)},
+      {"other drive", ssd_file("MZ999", "A12B", 32, 32)},
+      {"leads away", ssd_file("MZ120", "../x", 32, 32)},
+      {"no models", "0001" + std::string(32, '0') + "00"}}},
     {"proc_text_fuzz",
      {{"stat", "42 (vsh) S 1 42 42 34816 42 4194560 1 0 0 0 1 2 0 0 20 0 1 0 12345 1 1"},
       {"status", "Name:\tvsh\nTgid:\t42\nPid:\t42\nPPid:\t1\nUid:\t0\t0\t0\t0\n"},
