@@ -112,6 +112,7 @@ FILE* fopen64(const char* path, const char* mode) {
 }
 
 ssize_t read(int descriptor, void* to, size_t n) {
+  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
   return fails(Call::kRead) ? failure<ssize_t>(-1, EIO) : hidden(read, "read")(descriptor, to, n);
 }
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
@@ -131,6 +132,7 @@ void* mmap(void* at, size_t n, int protection, int flags, int descriptor, off_t 
 }
 
 ssize_t write(int descriptor, const void* from, size_t n) {
+  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
   return fails(Call::kWrite) ? failure<ssize_t>(-1, ENOSPC) : hidden(write, "write")(descriptor, from, n);
 }
 
