@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -141,6 +142,7 @@ class EveryFaultTest : public testing::TestWithParam<Operation> {
  protected:
   // Payloads of several kilobytes, so that heads and texts come from reads of their own.
   static void SetUpTestSuite() {
+    if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
     const HeaderFields fields{.version = "7.1", .filename = "fw.img"};
     const std::vector<Object> parts{rommon("1.0", std::string(9000, 'r')), ssd("S1", std::string(5016, 's')),
                                     image_header(fields), fpga("2.0", std::string(4064, 'f')),
