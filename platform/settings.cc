@@ -1,16 +1,20 @@
+// The file of settings that the stand-ins answer from: read afresh at each query, replaced as a whole.
 #include "platform/settings.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <mutex>
 #include <optional>
+#include <set>
 
 namespace platform {
 namespace {
@@ -78,7 +82,27 @@ std::string_view key_of(std::string_view line) {
   return equals == line.npos || key.starts_with('#') ? "" : key;
 }
 
+constexpr std::string_view kKeys[] = {
+    "board_type",      "rommon_version",  "fpga_version",    "pseq_version",    "boot_status",
+    "upgrade_state_0", "upgrade_state_1", "upgrade_state_2", "upgrade_state_3", "upgrade_result",
+    "staged",          "ssd_present",     "ssd_model",       "ssd_revision",
+};
+
+void tell_once(const std::string& what) {
+  static std::set<std::string> told;
+  const std::lock_guard lock(mutex);
+  if (told.insert(what).second) std::fprintf(stderr, "platform settings: %s\n", what.c_str());
+}
+
 }  // namespace
+
+void tell_unknown_keys() {
+  const std::string text = read_text(settings_file()).value_or("");
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view key = key_of(take_line(rest));
+    if (!key.empty() && std::ranges::find(kKeys, key) == std::end(kKeys)) tell_once("no key " + std::string(key));
+  }
+}
 
 std::string setting(std::string_view key, std::string_view otherwise) {
   const std::lock_guard lock(mutex);
@@ -92,8 +116,10 @@ std::string setting(std::string_view key, std::string_view otherwise) {
 }
 
 int setting(std::string_view key, int otherwise) {
-  const std::string text = setting(key, "");
-  std::from_chars(text.data(), text.data() + text.size(), otherwise);
+  const std::string text = setting(key, std::to_string(otherwise));
+  const char* const end = text.data() + text.size();
+  const auto [behind, error] = std::from_chars(text.data(), end, otherwise);
+  if (error != std::errc() || behind != end) tell_once(std::string(key) + " = " + text + " is no number");
   return otherwise;
 }
 

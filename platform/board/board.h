@@ -1,3 +1,4 @@
+// What the coupler calls of the platform board query.
 #pragma once
 
 /* The platform board query, libquorvaosc.so.1. */

@@ -1,3 +1,4 @@
+// Stand-in of the platform firmware library: answers from the settings, and keeps what was staged.
 #include "platform/firmware/melskfw.h"
 
 #include <unistd.h>
@@ -93,9 +94,16 @@ int stage(const char* path) {
 }  // namespace
 
 int melskfw_initBrantixDebug(int debug, int info, int critical, melskfw_log_fn* log, int* threshold) {
-  const std::lock_guard lock(mutex);
-  registered = {debug, info, critical, log, threshold};
-  return 0;
+  {
+    const std::lock_guard lock(mutex);
+    registered = {debug, info, critical, log, threshold};
+  }
+  return answer(
+      [] {
+        platform::tell_unknown_keys();
+        return 0;
+      },
+      -ENOMEM);
 }
 
 int melskfw_upgradeStart(const char* path) {

@@ -1,3 +1,4 @@
+// What the coupler calls of the platform firmware library.
 #pragma once
 
 /* The platform firmware library, libmelskfw.so. */

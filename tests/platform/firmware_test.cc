@@ -1,143 +1,95 @@
+// The stand-ins of firmware library and board query: what they make of the settings, and what staging leaves there.
 #include "platform/firmware/melskfw.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <string>
-
 #include "platform/board/board.h"
+#include "tests/common/appliance.h"
+#include "tests/common/log_capture.h"
 
+namespace coupler::test {
 namespace {
 
-using testing::HasSubstr;
-using testing::StartsWith;
-
-constexpr char kSettings[] = "/tmp/platform.conf";
-constexpr char kFirmware[] = "/tmp/firmware";
-constexpr int kDebug = 1, kInfo = 5, kCritical = 9;
-
-std::string logged;
-
-void log_line(const char* operation, int*, int level, const char* format, ...) __attribute__((format(printf, 4, 5)));
-void log_line(const char* operation, int*, int level, const char* format, ...) {
-  char line[256];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  logged += std::to_string(level) + " " + operation + ": " + line;
-}
-
-void write(const char* path, const std::string& text) { std::ofstream(path) << text; }
-
-std::string read(const char* path) {
-  std::stringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
+const std::string kSettings = "/tmp/platform.conf", kFirmware = "/tmp/firmware";
 
 class PlatformFirmwareTest : public testing::Test {
  protected:
   PlatformFirmwareTest() {
-    logged.clear();
-    setenv("COUPLER_PLATFORM", kSettings, 1);
-    write(kSettings, "");
-    write(kFirmware, "x");
-    melskfw_initBrantixDebug(kDebug, kInfo, kCritical, log_line, &threshold_);
+    setenv("COUPLER_PLATFORM", kSettings.c_str(), 1);
+    write_file(kSettings, "");
+    write_file(kFirmware, "x");
+    melskfw_initBrantixDebug(debug, info, critical, gLogPelkFn, gLogPelkModuleOffset);
   }
   ~PlatformFirmwareTest() override { melskfw_initBrantixDebug(0, 0, 0, nullptr, nullptr); }
 
-  int threshold_ = kDebug;
+  LogCapture log_;
 };
 
-TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThem) {
+TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce) {
   const struct {
-    const char* text;
+    std::string text;
     int board;
+    std::string told;
   } rows[] = {
-      {"", 2},
-      {"board_type = 3", 3},
-      {"\tboard_type=1 \r\nboot_status = 5\n", 1},
-      {"# board_type = 3\n", 2},
-      {"board_type = 1\n\nboard_type = 3\n", 3},
-      {"board_type = seven\n", 2},
-      {"board_type = 99999999999\n", 2},
-      {"board_type\n= 3\nboard_type_of_another = 3\n", 2},
+      {"", 2, ""},
+      {"board_type = 3", 3, ""},
+      {"\tboard_type=1 \r\nboot_status = 5\n", 1, ""},
+      {"# board_type = 3\n# bord = 1\n", 2, ""},
+      {"board_type = 1\n\nboard_type = 3\n", 3, ""},
+      {"board_type = seven\n", 2, "platform settings: board_type = seven is no number\n"},
+      {"board_type = seven\n", 2, ""},
+      {"board_type = 3x\n", 3, "platform settings: board_type = 3x is no number\n"},
+      {"board_type = 99999999999\n", 2, "platform settings: board_type = 99999999999 is no number\n"},
+      {"board_type\n= 3\nbord = 3\nbord = 1\n", 2, "platform settings: no key bord\n"},
+      {read_file("/etc/platform.conf"), 2, ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);
-    write(kSettings, row.text);
+    write_file(kSettings, row.text);
+    testing::internal::CaptureStderr();
+    melskfw_initBrantixDebug(0, 0, 0, nullptr, nullptr);
     EXPECT_EQ(get_platform_board_type(), row.board);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), row.told);
   }
-  setenv("COUPLER_PLATFORM", "/tmp/none", 1);
-  EXPECT_EQ(get_platform_board_type(), 2);
 }
 
 TEST_F(PlatformFirmwareTest, VersionTextStaysWhereItIsAndFollowsItsSetting) {
   const char* version = melskfw_readVersionRommon();
   EXPECT_STREQ(version, "1.2.3");
-  write(kSettings, "rommon_version = 2.0 #4\n");
+  write_file(kSettings, "rommon_version =\nfpga_version = " + std::string(100, '7'));
   EXPECT_EQ(melskfw_readVersionRommon(), version);
-  EXPECT_STREQ(version, "2.0 #4");
-  write(kSettings, "rommon_version =\nfpga_version = " + std::string(100, '7'));
-  EXPECT_STREQ(melskfw_readVersionRommon(), "");
+  EXPECT_STREQ(version, "");
   EXPECT_EQ(melskfw_readVersionFpga(), std::string(63, '7'));
 }
 
-TEST_F(PlatformFirmwareTest, StagingIsSeenByOthersAndKeepsTheRest) {
-  write(kSettings, "# mine\nupgrade_state_2 = 3\nboard_type = 1\n");
-  chmod(kSettings, 0640);
-  EXPECT_EQ(melskfw_upgradeStart(kFirmware), 0);
-  const std::string text = read(kSettings);
-  EXPECT_THAT(text, StartsWith("# mine\nboard_type = 1\n"));
-  EXPECT_THAT(text, HasSubstr("staged = /tmp/firmware\n"));
+TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheMode) {
+  write_file(kSettings, "# mine\nupgrade_state_2 = 3\nboard_type = 1\n");
+  chmod(kSettings.c_str(), 0640);
+  EXPECT_EQ(melskfw_upgradeStart(kFirmware.c_str()), 0);
+  EXPECT_THAT(read_file(kSettings), testing::StartsWith("# mine\nboard_type = 1\nstaged = /tmp/firmware\n"));
   for (int component = 0; component < 4; ++component) EXPECT_EQ(melskfw_getUpgState(component), 1);
-  struct stat after {};
-  stat(kSettings, &after);
-  EXPECT_EQ(after.st_mode & 07777U, 0640U);
-  EXPECT_EQ(logged, "");
+  EXPECT_EQ(std::filesystem::status(kSettings).permissions(), std::filesystem::perms(0640));
+  EXPECT_THAT(log_.take_lines(), testing::IsEmpty());
 }
 
-TEST_F(PlatformFirmwareTest, RefusedStagingChangesNothing) {
-  write("/tmp/fw\nboard_type = 1", "x");
+TEST_F(PlatformFirmwareTest, RefusedStagingChangesNothingAndPassesTheHostsGate) {
+  write_file("/tmp/fw\nboard_type = 1", "x");
   for (const char* path : {static_cast<const char*>(nullptr), "", "/tmp/none", "/tmp/fw\nboard_type = 1"}) {
-    logged.clear();
     EXPECT_NE(melskfw_upgradeStart(path), 0);
-    EXPECT_THAT(logged, StartsWith("9 melskfw_upgradeStart: cannot stage "));
-    EXPECT_EQ(read(kSettings), "");
+    EXPECT_THAT(log_.take_lines(),
+                testing::ElementsAre(testing::StartsWith("critical melskfw_upgradeStart|cannot stage ")));
+    EXPECT_EQ(read_file(kSettings), "");
   }
-  write(kSettings, "upgrade_result = -7\n");
-  EXPECT_EQ(melskfw_upgradeStart(kFirmware), -7);
+  log_.set_threshold(critical + 1);
+  EXPECT_NE(melskfw_upgradeStart("/tmp/none"), 0);
   setenv("COUPLER_PLATFORM", "/none/platform.conf", 1);
-  EXPECT_NE(melskfw_upgradeStart(kFirmware), 0);
-  EXPECT_EQ(melskfw_getUpgState(0), 0);
-}
-
-TEST_F(PlatformFirmwareTest, WithoutASettingsFileStagingLastsAsLongAsTheProcess) {
+  EXPECT_NE(melskfw_upgradeStart(kFirmware.c_str()), 0);
   unsetenv("COUPLER_PLATFORM");
-  EXPECT_EQ(melskfw_getUpgState(3), 0);
-  EXPECT_EQ(melskfw_upgradeStart(kFirmware), 0);
+  EXPECT_EQ(melskfw_upgradeStart(kFirmware.c_str()), 0);
   EXPECT_EQ(melskfw_getUpgState(3), 1);
-}
-
-TEST_F(PlatformFirmwareTest, LinesPassTheHostsGate) {
-  threshold_ = kCritical;
-  melskfw_upgradeStart(kFirmware);
-  EXPECT_EQ(logged, "");
-  melskfw_upgradeStart("/tmp/none");
-  EXPECT_NE(logged, "");
-  logged.clear();
-  melskfw_initBrantixDebug(kDebug, kInfo, kCritical, log_line, nullptr);
-  melskfw_upgradeStart("/tmp/none");
-  melskfw_initBrantixDebug(kDebug, kInfo, kCritical, nullptr, &threshold_);
-  melskfw_upgradeStart("/tmp/none");
-  EXPECT_EQ(logged, "");
+  EXPECT_THAT(log_.take_lines(), testing::IsEmpty());
 }
 
 }  // namespace
+}  // namespace coupler::test
