@@ -1,3 +1,4 @@
+// Files in the container format: how large they are, and positioned reads with the lines that tell of their failures.
 #include "container/file.h"
 
 #include <algorithm>
@@ -9,37 +10,25 @@
 #include "support/handle.h"
 
 namespace coupler::container {
+namespace {
 
-ssize_t read_at(std::FILE* file, uint64_t position, void* buf, size_t n) {
+using Read = ReadResult (*)(std::FILE* file, uint64_t position, void* to, size_t size);
+
+ReadResult read_by(Read read, std::FILE* file, uint64_t position, void* to, size_t size) {
   constexpr const char* kOperation = "get_orvix_descriptor";
   if (file == nullptr) {
     LOG_LINE(info, kOperation, "ERROR: %s: inFp is null", kOperation);
-    return -1;
+    return {ReadResult::kNotPositioned, 0};
   }
-  if (fseeko(file, static_cast<off_t>(position), SEEK_SET) != 0) {
+  const ReadResult result = read(file, position, to, size);
+  if (result.state == ReadResult::kNotPositioned) {
     LOG_LINE(info, kOperation, "ERROR: %s: failed to seek inOffset %d, %s", kOperation, static_cast<int>(position),
              std::strerror(errno));
-    return -1;
   }
-  std::clearerr(file);
-  return static_cast<ssize_t>(std::fread(buf, 1, n, file));
+  return result;
 }
 
-bool read_all_there_is(std::FILE* file, uint64_t position, void* buf, size_t n) {
-  return read_at(file, position, buf, n) >= 0 && std::ferror(file) == 0;
-}
-
-std::optional<ObjectHead> read_head(std::FILE* file, uint64_t position) {
-  orvix_object object = {};
-  if (read_at(file, position, &object, sizeof(object)) < 0) return std::nullopt;
-  return std::ferror(file) == 0 ? decode_head(object) : ObjectHead{orvix_object_null, 0, 0};
-}
-
-}  // namespace coupler::container
-
-using namespace coupler;
-
-uint64_t getFileSize(const char* path) {
+uint64_t file_size(const char* path) {
   constexpr const char* kOperation = "getFileSize";
   if (path == nullptr) {
     LOG_LINE(info, kOperation, "ERROR: %s: inFilename is null", kOperation);
@@ -50,15 +39,48 @@ uint64_t getFileSize(const char* path) {
     LOG_LINE(info, kOperation, "ERROR: %s: unable to open file %s, %s", kOperation, path, std::strerror(errno));
     return 0;
   }
-  const int rc = fseeko(file.get(), 0, SEEK_END);
-  if (rc != 0) {
-    LOG_LINE(info, kOperation, "ERROR: %s: failed to seek file %s, rc %d, %s", kOperation, path, rc,
-             std::strerror(errno));
-    return 0;
-  }
-  return static_cast<uint64_t>(std::max<off_t>(ftello(file.get()), 0));
+  return size_of(file.get(), path);
 }
 
+// The stream is what its users know: it moves.
+int read_descriptor(std::FILE* file, uint32_t offset, void* to, uint32_t size) {
+  const ReadResult result = read_by(seek_and_read, file, offset, to, std::min<uint32_t>(size, INT_MAX));
+  return result.state == ReadResult::kNotPositioned ? -1 : static_cast<int>(result.size);
+}
+
+}  // namespace
+
+ReadResult read_at(std::FILE* file, uint64_t position, void* to, size_t size) {
+  return read_by(coupler::read_at, file, position, to, size);
+}
+
+uint64_t size_of(std::FILE* file, const char* path) {
+  constexpr const char* kOperation = "getFileSize";
+  const off_t size = ::lseek(::fileno(file), 0, SEEK_END);
+  if (size < 0) {
+    LOG_LINE(info, kOperation, "ERROR: %s: failed to seek file %s, rc %d, %s", kOperation, path, -1,
+             std::strerror(errno));
+  }
+  return static_cast<uint64_t>(std::max<off_t>(size, 0));
+}
+
+std::optional<Object> object_at(std::FILE* file, uint64_t position) {
+  orvix_object object = {};
+  const ReadResult result = read_at(file, position, &object, sizeof(object));
+  if (result.state == ReadResult::kNotPositioned) return std::nullopt;
+  return Object{position, ObjectHead(result.state == ReadResult::kDone ? object : orvix_object{})};
+}
+
+std::optional<Object> first_object(std::FILE* file, uint64_t base) { return object_at(file, base + kFileGuidSize); }
+
+std::optional<Object> first_child(std::FILE* file, const Object& parent) {
+  return object_at(file, parent.payload_at());
+}
+
+}  // namespace coupler::container
+
+uint64_t getFileSize(const char* path) { return coupler::container::file_size(path); }
+
 int get_orvix_descriptor(FILE* fp, uint32_t offset, void* buf, uint32_t n) {
-  return static_cast<int>(container::read_at(fp, offset, buf, std::min<uint32_t>(n, INT_MAX)));
+  return coupler::container::read_descriptor(fp, offset, buf, n);
 }

@@ -1,24 +1,38 @@
+// Objects of a container where they stand in a file.
 #pragma once
-
-#include <sys/types.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 
 #include "container/format.h"
+#include "support/read_at.h"
 
 namespace coupler::container {
 
-/// Reads up to `n` bytes at `position` into `buf`: the one way into a container file.
-/// @return number of bytes read; -1, with a line at info, when there is no file or it cannot be positioned
-ssize_t read_at(std::FILE* file, uint64_t position, void* buf, size_t n);
+/// Reads `size` bytes at `position`; logs a line when there is no file or it cannot be positioned.
+ReadResult read_at(std::FILE* file, uint64_t position, void* to, size_t size);
 
-/// As `read_at`, for content: a file that ends early is fine, an input error is not. @return whether it went well
-bool read_all_there_is(std::FILE* file, uint64_t position, void* buf, size_t n);
+/// Tells an open file's size, or 0 with a line that gives its path.
+uint64_t size_of(std::FILE* file, const char* path);
 
-/// Reads the object head at `position`; bytes that the file lacks are zero. @return a null object after an input error;
-/// nothing where `read_at` fails
-std::optional<ObjectHead> read_head(std::FILE* file, uint64_t position);
+/// An object where it stands.
+struct Object {
+  uint64_t position;
+  ObjectHead head;
+
+  uint64_t header_at() const { return position + kHeadSize; }
+  uint64_t payload_at() const { return header_at() + head.header_length(); }
+};
+
+/// Reads the head of the object at `position`; what the file lacks of it, or does not give away, is zero.
+/// @return nothing when the file cannot be positioned
+std::optional<Object> object_at(std::FILE* file, uint64_t position);
+
+/// The first object of the container at `base`.
+std::optional<Object> first_object(std::FILE* file, uint64_t base = 0);
+
+/// The first object of the payload of `parent`.
+std::optional<Object> first_child(std::FILE* file, const Object& parent);
 
 }  // namespace coupler::container

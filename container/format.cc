@@ -1,3 +1,4 @@
+// The types of object, and what their descriptors say.
 #include "container/format.h"
 
 #include "brantix/frame.h"
@@ -19,9 +20,8 @@ const uint8_t* const orvix_guid[] = {
 };
 #undef OBJECT
 
+namespace coupler::container {
 namespace {
-
-using namespace coupler::container;
 
 #define OBJECT(number, constant, guid, name, ...) name,
 constexpr const char* kNames[] = {
@@ -43,21 +43,13 @@ uint64_t padding_length(const uint8_t* payload, uint64_t length) {
 }
 
 }  // namespace
-
-namespace coupler::container {
-
-ObjectHead decode_head(const orvix_object& object) {
-  return {orvix_get_object_type(object.guid), orvix_desc_get_header_len(&object.desc),
-          orvix_desc_get_payload_len(&object.desc)};
-}
-
 }  // namespace coupler::container
 
-int orvix_is_file_guid(const void* guid) { return same_guid(guid, orvix_file_guid); }
+int orvix_is_file_guid(const void* guid) { return coupler::container::same_guid(guid, orvix_file_guid); }
 
 int orvix_get_object_type(const void* object) {
   for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) {
-    if (same_guid(object, orvix_guid[type])) return type;
+    if (coupler::container::same_guid(object, orvix_guid[type])) return type;
   }
   return ORVIX_TYPE_UNKNOWN;
 }
@@ -71,26 +63,26 @@ orvix_desc* orvix_object_get_descriptor(orvix_object* object) { return &object->
 
 const char* orvix_object_get_name(const orvix_object* object) {
   const int type = orvix_get_object_type(object->guid);
-  return type == ORVIX_TYPE_UNKNOWN ? "Unknown" : kNames[type];
+  return type == ORVIX_TYPE_UNKNOWN ? "Unknown" : coupler::container::kNames[type];
 }
 
 uint64_t orvix_desc_get_header_len(const orvix_desc* desc) {
-  return (desc->headerUnits[0] | static_cast<uint64_t>(desc->headerUnits[1]) << 8) * kUnit;
+  return (desc->headerUnits[0] | static_cast<uint64_t>(desc->headerUnits[1]) << 8) * coupler::container::kUnit;
 }
 
 uint64_t orvix_desc_get_payload_len(const orvix_desc* desc) {
   uint64_t units = 0;
   for (int i = 4; i >= 0; --i) units = units << 8 | desc->payloadUnits[i];
-  const uint64_t length = units * kUnit;
+  const uint64_t length = units * coupler::container::kUnit;
   if (length >= 0x80000000) T_log(1, "orvix_desc_get_payload_len bounds error");
   return length;
 }
 
 uint64_t orvix_desc_get_stripped_payload_len(const orvix_desc* desc) {
   const uint64_t length = orvix_desc_get_payload_len(desc);
-  if ((desc->flags & kPadded) == 0 || length < kUnit) return length;
+  if ((desc->flags & coupler::container::kPadded) == 0 || length < coupler::container::kUnit) return length;
   const auto* payload = reinterpret_cast<const uint8_t*>(desc) + sizeof(*desc) + orvix_desc_get_header_len(desc);
-  return length - padding_length(payload, length);
+  return length - coupler::container::padding_length(payload, length);
 }
 
 uint32_t log_base_two64(int64_t value) {

@@ -1,10 +1,11 @@
+// The container format in bytes, and the head of an object decoded.
 #pragma once
 
 #include <cstdint>
 
 #include "brantix/container.h"
 
-/// The container format in bytes. Numbers are little-endian; every length is a multiple of 16.
+/// Numbers are little-endian; every length is a multiple of 16.
 ///
 ///   container:   0 file GUID    16 first object ...
 ///   object:      0 type GUID    16 descriptor    32 header (H bytes)    32 + H payload (P bytes)
@@ -18,13 +19,17 @@ constexpr uint64_t kHeadSize = sizeof(orvix_object);
 constexpr uint64_t kUnit = 16;
 constexpr uint8_t kPadded = 2;  // flag: the payload ends in PKCS#7 padding
 
-/// The head of an object, decoded.
+/// The head of an object.
 struct ObjectHead {
-  int type;  // type number, or ORVIX_TYPE_UNKNOWN
-  uint64_t header_length;
-  uint64_t payload_length;
-};
+  explicit ObjectHead(const orvix_object& object) : type(orvix_get_object_type(object.guid)), descriptor(object.desc) {}
 
-ObjectHead decode_head(const orvix_object& object);
+  uint64_t header_length() const { return orvix_desc_get_header_len(&descriptor); }
+
+  /// Asked once by whoever needs it, since a length out of bounds is traced each time.
+  uint64_t payload_length() const { return orvix_desc_get_payload_len(&descriptor); }
+
+  int type;  // type number, or ORVIX_TYPE_UNKNOWN
+  orvix_desc descriptor;
+};
 
 }  // namespace coupler::container

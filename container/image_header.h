@@ -1,3 +1,4 @@
+// The image header record as a header in a container.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// The cursor over a container in memory.
 #include "brantix/container.h"
 
 void set_range(orvix_range* r, uint64_t start, uint64_t length) { *r = {start, start + length, start}; }

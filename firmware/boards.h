@@ -1,6 +1,6 @@
+// What the types of board carry.
 #pragma once
 
-/// What the types of board carry.
 namespace coupler::firmware {
 
 /// An NPU, which has a version file of its own, and a power sequencer, which counts in the package version.

@@ -1,3 +1,4 @@
+// Walks a firmware bundle: reports what it holds, and writes its parts as files.
 #include "firmware/bundle.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "brantix/container.h"
 #include "container/file.h"
 #include "container/image_header.h"
 #include "firmware/parts.h"
@@ -24,8 +26,8 @@ bool is_script(std::string_view name) { return name == "verify_firmware.py" || n
 /// The texts of the caller's header buffer. One that is not terminated in its field runs on, to the record's end.
 class HeaderTexts {
  public:
-  explicit HeaderTexts(const BundleReport& report) {
-    std::memcpy(bytes_, report.header, std::min(report.header_capacity, sizeof(ImageHeader)));
+  explicit HeaderTexts(const BundleOutputs& outputs) {
+    std::memcpy(bytes_, outputs.header, std::min(outputs.header_capacity, sizeof(ImageHeader)));
   }
   const char* at(size_t offset) const { return bytes_ + offset; }
 
@@ -33,10 +35,19 @@ class HeaderTexts {
   char bytes_[sizeof(ImageHeader) + 1] = {};
 };
 
+// As if the file had been looked for, measured and opened one after the other.
+void log_unopenable(const char* path) {
+  if (exists(path)) {
+    getFileSize(path);
+  } else {
+    LOG_LINE(info, "extract_firmware_info", "ERROR: failed to access file %s\n", or_null(path));
+  }
+}
+
 class BundleWalk {
  public:
-  BundleWalk(std::FILE* bundle, uint64_t end, const BundleReport& report)
-      : bundle_(bundle), end_(end), report_(report) {}
+  BundleWalk(std::FILE* bundle, uint64_t end, const BundleOutputs& outputs)
+      : bundle_(bundle), end_(end), outputs_(outputs) {}
 
   bool run(uint64_t base);
 
@@ -53,7 +64,7 @@ class BundleWalk {
 
   std::FILE* bundle_;
   uint64_t end_;
-  const BundleReport& report_;
+  const BundleOutputs& outputs_;
   int parts_ = 0;
   int files_ = 0;
   char image_name_[64] = "";
@@ -63,9 +74,9 @@ bool BundleWalk::run(uint64_t base) {
   auto position = first_part(base);
   if (!position) return false;
   for (; *position < end_ && parts_ < kMostParts; ++parts_) {
-    const auto head = container::read_head(bundle_, *position);
-    if (!head) return false;
-    const Part part{bundle_, *position, *head};
+    const auto object = container::object_at(bundle_, *position);
+    if (!object) return false;
+    const Part part(bundle_, *object);
     if (!take(part)) return false;
     position = part.end();
   }
@@ -73,36 +84,35 @@ bool BundleWalk::run(uint64_t base) {
 }
 
 std::optional<uint64_t> BundleWalk::first_part(uint64_t base) const {
-  const auto signature = container::read_head(bundle_, base + container::kFileGuidSize);
+  const auto signature = container::first_object(bundle_, base);
   if (!signature) return std::nullopt;
-  if (signature->type != orvix_object_zeltasignature) {
-    LOG_LINE(info, kWalk, "ERROR: not orvix_object_zeltasignature object type %d\n", signature->type);
+  if (signature->head.type != orvix_object_zeltasignature) {
+    LOG_LINE(info, kWalk, "ERROR: not orvix_object_zeltasignature object type %d\n", signature->head.type);
     return std::nullopt;
   }
-  VERBOSE_LINE(kWalk, "%s: headerLen0 %zu payloadLen0 %zu\n", kWalk, static_cast<size_t>(signature->header_length),
-               static_cast<size_t>(signature->payload_length));
-  const uint64_t controller_at = base + container::kFileGuidSize + container::kHeadSize + signature->header_length;
-  const auto controller = container::read_head(bundle_, controller_at);
+  const size_t length0 = signature->head.payload_length();
+  VERBOSE_LINE(kWalk, "%s: headerLen0 %zu payloadLen0 %zu\n", kWalk, signature->head.header_length(), length0);
+  const auto controller = container::first_child(bundle_, *signature);
   if (!controller) return std::nullopt;
-  if (controller->type != orvix_object_controllertype) {
-    LOG_LINE(info, kWalk, "ERROR: expect controller type but got %d\n", controller->type);
+  if (controller->head.type != orvix_object_controllertype) {
+    LOG_LINE(info, kWalk, "ERROR: expect controller type but got %d\n", controller->head.type);
     return std::nullopt;
   }
-  VERBOSE_LINE(kWalk, "%s: headerLen1 %zu payloadLen1 %zu\n", kWalk, static_cast<size_t>(controller->header_length),
-               static_cast<size_t>(controller->payload_length));
-  return controller_at + container::kHeadSize + controller->header_length;
+  const size_t length1 = controller->head.payload_length();
+  VERBOSE_LINE(kWalk, "%s: headerLen1 %zu payloadLen1 %zu\n", kWalk, controller->head.header_length(), length1);
+  return controller->payload_at();
 }
 
 bool BundleWalk::take(const Part& part) {
-  if (const FirmwareKind* kind = firmware_kind(part.head.type)) return take_firmware(part, *kind);
-  switch (part.head.type) {
+  if (const FirmwareKind* kind = firmware_kind(part.object.head.type)) return take_firmware(part, *kind);
+  switch (part.object.head.type) {
     case orvix_object_imageheader:
       return take_image_header(part);
     case orvix_object_imagefile:
     case orvix_object_textfile:
       return take_image_file(part);
     default:
-      LOG_LINE(info, kWalk, "%s: invalid object type %d\n", kWalk, part.head.type);
+      LOG_LINE(info, kWalk, "%s: invalid object type %d\n", kWalk, part.object.head.type);
       return false;
   }
 }
@@ -110,28 +120,30 @@ bool BundleWalk::take(const Part& part) {
 bool BundleWalk::take_firmware(const Part& part, const FirmwareKind& kind) {
   const auto text = PartText::read(part);
   if (!text) return false;
-  kind.trace(text->whole());
-  report_.versions[kind.version].copy(text->name());
-  const char* directory = kind.fixed_directory != nullptr ? kind.fixed_directory : report_.directory;
+  if (cs_debug_verbose != 0) kind.trace.write(kWalk, kWalk, text->whole());
+  (outputs_.*kind.version).copy(text->name());
+  const char* directory = kind.fixed_directory != nullptr ? kind.fixed_directory : outputs_.directory;
   return write(part, *text, directory, FileName::from(kind.file_prefix, text->name()));
 }
 
 bool BundleWalk::take_image_header(const Part& part) {
   VERBOSE_LINE(kWalk, "%s: orvix_object_imageheader numParts %d outHeaderInfo %p\n", kWalk, parts_,
-               static_cast<void*>(report_.header));
-  if (report_.header == nullptr) return true;
-  *report_.header_length = container::image_header_size(part.head.header_length, report_.header_capacity);
-  if (!container::read_all_there_is(bundle_, part.header_at(), report_.header, *report_.header_length)) {
+               static_cast<void*>(outputs_.header));
+  if (outputs_.header == nullptr) return true;
+  *outputs_.header_length = container::image_header_size(part.object.head.header_length(), outputs_.header_capacity);
+  const ReadResult result =
+      container::read_at(bundle_, part.object.header_at(), outputs_.header, *outputs_.header_length);
+  if (result.state != ReadResult::kDone) {
     LOG_LINE(info, kWalk, "%s: orvix_object_imageheader ERROR failed to get header\n", kWalk);
     return false;
   }
-  const HeaderTexts texts(report_);
+  const HeaderTexts texts(outputs_);
   Text(image_name_).copy(texts.at(offsetof(ImageHeader, filename)));
   VERBOSE_LINE(kWalk, "%s: orvix_object_imageheader filename %s version %s platform_version %s imageName %s\n", kWalk,
                texts.at(offsetof(ImageHeader, filename)), texts.at(offsetof(ImageHeader, version)),
                texts.at(offsetof(ImageHeader, platform_version)), image_name_);
-  report_.package_version.copy(texts.at(offsetof(ImageHeader, version)));
-  return report_.directory == nullptr || write_header();
+  outputs_.package_version.copy(texts.at(offsetof(ImageHeader, version)));
+  return outputs_.only_versions() || write_header();
 }
 
 bool BundleWalk::take_image_file(const Part& part) {
@@ -140,19 +152,19 @@ bool BundleWalk::take_image_file(const Part& part) {
   VERBOSE_LINE(kWalk, "%s: orvix_object_imagefile %s\n", kWalk, text->whole());
   char name[64];
   Text(name).copy(text->name());
-  if (!is_script(name)) ++*report_.image_count;
-  const bool listing = report_.image_list != nullptr && files_ < report_.list_entries;
+  if (!is_script(name)) ++*outputs_.image_count;
+  const bool listing = outputs_.image_list != nullptr && files_ < outputs_.list_entries;
   VERBOSE_LINE(kWalk, "%s: orvix_object_imagefile fileIdx %d numVers %d imageList %p\n", kWalk, files_,
-               report_.list_entries, static_cast<void*>(report_.image_list));
+               outputs_.list_entries, static_cast<void*>(outputs_.image_list));
   if (listing) list(part, name);
-  return write(part, *text, report_.directory, FileName::from("", name));
+  return write(part, *text, outputs_.directory, FileName::from("", name));
 }
 
 void BundleWalk::list(const Part& part, const char* name) {
   VERBOSE_LINE(kWalk, "%s: orvix_object_imagefile fileIdx %d scriptName %s imageName %s-\n", kWalk, files_, name,
                image_name_);
-  const auto room = static_cast<size_t>(std::max(report_.entry_size, 0));
-  Text(report_.image_list + kListStride * static_cast<size_t>(files_), room).copy(name);
+  const auto room = static_cast<size_t>(std::max(outputs_.entry_size, 0));
+  Text(outputs_.image_list + kListStride * static_cast<size_t>(files_), room).copy(name);
   ++files_;
   if (image_name_[0] == '\0' || std::strcmp(name, image_name_) != 0) return;
   VERBOSE_LINE(kWalk, "%s: match up ...\n", kWalk);
@@ -165,32 +177,32 @@ void BundleWalk::look_into(const Part& part) const {
   char header[sizeof(ImageHeader)] = {};
   size_t header_length = 0;
   int image_count = 0;
-  BundleReport report = report_;
-  report.header = header;
-  report.header_capacity = sizeof(header);
-  report.header_length = &header_length;
-  report.directory = nullptr;
-  report.image_count = &image_count;
-  report.image_list = nullptr;
-  report.list_entries = 0;
-  report.entry_size = 0;
-  BundleWalk(bundle_, end_, report).run(part.payload_at());
+  BundleOutputs outputs = outputs_;
+  outputs.header = header;
+  outputs.header_capacity = sizeof(header);
+  outputs.header_length = &header_length;
+  outputs.directory = nullptr;
+  outputs.image_count = &image_count;
+  outputs.image_list = nullptr;
+  outputs.list_entries = 0;
+  outputs.entry_size = 0;
+  BundleWalk(bundle_, end_, outputs).run(part.object.payload_at());
 }
 
-// A file that cannot be written ends the walk, unless the caller only asked for the versions.
+// A file that cannot be written ends the walk, unless only versions are asked.
 bool BundleWalk::write(const Part& part, const PartText& text, const char* directory,
                        std::optional<FileName> name) const {
   if (!text.has_size() || directory == nullptr) return true;
   const Written written = write_part(part, text, directory, name);
-  return written == Written::kYes || (written == Written::kUnwritable && report_.directory == nullptr);
+  return written == Written::kYes || (written == Written::kUnwritable && outputs_.only_versions());
 }
 
 bool BundleWalk::write_header() const {
   char path[256];
-  Text(path).format("%s/hdr", report_.directory);
+  Text(path).format("%s/hdr", outputs_.directory);
   if (is_another_file(bundle_, path)) {
     OutputFile file(path);
-    if (file && file.write(report_.header, report_.header_capacity) && file.commit()) return true;
+    if (file && file.write(outputs_.header, outputs_.header_capacity) && file.commit()) return true;
   }
   log_unwritable(path);
   return false;
@@ -198,8 +210,19 @@ bool BundleWalk::write_header() const {
 
 }  // namespace
 
-bool walk_bundle(std::FILE* bundle, uint64_t end, uint64_t base, const BundleReport& report) {
-  return BundleWalk(bundle, end, report).run(base);
+bool walk_bundle(std::FILE* bundle, uint64_t end, uint64_t base, const BundleOutputs& outputs) {
+  return BundleWalk(bundle, end, outputs).run(base);
+}
+
+bool read_bundle(const char* path, const BundleOutputs& outputs) {
+  const File file = path == nullptr ? File() : open_for_reading(path);
+  if (!file) {
+    log_unopenable(path);
+    return false;
+  }
+  const uint64_t size = std::min<uint64_t>(container::size_of(file.get(), path), UINT32_MAX);
+  const bool whole = walk_bundle(file.get(), size, 0, outputs);
+  return whole && size > 0;  // a size that could not be told would pass for a bundle without parts
 }
 
 }  // namespace coupler::firmware
@@ -209,21 +232,23 @@ int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, void* hdr, size_t
                         char* fpgaVersion, size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity,
                         char* lanSpiVersion, size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity,
                         const char* outDir, int* imageCount, char* imageList, int numVers, int entrySize) {
-  const coupler::firmware::BundleReport report{static_cast<char*>(hdr),
-                                               hdrCapacity,
-                                               hdrLen,
-                                               {packageVersion, packageVersionCapacity},
-                                               {{rommonVersion, rommonCapacity},
-                                                {fpgaVersion, fpgaCapacity},
-                                                {pseqVersion, pseqCapacity},
-                                                {lanSpiVersion, lanSpiCapacity},
-                                                {ssdVersion, ssdCapacity}},
-                                               outDir,
-                                               imageCount,
-                                               imageList,
-                                               numVers,
-                                               entrySize};
-  return coupler::firmware::walk_bundle(fp, end, base, report) ? 0 : -1;
+  return coupler::firmware::walk_bundle(fp, end, base,
+                                        {static_cast<char*>(hdr),
+                                         hdrCapacity,
+                                         hdrLen,
+                                         {packageVersion, packageVersionCapacity},
+                                         {rommonVersion, rommonCapacity},
+                                         {fpgaVersion, fpgaCapacity},
+                                         {pseqVersion, pseqCapacity},
+                                         {lanSpiVersion, lanSpiCapacity},
+                                         {ssdVersion, ssdCapacity},
+                                         outDir,
+                                         imageCount,
+                                         imageList,
+                                         numVers,
+                                         entrySize})
+             ? 0
+             : -1;
 }
 
 int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, size_t* hdrLen, char* packageVersion,
@@ -231,16 +256,20 @@ int32_t extract_firmware_info(const char* path, void* hdr, size_t hdrCapacity, s
                               char* fpgaVersion, size_t fpgaCapacity, char* pseqVersion, size_t pseqCapacity,
                               char* lanSpiVersion, size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity,
                               const char* outDir, int* imageCount, char* imageList, int numVers, int entrySize) {
-  if (!coupler::exists(path)) {
-    LOG_LINE(info, "extract_firmware_info", "ERROR: failed to access file %s\n", coupler::or_null(path));
-    return -1;
-  }
-  const uint64_t size = std::min<uint64_t>(getFileSize(path), UINT32_MAX);  // positions in a bundle are 32-bit
-  const coupler::File file = coupler::open_for_reading(path);
-  if (!file) return -1;
-  const int32_t result = extract_fw_info(
-      file.get(), static_cast<uint32_t>(size), 0, hdr, hdrCapacity, hdrLen, packageVersion, packageVersionCapacity,
-      rommonVersion, rommonCapacity, fpgaVersion, fpgaCapacity, pseqVersion, pseqCapacity, lanSpiVersion,
-      lanSpiCapacity, ssdVersion, ssdCapacity, outDir, imageCount, imageList, numVers, entrySize);
-  return size == 0 ? -1 : result;  // a size that could not be told would pass for a bundle without parts
+  return coupler::firmware::read_bundle(path, {static_cast<char*>(hdr),
+                                               hdrCapacity,
+                                               hdrLen,
+                                               {packageVersion, packageVersionCapacity},
+                                               {rommonVersion, rommonCapacity},
+                                               {fpgaVersion, fpgaCapacity},
+                                               {pseqVersion, pseqCapacity},
+                                               {lanSpiVersion, lanSpiCapacity},
+                                               {ssdVersion, ssdCapacity},
+                                               outDir,
+                                               imageCount,
+                                               imageList,
+                                               numVers,
+                                               entrySize})
+             ? 0
+             : -1;
 }

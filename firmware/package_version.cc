@@ -1,3 +1,4 @@
+// Composes the version of the firmware package from those of its components.
 #include "firmware/package_version.h"
 
 #include <algorithm>

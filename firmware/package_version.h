@@ -1,3 +1,4 @@
+// The version of the firmware package that its components make.
 #pragma once
 
 #include "support/text.h"

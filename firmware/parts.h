@@ -1,3 +1,4 @@
+// The parts of a firmware bundle: their kinds, the texts in their headers, and their files.
 #pragma once
 
 #include <cstdint>
@@ -6,32 +7,34 @@
 #include <optional>
 #include <string_view>
 
-#include "container/format.h"
+#include "container/file.h"
+#include "firmware/bundle.h"
+#include "frame/message.h"
 #include "support/file_name.h"
 
-/// The parts of a firmware bundle.
 namespace coupler::firmware {
 
 constexpr const char* kWalk = "extract_fw_info";  // the operation under which the walk logs
 
 /// A part where it stands in the bundle.
 struct Part {
-  std::FILE* bundle;
-  uint64_t position;  // of the part's head
-  container::ObjectHead head;
+  Part(std::FILE* in, const container::Object& found)
+      : bundle(in), object(found), payload_length(found.head.payload_length()) {}
 
-  uint64_t header_at() const { return position + container::kHeadSize; }
-  uint64_t payload_at() const { return header_at() + head.header_length; }
-  uint64_t end() const { return payload_at() + head.payload_length; }
+  uint64_t end() const { return object.payload_at() + payload_length; }
+
+  std::FILE* bundle;
+  container::Object object;
+  uint64_t payload_length;
 };
 
 /// The kinds of firmware part that a bundle carries, one row per type.
 struct FirmwareKind {
   int type;
-  size_t version;               // index of the version that it reports
+  LogMessage<const char*, const char*> trace;  // the operation and the header's text
+  Text BundleOutputs::*version;
   const char* file_prefix;      // of the part's file, before its version
   const char* fixed_directory;  // where its file goes in any case; null: to the output directory, if there is one
-  void (*trace)(const char* header);
 };
 
 /// @return the row of `type`, or null
@@ -57,7 +60,8 @@ class PartText {
 
 enum class Written { kYes, kMalformed, kUnwritable };
 
-/// Writes the file of `part`, its payload's first `text.size()` bytes. Bytes that the bundle lacks are zero.
+/// Makes the file of `part`, its payload's first `text.size()` bytes; bytes that the bundle lacks are zero. A file that
+/// is in place byte for byte is not written again.
 Written write_part(const Part& part, const PartText& text, const char* directory, std::optional<FileName> name);
 
 /// Logs why the file at `path` could not be written, from errno.

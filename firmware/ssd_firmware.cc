@@ -1,3 +1,4 @@
+// Takes the firmware of the fitted drive out of an SSD firmware file.
 #include "firmware/ssd_firmware.h"
 
 #include <algorithm>
@@ -6,10 +7,12 @@
 #include <cstring>
 
 #include "brantix/firmware.h"
+#include "firmware/fitted_ssd.h"
 #include "frame/log.h"
 #include "support/copy.h"
 #include "support/file_name.h"
 #include "support/handle.h"
+#include "support/read_at.h"
 #include "support/text.h"
 
 namespace coupler::firmware {
@@ -42,11 +45,12 @@ constexpr const char* kOperation = "SCI_extractSsdfirmwareBinary";
 template <size_t kCapacity>
 bool read_text(std::FILE* file, uint64_t offset, char (&text)[kCapacity], size_t size = kCapacity - 1) {
   std::memset(text, 0, kCapacity);
-  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0 && std::fread(text, 1, size, file) > 0;
+  return read_at(file, offset, text, size).size > 0;
 }
 
-std::string_view fitted_model() {
-  return {equipped_ssd_model_num, strnlen(equipped_ssd_model_num, sizeof(equipped_ssd_model_num))};
+bool is_listed(std::string_view models) {
+  const auto fitted = fitted_ssd_model();
+  return models.find({fitted.data(), ::strnlen(fitted.data(), fitted.size())}) != models.npos;
 }
 
 bool write_binary(std::FILE* file, uint64_t offset, std::optional<uint64_t> length, const char* version) {
@@ -59,7 +63,8 @@ bool write_binary(std::FILE* file, uint64_t offset, std::optional<uint64_t> leng
   if (!length || !read_text(file, offset, first)) return false;
   char path[256];
   name->path_in("/mnt/boot/equipped_ssd_firmware", path);
-  return copy_to_file(file, offset, *length, path);
+  const Piece binary{file, offset, *length};
+  return is_copy(binary, path) || copy_to_file(binary, path);
 }
 
 // Reports each field as soon as it is known: what was read before a failure stays in the record.
@@ -73,13 +78,23 @@ bool extract(std::FILE* file, FirmwareInfo& report) {
   if (!read_text(file, kCountAt, digits)) return false;
   const auto count = model_count(digits);
   if (!count || !read_text(file, kModelsAt, models, kTextSize * *count)) return false;
-  if (std::string_view(models).find(fitted_model()) == std::string_view::npos) return true;
+  if (!is_listed(models)) return true;
   report.ssdMatched = 1;
   if (!read_text(file, length_at(*count), text)) return false;
   const auto length = binary_length(text);
   if (!read_text(file, version_at(*count), text)) return false;
   Text(report.ssdVersion).fill(without_padding(text));
   return write_binary(file, binary_at(*count), length, report.ssdVersion);
+}
+
+int32_t extract_from(const char* path, FirmwareInfo& report) {
+  Text(report.ssdVersion).clear();
+  Text(report.ssdModel).clear();
+  report.ssdMatched = 0;
+  const File file = path == nullptr ? File() : open_for_reading(path);
+  if (!file) return -1;
+  get_equipped_ssd_modelNumber();
+  return extract(file.get(), report) ? 0 : -1;
 }
 
 }  // namespace
@@ -90,11 +105,5 @@ int32_t SCI_extractSsdfirmwareBinary(const char* path, FirmwareInfo* aOutInfo) {
     LOG_LINE(info, coupler::firmware::kOperation, "ERROR: aOutInfo is null\n");
     return -1;
   }
-  coupler::Text(aOutInfo->ssdVersion).clear();
-  coupler::Text(aOutInfo->ssdModel).clear();
-  aOutInfo->ssdMatched = 0;
-  const coupler::File file = path == nullptr ? coupler::File() : coupler::open_for_reading(path);
-  if (!file) return -1;
-  get_equipped_ssd_modelNumber();
-  return coupler::firmware::extract(file.get(), *aOutInfo) ? 0 : -1;
+  return coupler::firmware::extract_from(path, *aOutInfo);
 }

@@ -1,3 +1,4 @@
+// The format of SSD firmware files.
 #pragma once
 
 #include <cstddef>

@@ -50,23 +50,23 @@ inline bool exists(const char* path) {
   return path != nullptr && ::access(path, F_OK) == 0;
 }
 
+/// What `call` returns once no signal interrupts it.
+template <typename Call>
+auto resumed(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
 /// Opens `path` with these `flags` and O_CLOEXEC, and never waits for it: of a pipe without another end, reading finds
 /// nothing and writing fails. A regular file is read and written as ever. On failure errno tells why.
 inline Descriptor open_at_once(const char* path, int flags, mode_t permissions = 0666) {
-  int descriptor;
-  do {
-    descriptor = ::open(path, flags | O_CLOEXEC | O_NONBLOCK, permissions);
-  } while (descriptor < 0 && errno == EINTR);
-  return Descriptor(descriptor);
+  return Descriptor(resumed([=] { return ::open(path, flags | O_CLOEXEC | O_NONBLOCK, permissions); }));
 }
 
 /// One read, resumed when a signal interrupts it. @return number of bytes, 0 at the end, -1 with the reason in errno
 inline ssize_t read_some(int descriptor, void* to, size_t size) {
-  ssize_t got;
-  do {
-    got = ::read(descriptor, to, size);
-  } while (got < 0 && errno == EINTR);
-  return got;
+  return resumed([=] { return ::read(descriptor, to, size); });
 }
 
 /// Opens a file for binary reading. On failure the result is empty and errno tells why.

@@ -13,6 +13,7 @@ namespace coupler {
 /// takes nothing.
 class Text {
  public:
+  Text() : Text(nullptr, 0) {}
   template <size_t N>
   Text(char (&array)[N]) : data_(array), capacity_(N) {}  // NOLINT(google-explicit-constructor): an array is a field
   Text(char* data, size_t capacity) : data_(data), capacity_(data == nullptr ? 0 : capacity) {}

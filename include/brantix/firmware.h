@@ -1,3 +1,4 @@
+// Firmware bundles, the upgrade, and what is running.
 #pragma once
 
 #include <stddef.h>
@@ -37,8 +38,11 @@ typedef struct FirmwareInfo {
  *
  * Files: rommon-VERSION, fpga-VERSION, PowerSequencer-VERSION, LanSpi-VERSION, NAME of an image or text file, and hdr,
  * which holds all of the header buffer; ssd-VERSION, always in /mnt/boot/ssd_firmwares. A path is cut to 255
- * characters. A file is whole: its size is the declared one, bytes that the bundle lacks are zero, and one that cannot
- * be written to its end is removed.
+ * characters. A file appears under its name when it is whole and on the disk: its size is the declared one, bytes that
+ * the bundle lacks are zero. Until then an older file of that name stays, which lends the new one its mode; one that
+ * already is the part, byte for byte, is not written again. A link, a device or a pipe with a reader at that name is
+ * written through, and not removed when that fails. A part more than 2 GiB of whose bytes the bundle lacks is
+ * malformed.
  *
  * @param path        the bundle
  * @param hdr         receives the image header; null: the header is skipped
@@ -83,14 +87,18 @@ BRANTIX_EXPORT int32_t extract_fw_info(FILE* fp, uint32_t end, uint32_t base, vo
                                        size_t lanSpiCapacity, char* ssdVersion, size_t ssdCapacity, const char* outDir,
                                        int* imageCount, char* imageList, int numVers, int entrySize);
 
-/** Model number of the fitted SSD, or the last word of it; empty until it is known. Process-wide, not locked. */
+/**
+ * Model number of the fitted SSD, or the last word of it; empty until it is known. Process-wide. The library writes it
+ * only when it changed, and its own operations never see it half written, whatever the threads; a host that reads it
+ * itself while another thread asks a drive that was exchanged may.
+ */
 BRANTIX_EXPORT extern char equipped_ssd_model_num[24];
 
 /**
  * Refreshes `equipped_ssd_model_num` from the second line of /tmp/ssd_fwInfo, which
  * `SCI_readCurrentFirmwareVersions` leaves behind: the last of its words, which "_" and blanks separate, cut to 23
- * characters. The line's last character counts as its line end. Without that line, or a word in it, the text stays as
- * it was.
+ * characters. Of a line its first 4096 characters count, the last one as its line end. Without that line, or a word in
+ * it, the text stays as it was.
  */
 BRANTIX_EXPORT void get_equipped_ssd_modelNumber(void);
 
@@ -99,8 +107,8 @@ BRANTIX_EXPORT void get_equipped_ssd_modelNumber(void);
  * other fields stay as they are. Writes no file but the bundle's SSD firmware, under /mnt/boot/ssd_firmwares.
  * `extract_firmware_info` describes the walk.
  *
- * @return 0; -1, with a line at info: the record is null, or the bundle cannot be read to its end (the record then
- *         holds what was read before)
+ * @return 0; -1, with a line at info: an argument is null (nothing has changed then), or the bundle cannot be read to
+ *         its end (the record then holds what was read before)
  */
 BRANTIX_EXPORT int32_t SCI_readFirmwareImageVersion(const char* path, FirmwareInfo* aOutInfo);
 

@@ -73,9 +73,17 @@ TEST_F(StagingTest, FailuresNameThePath) {
             "info SCI_readFirmwareImageVersion|ERROR: failed to extract firmware info from file " + bundle_ + "\n");
   EXPECT_EQ(SCI_readFirmwareImageVersion(bundle_.c_str(), nullptr), -1);
   EXPECT_THAT(log_.take_lines(), ElementsAre("info SCI_readFirmwareImageVersion|ERROR: aOutInfo is null\n"));
-  EXPECT_EQ(SCI_extractFirmwareImagePayload(nullptr, &record_, nullptr), -1);
-  EXPECT_EQ(log_.take_lines().back(),
-            "info SCI_extractFirmwareImagePayload|ERROR: failed to extract firmware info from file (null)\n");
+}
+
+TEST_F(StagingTest, NoPathLeavesTheRecord) {
+  const FirmwareInfo before = record_;
+  EXPECT_EQ(SCI_readFirmwareImageVersion(nullptr, &record_), -1);
+  EXPECT_EQ(SCI_extractFirmwareImagePayload(nullptr, &record_, "/tmp"), -1);
+  const std::string text = "|ERROR: failed to extract firmware info from file (null)\n";
+  EXPECT_THAT(log_.take_lines(),
+              ElementsAre("info SCI_readFirmwareImageVersion" + text, "info SCI_extractFirmwareImagePayload" + text));
+  EXPECT_EQ(std::memcmp(&before, &record_, sizeof(record_)), 0);
+  EXPECT_EQ(cs_debug_verbose, 1);
 }
 
 TEST_F(StagingTest, StagingPassesThePathOn) {

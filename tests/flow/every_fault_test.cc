@@ -98,6 +98,8 @@ const Kind kKinds[] = {{"open", Call::kOpen},
                        {"read, nothing can be mapped", Call::kRead, {Call::kMap}},
                        {"resize", Call::kResize},
                        {"seek, nothing can be mapped", Call::kSeek, {Call::kMap}},
+                       {"sync", Call::kSync},
+                       {"link", Call::kLink},
                        {"interruption", Call::kInterruption},
                        {"close", Call::kClose},
                        {"memory", Call::kMemory}};

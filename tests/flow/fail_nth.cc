@@ -115,12 +115,19 @@ ssize_t read(int descriptor, void* to, size_t n) {
   if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
   return fails(Call::kRead) ? failure<ssize_t>(-1, EIO) : hidden(read, "read")(descriptor, to, n);
 }
+ssize_t pread(int descriptor, void* to, size_t n, off_t offset) {
+  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
+  return fails(Call::kRead) ? failure<ssize_t>(-1, EIO) : hidden(pread, "pread")(descriptor, to, n, offset);
+}
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
   if (!fails(Call::kRead)) return hidden(fread, "fread")(to, size, n, file);
   const Unreadable unreadable(fileno(file));
   return hidden(fread, "fread")(to, size, n, file);
 }
 
+off_t lseek(int descriptor, off_t offset, int from) noexcept {
+  return fails(Call::kSeek) ? failure<off_t>(-1, EIO) : hidden(lseek, "lseek")(descriptor, offset, from);
+}
 int fseeko(FILE* file, off_t offset, int from) {
   return fails(Call::kSeek) ? failure(-1, EIO) : hidden(fseeko, "fseeko")(file, offset, from);
 }
@@ -138,6 +145,16 @@ ssize_t write(int descriptor, const void* from, size_t n) {
 
 int ftruncate(int descriptor, off_t size) noexcept {
   return fails(Call::kResize) ? failure(-1, EFBIG) : hidden(ftruncate, "ftruncate")(descriptor, size);
+}
+
+int fallocate(int descriptor, int mode, off_t offset, off_t size) {
+  if (fails(Call::kInterruption)) return failure(-1, EINTR);
+  return fails(Call::kResize) ? failure(-1, ENOSPC) : hidden(fallocate, "fallocate")(descriptor, mode, offset, size);
+}
+
+int fsync(int descriptor) { return fails(Call::kSync) ? failure(-1, EIO) : hidden(fsync, "fsync")(descriptor); }
+int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
+  return fails(Call::kLink) ? failure(-1, EIO) : hidden(linkat, "linkat")(from, old, to, name, flags);
 }
 
 // A descriptor is closed in any case.

@@ -6,7 +6,7 @@
 namespace coupler::test {
 
 /// Kinds of call that can be made to fail; fail_nth.cc says which calls are of which kind.
-enum class Call { kOpen, kRead, kSeek, kMap, kWrite, kResize, kClose, kMemory, kInterruption };
+enum class Call { kOpen, kRead, kSeek, kMap, kWrite, kResize, kSync, kLink, kClose, kMemory, kInterruption };
 
 /// For as long as it lives, the n-th call of a kind that this thread makes fails. One at a time.
 class Failing {
