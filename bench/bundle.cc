@@ -130,19 +130,14 @@ std::vector<Row> unpack_rows(const Shared& place) {
   };
 }
 
-/// A bundle whose payloads start at blocks: the texts of their headers are followed by as many zeros as that takes.
+/// A bundle whose payloads start at blocks.
 void make_aligned(const Place& place) {
-  constexpr size_t kBlock = 4096;
-  constexpr size_t kHead = sizeof(orvix_object);
   const std::string bytes = content();
   std::vector<pack::Object> parts;
-  size_t at = sizeof(orvix_file_guid) + 2 * kHead;
-  for (int i = 0; i < kParts; ++i) {
-    parts.push_back(pack::image_file(part_name(i), bytes));
-    parts.back().header.resize(kBlock - (at + kHead) % kBlock);
-    at = 0;
-  }
-  pack::write_file(pack::bundle(parts), place / "big");
+  for (int i = 0; i < kParts; ++i) parts.push_back(pack::image_file(part_name(i), bytes));
+  pack::Container container = pack::bundle(std::move(parts));
+  pack::align(container, 4096);
+  pack::write_file(container, place / "big");
 }
 
 /// Cost does not depend on the size where blocks are shared.

@@ -78,6 +78,18 @@ TEST(Builder, NestedContainerCountsAsTheContentOfItsPart) {
   EXPECT_EQ(outer.substr(outer.size() - render(inner).size()), render(inner));
 }
 
+TEST(Builder, PayloadsStartAtBlocksAndLeaveTheRestAsItWas) {
+  Container aligned =
+      bundle({image_header({}), rommon("1", std::string(5000, 'r')), fpga("2"), text_file("t", "text")});
+  align(aligned, 4096);
+  const std::string whole = render(aligned);
+  EXPECT_EQ(whole.find(std::string(5000, 'r')), 4096U);
+  EXPECT_EQ(whole.substr(12288, 5), std::string("text\0", 5));
+  EXPECT_EQ(whole.size(), 12288U + 16);
+  align(aligned, 4096);
+  EXPECT_EQ(render(aligned), whole);
+}
+
 class BuilderFiles : public testing::Test {
  protected:
   void SetUp() override { fs::create_directory(directory_); }

@@ -59,29 +59,43 @@ std::string head(const Object& object, uint64_t header_units, uint64_t payload_u
   return bytes;
 }
 
-void write(const std::vector<Object>& objects, const Sink& sink);
+void write(const std::vector<Object>& objects, const Sink& sink, const Copy& files);
 
-void write(const Payload& payload, const Sink& sink) {
+void write(const Payload& payload, const Sink& sink, const Copy& files) {
   std::visit(Overload{[&](const std::string& bytes) { sink(bytes); },  //
-                      [&](const File& from) { copy(from, sink); },
-                      [&](const std::vector<Object>& children) { write(children, sink); },
-                      [&](const Container& container) { pack::write(container, sink); }},
+                      [&](const File& from) { files(from, sink); },
+                      [&](const std::vector<Object>& children) { write(children, sink, files); },
+                      [&](const Container& container) { pack::write(container, sink, files); }},
              payload);
 }
 
-void write(const Object& object, const Sink& sink) {
+void write(const Object& object, const Sink& sink, const Copy& files) {
   const uint64_t length = pack::size(object.payload);
   const uint64_t fill = payload_padding(object, length);
   const uint64_t header_length = object.header.size() + padding(object.header.size());
   sink(head(object, header_length / kUnit, (length + fill) / kUnit));
   sink(object.header);
   sink(std::string(padding(object.header.size()), '\0'));
-  write(object.payload, sink);
+  write(object.payload, sink, files);
   sink(std::string(fill, static_cast<char>(object.pkcs7 ? fill : 0)));
 }
 
-void write(const std::vector<Object>& objects, const Sink& sink) {
-  for (const Object& object : objects) write(object, sink);
+void write(const std::vector<Object>& objects, const Sink& sink, const Copy& files) {
+  for (const Object& object : objects) write(object, sink, files);
+}
+
+void align(std::vector<Object>& objects, uint64_t at, uint64_t block) {
+  for (Object& object : objects) {
+    object.header.resize(object.header.size() + padding(object.header.size()));
+    const uint64_t payload = at + sizeof(orvix_object) + object.header.size();
+    auto* const children = std::get_if<std::vector<Object>>(&object.payload);
+    if (children != nullptr) {
+      align(*children, payload, block);
+    } else if (pack::size(object.payload) > 0) {
+      object.header.resize(object.header.size() + (block - payload % block) % block);
+    }
+    at += pack::size(object);
+  }
 }
 
 template <size_t N>
@@ -140,9 +154,11 @@ uint64_t size(const Object& object) {
 
 uint64_t size(const Container& container) { return kFileGuid.size() + size(container.objects); }
 
-void write(const Container& container, const Sink& sink) {
+void align(Container& container, uint64_t block) { align(container.objects, kFileGuid.size(), block); }
+
+void write(const Container& container, const Sink& sink, const Copy& files) {
   sink({reinterpret_cast<const char*>(kFileGuid.data()), kFileGuid.size()});
-  write(container.objects, sink);
+  write(container.objects, sink, files);
 }
 
 std::string render(const Container& container) {

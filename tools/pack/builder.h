@@ -56,8 +56,19 @@ uint64_t size(const Payload& payload);
 uint64_t size(const Object& object);
 uint64_t size(const Container& container);
 
+/// Fills headers up with zeros, which readers do not see, so that every payload of bytes starts at a multiple of
+/// `block` (itself one of 16): a file system can then share the blocks of what is unpacked. A container that is a
+/// payload is not changed, since a header before it tells its size.
+void align(Container& container, uint64_t block);
+
 using Sink = std::function<void(std::string_view)>;
-void write(const Container& container, const Sink& sink);
+
+/// Hands a file's content to `sink`, a bounded piece at a time.
+void copy(const File& from, const Sink& sink);
+
+/// @param files what hands the content of files on
+using Copy = std::function<void(const File&, const Sink&)>;
+void write(const Container& container, const Sink& sink, const Copy& files = copy);
 std::string render(const Container& container);
 
 /// Writes the container as a file that appears whole or not at all. What stood at `path` before is replaced.

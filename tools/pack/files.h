@@ -15,9 +15,6 @@ struct CloseFile {
 };
 using Stream = std::unique_ptr<std::FILE, CloseFile>;
 
-/// Hands the file's content to `sink`, a bounded piece at a time.
-void copy(const File& from, const Sink& sink);
-
 /// A file under construction beside its later place; it disappears unless it was committed.
 class NewFile {
  public:
