@@ -14,10 +14,14 @@
 
 BRANTIX_BEGIN_C
 
-#ifdef __cplusplus
+#pragma GCC diagnostic push
+/* Any arguments: "..." in C++ and C23, where "()" takes none; before, and in compilers that learned C23 later, "()", which
+   -Wstrict-prototypes would have replaced. */
+#if defined(__cplusplus) || (__STDC_VERSION__ > 201710L && (__GNUC__ >= 13 || __clang_major__ >= 15))
 #define BRANTIX_ANY_ARGUMENTS ...
 #else
 #define BRANTIX_ANY_ARGUMENTS
+#pragma GCC diagnostic ignored "-Wstrict-prototypes"
 #endif
 
 #define BRANTIX_NOOP_ZERO(operation) BRANTIX_EXPORT long operation(BRANTIX_ANY_ARGUMENTS);
@@ -29,5 +33,8 @@ BRANTIX_BEGIN_C
 #undef BRANTIX_NOOP_OWN
 #undef BRANTIX_NOOP_NOTHING
 #undef BRANTIX_NOOP_ZERO
+
+#pragma GCC diagnostic pop
+#undef BRANTIX_ANY_ARGUMENTS
 
 BRANTIX_END_C
