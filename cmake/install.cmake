@@ -6,6 +6,10 @@ set(COUPLER_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE ST
 set(stand_in_folder brantix/platform)
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/BrantixCoupler)
 
+# In the build tree the files lie as they are installed, so both have one run path: for a path that changes CMake keeps room
+# with empty entries, which the loader reads as the working directory.
+set_target_properties(brantix_coupler PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+
 # The folder of the stand-ins is searched before the loader's own: where it is installed, the stand-ins are meant. An
 # appliance leaves that component out, and the loader finds the real libraries. LD_LIBRARY_PATH comes before both.
 if(NOT COUPLER_PLATFORM_DIR)
@@ -33,7 +37,7 @@ if(TARGET couplerctl)
   # The loader knows the library folders of /usr.
   if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(couplerctl PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
+    set_target_properties(couplerctl PROPERTIES INSTALL_RPATH $ORIGIN/${libraries} BUILD_WITH_INSTALL_RPATH ON)
   endif()
   install(TARGETS couplerctl RUNTIME COMPONENT tool)
   install(FILES docs/couplerctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)

@@ -46,7 +46,7 @@ function(coupler_stand_in target soname)
   add_library(${target} SHARED ${ARGN})
   target_link_libraries(${target} PRIVATE coupler_flags)
   set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX "" OUTPUT_NAME ${soname} NO_SONAME ON
-                                             LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/platform)
+                                             LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib/brantix/platform)
   target_link_options(${target} PRIVATE -Wl,-soname,${soname})
 endfunction()
 
