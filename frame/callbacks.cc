@@ -1,3 +1,4 @@
+// The slots of the callbacks that a host registers; the library calls none of them.
 #include "brantix/frame.h"
 
 SCI_krellLoginCb_fn SCI_krellLoginCb = nullptr;

@@ -1,3 +1,4 @@
+// The command templates by number, and the check of their table.
 #include "brantix/commands.h"
 
 #include <iterator>

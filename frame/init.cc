@@ -1,3 +1,4 @@
+// Takes over what the host initialises the library with.
 #include "frame/log.h"
 #include "platform/firmware/melskfw.h"
 

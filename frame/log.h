@@ -1,3 +1,4 @@
+// The logging rule: a line reaches the host when its log function, its threshold and the level let it.
 #pragma once
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// The state that the host reads and writes by name, as it is at load.
 #include "brantix/frame.h"
 
 SCI_log_fn* gLogPelkFn = nullptr;

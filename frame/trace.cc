@@ -1,3 +1,4 @@
+// The trace printer, behind its flags.
 #include <cstdio>
 
 #include "brantix/frame.h"
