@@ -48,9 +48,8 @@ Row packing(int count) {
             return processor_time([&] {
               repeat(count, [&] {
                 char why_not[128];
-                std::memset(target->data(), 0, kCountSize);
                 const size_t needed = *message_size(notification(*list), why_not);
-                fill_message(notification(*list), TlvWriter(target->data(), needed), why_not);
+                fill_message(notification(*list), target->data(), needed, why_not);
               });
             });
           },

@@ -1,16 +1,24 @@
+// Makes the channel to the notification service and passes messages over it; what the message layer throws ends here.
 #include "notify/channel.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include "brantix/notify.h"
 #include "frame/log.h"
+#include "notify/resources.h"
 #include "notify/tlv.h"
 #include "platform/message/mesvo.h"
+#include "support/cancellation.h"
+#include "support/output.h"
 
 namespace coupler::notify {
 namespace {
@@ -18,7 +26,16 @@ namespace {
 constexpr const char* kOperation = "ngm_send_ipc_notify";
 constexpr long kOwnLimit = -1;
 
-// Whatever the message layer throws ends here.
+/// The channel of one process, which is never taken down: a forked process must not touch its parent's.
+struct ProcessChannel {
+  const pid_t process = ::getpid();
+  std::mutex mutex = {};
+  mesvo::MsgRequestClientChannel* channel = nullptr;
+  bool connected = false;
+};
+
+std::atomic<ProcessChannel*> current = nullptr;
+
 template <typename Action>
 void contain(Action action) {
   try {
@@ -30,25 +47,60 @@ void contain(Action action) {
   }
 }
 
-size_t text_length(const Entry& entry) { return ::strnlen(entry.value.data(), entry.value.size()); }
+ProcessChannel& channel_of_this_process() {
+  ProcessChannel* known = current.load();
+  if (known != nullptr && known->process == ::getpid()) return *known;
+  auto made = std::make_unique<ProcessChannel>();
+  return current.compare_exchange_strong(known, made.get()) ? *made.release() : *known;
+}
 
-void log_message(const void* message, size_t size) {
-  LOG_LINE(info, kOperation, "%s: msg size: %d\n", kOperation, static_cast<int>(size));
-  TlvReader entries(message, size);
-  std::string text;
+// The channel's threads run in libraries that this one brought; no dlclose may unload them any more.
+void stay_loaded() {
+  static const char here = 0;
+  Dl_info self;
+  if (dladdr(&here, &self) != 0) dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
+mesvo::MsgRequestClientChannel* make_channel() {
+  stay_loaded();
+  require_channel_resources();
+  return new mesvo::MsgRequestClientChannel("SNMP-notif-client");
+}
+
+// A channel that exists stays when it cannot be connected, and gets its end point by the next call.
+mesvo::MsgRequestClientChannel* connected_channel() {
+  ProcessChannel& own = channel_of_this_process();
+  const std::lock_guard lock(own.mutex);
+  occupy_standard_streams();
+  if (own.channel == nullptr) own.channel = make_channel();
+  if (!own.connected) own.channel->setServerEndPoint("tcp://127.0.0.1:5558");
+  own.connected = true;
+  return own.channel;
+}
+
+template <typename Show>
+void for_each_entry(TlvReader entries, Show show) {
   for (int i = 0; const std::optional<Entry> entry = entries.next(); ++i) {
-    LOG_LINE(info, kOperation, "%s: msg[%d]: type: %d, length: %d, value: %s", kOperation, i, entry->type,
-             static_cast<int>(entry->value.size()), text.assign(entry->value, 0, text_length(*entry)).c_str());
+    show(i, *entry, static_cast<int>(entry->value.size()), ::strnlen(entry->value.data(), entry->value.size()));
   }
 }
 
-void print_message(const void* message, size_t size) {
-  TlvReader entries(message, size);
+void log_message(const TlvReader& entries, size_t size) {
+  if (!LogGate(info).passes()) return;
+  LOG_LINE(info, kOperation, "%s: msg size: %d\n", kOperation, static_cast<int>(size));
+  std::string text;
+  for_each_entry(entries, [&text](int i, const Entry& entry, int length, size_t text_length) {
+    LOG_LINE(info, kOperation, "%s: msg[%d]: type: %d, length: %d, value: %s", kOperation, i, entry.type, length,
+             text.assign(entry.value, 0, text_length).c_str());
+  });
+}
+
+void print_message(const TlvReader& entries) {
   std::printf("%s: tlv_array size = %d\n", kOperation, static_cast<int>(entries.count()));
-  for (int i = 0; const std::optional<Entry> entry = entries.next(); ++i) {
-    std::printf("%s : tlv[%d]: type: %d, length: %d, value: %.*s\n", kOperation, i, entry->type,
-                static_cast<int>(entry->value.size()), static_cast<int>(text_length(*entry)), entry->value.data());
-  }
+  for_each_entry(entries, [](int i, const Entry& entry, int length, size_t text_length) {
+    std::printf("%s : tlv[%d]: type: %d, length: %d, value: %.*s\n", kOperation, i, entry.type, length,
+                static_cast<int>(text_length), entry.value.data());
+  });
 }
 
 void receive_reply(mesvo::MsgRequestClientChannel* channel) {
@@ -63,39 +115,33 @@ void receive_reply(mesvo::MsgRequestClientChannel* channel) {
   std::printf("%s: msg type: %d, ack code: %d\n", kOperation, reply.getMsgType(), acknowledgement);
 }
 
-// The channel's threads run in libraries that this one brought; no dlclose may unload them any more.
-void stay_loaded() {
-  static const char here = 0;
-  Dl_info self;
-  if (dladdr(&here, &self) != 0) dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
-}
-
 }  // namespace
 
-// An initialiser that throws is run again by the next call: a channel that exists stays, and gets its end point then.
 mesvo::MsgRequestClientChannel* notification_channel() {
   mesvo::MsgRequestClientChannel* channel = nullptr;
-  contain([&channel] {
-    static auto* const created = (stay_loaded(), new mesvo::MsgRequestClientChannel("SNMP-notif-client"));
-    static const bool connected = (created->setServerEndPoint("tcp://127.0.0.1:5558"), true);
-    if (connected) channel = created;
-  });
+  contain([&channel] { channel = connected_channel(); });
   return channel;
+}
+
+bool request(mesvo::MsgRequestClientChannel* channel, int32_t type, void* message, int32_t size) {
+  if (channel == nullptr || message == nullptr || size < 0) {
+    LOG_LINE(critical, kOperation, "%s: no channel or no message", kOperation);
+    return false;
+  }
+  contain([=] {
+    const TlvReader entries(message, static_cast<size_t>(size));
+    log_message(entries, static_cast<size_t>(size));
+    print_message(entries);
+    channel->ipcSend(type, static_cast<char*>(message), size);
+    receive_reply(channel);
+  });
+  return true;
 }
 
 }  // namespace coupler::notify
 
 int32_t ngm_send_ipc_notify(mesvo::MsgRequestClientChannel* channel, int32_t msgType, void* array, int32_t size) {
-  using namespace coupler::notify;
-  if (channel == nullptr || array == nullptr || size < 0) {
-    LOG_LINE(critical, kOperation, "%s: no channel or no message", kOperation);
-    return -1;
-  }
-  contain([=] {
-    log_message(array, static_cast<size_t>(size));
-    print_message(array, static_cast<size_t>(size));
-    channel->ipcSend(msgType, static_cast<char*>(array), size);
-    receive_reply(channel);
-  });
-  return 0;
+  const coupler::CancellationHeldOff held_off;
+  const coupler::SignalFreeWrites signal_free;
+  return coupler::notify::request(channel, msgType, array, size) ? 0 : -1;
 }

@@ -1,3 +1,4 @@
+// Sends SNMP notifications: checks them, makes their message and passes it on.
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -7,12 +8,12 @@
 #include "frame/log.h"
 #include "notify/channel.h"
 #include "notify/varbind.h"
+#include "support/cancellation.h"
+#include "support/output.h"
 #include "support/text.h"
 
+namespace coupler::notify {
 namespace {
-
-using namespace coupler::notify;
-using coupler::Text;
 
 constexpr int32_t kNotificationMessage = 1;
 
@@ -46,43 +47,52 @@ class ErrorBuffer {
   int32_t size_;
 };
 
+int32_t send_message(mesvo::MsgRequestClientChannel* channel, char* message, int32_t size, const ErrorBuffer& error) {
+  LOG_LINE(info, kSend, "Send SNMP RNQ message. Msg size=%d\n", size);
+  if (!request(channel, kNotificationMessage, message, size)) {
+    error.text().format("Unable to send SNMP notification as RNQ message. Msg size=%d\n", size);
+    return -1;
+  }
+  LOG_LINE(info, kSend, "Sent SNMP RNQ message. Msg size=%d ret: %d\n", size, 0);
+  return 0;
+}
+
 int32_t send(mesvo::MsgRequestClientChannel* channel, const Notification& notification, const ErrorBuffer& error) {
   if (notification.oid == nullptr || notification.variables == nullptr) {
     return error.refuse("Cannot send SNMP notification. Trap OID or variable list not set\n");
   }
-  char why[128];
-  const std::optional<size_t> needed = message_size(notification, why);
-  if (!needed) return error.refuse(why);
-  const Message message = zeroed_message(*needed);
+  char why[128] = "";
+  const std::optional<size_t> size = message_size(notification, why);
+  if (!size) return error.refuse(why);
+  const Message message = zeroed_message(*size);
   if (message == nullptr) return error.refuse("Unable to send SNMP notification. mem allocation failure\n");
-  if (!fill_message(notification, TlvWriter(message.get(), *needed), why)) return error.refuse(why);
-
-  const auto size = static_cast<int32_t>(*needed);
-  LOG_LINE(info, kSend, "Send SNMP RNQ message. Msg size=%d\n", size);
-  const int32_t result = ngm_send_ipc_notify(channel, kNotificationMessage, message.get(), size);
-  if (result < 0) {
-    error.text().format("Unable to send SNMP notification as RNQ message. Msg size=%d\n", size);
-    return result;
-  }
-  LOG_LINE(info, kSend, "Sent SNMP RNQ message. Msg size=%d ret: %d\n", size, result);
-  return result;
+  if (!fill_message(notification, message.get(), *size, why)) return error.refuse(why);
+  return send_message(channel, message.get(), static_cast<int32_t>(*size), error);
 }
 
 }  // namespace
+}  // namespace coupler::notify
 
 int32_t SCI_sendSnmpNotification(const uint64_t* notifOid, uint16_t aInNotifOidSize,
                                  const SCI_snmp_varbind_s* aInVariableList, uint16_t aInVariableListSize,
                                  char* aOutErrBuf, int32_t errBufSize) {
-  LOG_LINE(info, kSend, "SCI_sendSnmpNotification() enter, aInNotifOidSize: %d,aInVariableListSize: %d\n",
-           aInNotifOidSize, aInVariableListSize);
-  mesvo::MsgRequestClientChannel* const channel = notification_channel();
-  const int32_t result = send(channel, {notifOid, aInNotifOidSize, aInVariableList, aInVariableListSize},
-                              ErrorBuffer(aOutErrBuf, errBufSize));
-  std::printf("%s: exit", kSend);
+  const coupler::CancellationHeldOff held_off;
+  const coupler::SignalFreeWrites signal_free;
+  LOG_LINE(info, coupler::notify::kSend,
+           "SCI_sendSnmpNotification() enter, aInNotifOidSize: %d,aInVariableListSize: %d\n", aInNotifOidSize,
+           aInVariableListSize);
+  // The channel is made before anything is checked: a refused first call makes it, too.
+  mesvo::MsgRequestClientChannel* const channel = coupler::notify::notification_channel();
+  const int32_t result =
+      coupler::notify::send(channel, {notifOid, aInNotifOidSize, aInVariableList, aInVariableListSize},
+                            coupler::notify::ErrorBuffer(aOutErrBuf, errBufSize));
+  std::printf("%s: exit", coupler::notify::kSend);
   return result;
 }
 
 int32_t SCI_registerMib(const void*, uint16_t aInVariableListLength, const char* aOutErrBuf) {
+  const coupler::CancellationHeldOff held_off;
+  const coupler::SignalFreeWrites signal_free;
   std::printf("xxxxx SCI_registerMib() aOutErrBuf: %s, aInVariableListLength: %d\n", coupler::or_null(aOutErrBuf),
               aInVariableListLength);
   return 0;

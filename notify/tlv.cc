@@ -1,6 +1,5 @@
+// Reads the entries of a message, whatever it holds, and appends one more.
 #include "notify/tlv.h"
-
-#include <cstring>
 
 #include "brantix/notify.h"
 
@@ -14,9 +13,15 @@ Number load(const char* from) {
   return number;
 }
 
-template <typename Number>
-void store(char* to, Number number) {
-  std::memcpy(to, &number, sizeof(number));
+bool append(char* message, size_t capacity, const Entry& entry) {
+  TlvReader present(message, capacity);
+  while (present.next()) {
+  }
+  if (!present.at_end()) return false;
+  TlvWriter behind(message + present.used(), capacity - present.used());
+  if (!behind.add(entry.type, entry.value.data(), static_cast<uint16_t>(entry.value.size()))) return false;
+  store_count(message, present.count() + 1);
+  return true;
 }
 
 }  // namespace
@@ -37,27 +42,22 @@ std::optional<Entry> TlvReader::next() {
   return Entry{load<uint16_t>(head), {head + kEntryHeadSize, length}};
 }
 
+// Not inline: where the compiler sees how long an OID may be, it copies with an instruction that is far slower.
 bool TlvWriter::add(uint16_t type, const void* value, uint16_t length) {
-  if (used_ > capacity_ || capacity_ - used_ < kEntryHeadSize + length) return false;
-  char* head = message_ + used_;
-  store(head, type);
-  store(head + 2, length);
-  if (length > 0) std::memcpy(head + kEntryHeadSize, value, length);
-  store(message_, load<uint32_t>(message_) + 1);
-  used_ += kEntryHeadSize + length;
+  if (static_cast<size_t>(end_ - place_) < kEntryHeadSize + length) return false;
+  std::memcpy(place_, &type, sizeof(type));
+  std::memcpy(place_ + 2, &length, sizeof(length));
+  if (length > 0) std::memcpy(place_ + kEntryHeadSize, value, length);
+  place_ += kEntryHeadSize + length;
   return true;
 }
 
 }  // namespace coupler::notify
 
 int32_t tlv_array_add_tlv(void* array, int32_t maxSize, uint16_t type, uint16_t length, const void* value) {
-  using namespace coupler::notify;
   constexpr int32_t kDoesNotFit = 48;
   if (array == nullptr || (value == nullptr && length > 0) || maxSize < 0) return kDoesNotFit;
-  const auto capacity = static_cast<size_t>(maxSize);
-  TlvReader present(array, capacity);
-  while (present.next()) {
-  }
-  const bool added = present.at_end() && TlvWriter(array, capacity, present.used()).add(type, value, length);
-  return added ? 0 : kDoesNotFit;
+  const bool appended = coupler::notify::append(static_cast<char*>(array), static_cast<size_t>(maxSize),
+                                                {type, {static_cast<const char*>(value), length}});
+  return appended ? 0 : kDoesNotFit;
 }

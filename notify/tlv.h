@@ -1,11 +1,13 @@
+// The message of a notification: its layout, and how its entries are read and appended.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
-/// The message of a notification. Numbers are in the byte order of the machine, nothing is aligned:
+/// Numbers are in the byte order of the machine, nothing is aligned:
 ///
 ///     0       4      6        8
 ///     +-------+------+--------+------------------+------+--------+------------------+---
@@ -60,19 +62,19 @@ class TlvReader {
   uint32_t read_ = 0;
 };
 
-/// Adds entries to a message in a buffer, whose first `used` bytes are the message so far.
+/// Appends entries from a place in a message on; their count is for its user to store.
 class TlvWriter {
  public:
-  TlvWriter(void* message, size_t capacity, size_t used = kCountSize)
-      : message_(static_cast<char*>(message)), capacity_(capacity), used_(used) {}
+  TlvWriter(char* place, size_t room) : place_(place), end_(place + room) {}
 
-  /// @return false, with nothing changed, when the entry does not fit
+  /// @return false, with nothing written, when the entry does not fit
   bool add(uint16_t type, const void* value, uint16_t length);
 
  private:
-  char* message_;
-  size_t capacity_;
-  size_t used_;
+  char* place_;
+  char* const end_;
 };
+
+inline void store_count(void* message, uint32_t count) { std::memcpy(message, &count, sizeof(count)); }
 
 }  // namespace coupler::notify

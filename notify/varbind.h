@@ -1,12 +1,11 @@
+// A notification as its host gives it, and its way into a message.
 #pragma once
 
 #include <optional>
 
 #include "brantix/notify.h"
-#include "notify/tlv.h"
 #include "support/text.h"
 
-/// A notification as its host gives it, and its way into a message.
 namespace coupler::notify {
 
 constexpr const char* kSend = "SCI_sendSnmpNotification";
@@ -22,6 +21,6 @@ struct Notification {
 std::optional<size_t> message_size(const Notification& notification, Text why);
 
 /// Writes the notification to a message of that size. @return false when an OID cannot be sent: `why` then tells
-bool fill_message(const Notification& notification, TlvWriter message, Text why);
+bool fill_message(const Notification& notification, char* message, size_t size, Text why);
 
 }  // namespace coupler::notify

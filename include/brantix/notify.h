@@ -44,8 +44,14 @@ typedef struct SCI_snmp_varbind_s {
 
 /**
  * Packs a notification and sends it to the notification service at tcp://127.0.0.1:5558; waits for the service's
- * answer, which is printed and not judged. The first call, refused or not, creates the channel to the service; it is
- * kept for the life of the process. Calls may come from several threads, one at a time.
+ * answer, which is printed and not judged. The first call of a process, refused or not, creates its channel to the
+ * service, which is kept for the life of the process; a forked process gets its own. Calls may come from several
+ * threads, one at a time.
+ *
+ * The descriptors, threads and memory that a channel takes are asked for before it is created. What no one can ask for
+ * beforehand still ends the process, inside the transport: that another thread takes the last of them in between, and
+ * that memory runs out later. A standard stream that is closed is opened on /dev/null, since the channel would take its
+ * place. Cancellation of the calling thread is held off during the call.
  *
  * What the message layer throws (no service, no answer in time, ...) is printed to standard output; the call then
  * still counts as sent and the next notification goes out on the same channel. Ends by printing
@@ -71,8 +77,8 @@ BRANTIX_EXPORT int32_t SCI_sendSnmpNotification(const uint64_t* notifOid, uint16
  * @param src   the sub-identifiers
  * @param count how many there are
  * @param dst   receives them; the caller's scratch area of 128 sub-identifiers
- * @return 0; -1, with nothing copied: more than BRANTIX_OID_MAX (logged at info), or a pointer is null (logged at
- *         critical)
+ * @return 0; -1, with nothing copied: more than BRANTIX_OID_MAX (logged at info), or a pointer is null although there
+ *         are some (logged at critical)
  */
 BRANTIX_EXPORT int32_t set_rnq_msg_oid(const uint64_t* src, uint16_t count, uint64_t* dst);
 
@@ -109,7 +115,8 @@ BRANTIX_EXPORT int32_t SCI_registerMib(const void* mib, uint16_t aInVariableList
  * text is null or an argument text is refused: the script is then not run.
  *
  * Severities: 0 emergencies, 1 alerts, 2 critical, 3 errors, 4 warnings, 5 notifications, 6 information, 7 debugging.
- * The command line holds at most 127 characters; what is longer is cut.
+ * The command line holds at most 127 characters; what is longer is cut. Cancellation of the calling thread is held off
+ * while the script runs.
  * @{
  */
 

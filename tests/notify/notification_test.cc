@@ -106,7 +106,7 @@ TEST_F(NotificationTest, EveryValueTypeOnTheWire) {
       {text(BRANTIX_SNMP_OCTET_STRING, "abc"), "\4\0\4\0abc\0"s},
       {text(BRANTIX_SNMP_OCTET_STRING, ""), "\4\0\1\0\0"s},
       {oid(name, 2), "\5\0\x10\0\1\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0"s},
-      {oid(name, 0), "\5\0\0\0"s},
+      {oid(nullptr, 0), "\5\0\0\0"s},
       {number(BRANTIX_SNMP_GAUGE32, 0xffff'ffff), "\6\0\4\0\xff\xff\xff\xff"s},
       {text(BRANTIX_SNMP_TEXT, "\xc3\xa9"), "\7\0\3\0\xc3\xa9\0"s},
       {number(BRANTIX_SNMP_COUNTER32, 7), "\x8\0\4\0\7\0\0\0"s},
@@ -122,6 +122,10 @@ TEST_F(NotificationTest, EveryValueTypeOnTheWire) {
   EXPECT_EQ(delivered(all), "\x13\0\0\0"s + kTrapEntry + entries);
   EXPECT_EQ(delivered({}), "\1\0\0\0"s + kTrapEntry);
   EXPECT_EQ(delivered({number(BRANTIX_SNMP_INTEGER, 1)}).size(), 60U);
+  SCI_snmp_varbind_s nameless = number(BRANTIX_SNMP_COUNTER32, 7);
+  nameless.oid = nullptr;
+  nameless.oid_len = 0;
+  EXPECT_EQ(delivered({nameless}), "\3\0\0\0"s + kTrapEntry + "\2\0\0\0\x8\0\4\0\7\0\0\0"s);
   EXPECT_EQ(std::string(error_, sizeof error_), std::string(256, '#'))
       << "the error text is only for what was not sent";
 }
@@ -163,10 +167,8 @@ TEST_F(NotificationTest, LimitsThatStillPass) {
 TEST_F(NotificationTest, RefusedWithItsReason) {
   const std::vector<uint64_t> too_long(128, 9);
   const std::string too_long_text(65531, 't');
-  SCI_snmp_varbind_s nameless = number(BRANTIX_SNMP_INTEGER, 1), empty_name = nameless, long_name = nameless;
+  SCI_snmp_varbind_s nameless = number(BRANTIX_SNMP_INTEGER, 1), long_name = nameless;
   nameless.oid = nullptr;
-  empty_name.oid = nullptr;
-  empty_name.oid_len = 0;
   long_name.oid = too_long.data();
   long_name.oid_len = 128;
   const SCI_snmp_varbind_s good = number(BRANTIX_SNMP_INTEGER, 1);
@@ -188,9 +190,8 @@ TEST_F(NotificationTest, RefusedWithItsReason) {
       {unable + "Cannot convert trap OID\n", {good}, too_many, {too_long.data(), 128}},
       {unable + "Cannot convert varbind OID 1\n", {good, long_name}, too_many},
       {unable + "Cannot convert varbind OID 0\n", {nameless}, null_oid},
-      {unable + "Cannot convert varbind OID 0\n", {empty_name}, null_oid},
       {unable + "Cannot convert varbind value as OID\n", {oid(too_long.data(), 128)}, too_many},
-      {unable + "Cannot convert varbind value as OID\n", {oid(nullptr, 0)}, null_oid},
+      {unable + "Cannot convert varbind value as OID\n", {oid(nullptr, 1)}, null_oid},
       {unable + "Text too long. var Idx=0 type=32\n", {text(BRANTIX_SNMP_TEXT, too_long_text.c_str())}},
       {unable + "Text not set. var Idx=0 type=4\n", {text(BRANTIX_SNMP_OCTET_STRING, nullptr)}, null_text},
   };

@@ -67,6 +67,7 @@ TEST(OidTest, UpTo127SubIdentifiersAreConverted) {
   EXPECT_EQ(to[127], 0U);
   EXPECT_EQ(set_rnq_msg_oid(nullptr, 1, to), -1);
   EXPECT_EQ(set_rnq_msg_oid(from, 1, nullptr), -1);
+  EXPECT_EQ(set_rnq_msg_oid(nullptr, 0, nullptr), 0);
   using Lines = std::vector<std::string>;
   EXPECT_EQ(log.take_lines(), (Lines{"info set_rnq_msg_oid|Unable to convert OID. Too many OIDs: 128",
                                      "critical set_rnq_msg_oid|Unable to convert OID. It is null",
