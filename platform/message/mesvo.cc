@@ -1,5 +1,7 @@
+// The message layer over ZeroMQ: requests, their replies, and a limit for every wait.
 #include "platform/message/mesvo.h"
 
+#include <unistd.h>
 #include <zmq.h>
 
 #include <algorithm>
@@ -18,6 +20,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+
+constexpr int64_t kLargestFrame = 1 << 20;  // the transport takes none that is larger
+constexpr size_t kKept = 4096;              // bytes of a reply that its reader gets to see
 
 /// The channel's own limit: a service that is not there must not hang its client for ever.
 milliseconds own_limit() {
@@ -68,6 +73,7 @@ struct IpcMsg::Parts {
 
   void add(std::string_view bytes) {
     if (count++ > 0) return;
+    bytes = bytes.substr(0, kKept);
     // Whoever reads a 32-bit value or a text of a short frame stays inside.
     first.assign(bytes.size() + sizeof(int32_t), '\0');
     std::copy(bytes.begin(), bytes.end(), first.begin());
@@ -82,7 +88,9 @@ int IpcMsg::getMsgType() { return parts_->type; }
 
 struct MsgRequestClientChannel::Socket {
   explicit Socket(std::string client) : name(std::move(client)) {}
+  // The threads behind a socket are not in a forked process: there, taking it down would never end.
   ~Socket() {
+    if (process != ::getpid()) return;
     if (socket != nullptr) zmq_close(socket);
     if (context != nullptr) zmq_ctx_term(context);
   }
@@ -99,26 +107,33 @@ struct MsgRequestClientChannel::Socket {
     check(zmq_setsockopt(socket, option, &value, sizeof value) == 0, "set up the socket");
   }
 
-  void send(std::string_view bytes, int flags) const {
-    int sent;
+  void require_own_process(const std::string& action) const {
+    if (process != ::getpid()) fail(action, "the channel belongs to another process");
+  }
+
+  /// Repeats a call that a signal interrupts, until the deadline. @return whether it was done
+  template <typename Call>
+  bool done_by(Clock::time_point deadline, int timeout_option, Call call) const {
     do {
-      sent = zmq_send(socket, bytes.data(), bytes.size(), flags);
-    } while (sent < 0 && zmq_errno() == EINTR);
-    check(sent >= 0, "send to " + endpoint);
-  }
-
-  void receive(Frame& frame, milliseconds limit) const {
-    const auto deadline = Clock::now() + limit;
-    while (true) {
       const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
-      set(ZMQ_RCVTIMEO, static_cast<int>(std::clamp<long>(left, 0, INT_MAX)));
-      if (zmq_msg_recv(frame.get(), socket, 0) >= 0) return;
-      if (zmq_errno() == EINTR) continue;
-      if (zmq_errno() != EAGAIN) check(false, "receive");
-      fail("receive", "no reply from " + endpoint + " within " + std::to_string(limit.count()) + " ms");
-    }
+      set(timeout_option, static_cast<int>(std::clamp<long>(left, 0, INT_MAX)));
+      if (call() >= 0) return true;
+    } while (zmq_errno() == EINTR && Clock::now() < deadline);
+    return false;
   }
 
+  void send(std::string_view bytes, int flags, Clock::time_point deadline) const {
+    const auto call = [&] { return zmq_send(socket, bytes.data(), bytes.size(), flags); };
+    check(done_by(deadline, ZMQ_SNDTIMEO, call), "send to " + endpoint);
+  }
+
+  void receive(Frame& frame, Clock::time_point deadline, milliseconds limit) const {
+    if (done_by(deadline, ZMQ_RCVTIMEO, [&] { return zmq_msg_recv(frame.get(), socket, 0); })) return;
+    if (zmq_errno() != EAGAIN && zmq_errno() != EINTR) check(false, "receive");
+    fail("receive", "no reply from " + endpoint + " within " + std::to_string(limit.count()) + " ms");
+  }
+
+  const pid_t process = ::getpid();
   const std::string name;
   std::string endpoint;
   void* context = nullptr;
@@ -135,35 +150,41 @@ MsgRequestClientChannel::MsgRequestClientChannel(std::string name)
   socket_->set(ZMQ_REQ_RELAXED, 1);
   socket_->set(ZMQ_REQ_CORRELATE, 1);
   socket_->set(ZMQ_LINGER, 0);
+  socket_->check(zmq_setsockopt(socket_->socket, ZMQ_MAXMSGSIZE, &kLargestFrame, sizeof(kLargestFrame)) == 0,
+                 "set up the socket");
 }
 
 MsgRequestClientChannel::~MsgRequestClientChannel() = default;
 
 void MsgRequestClientChannel::setServerEndPoint(std::string endpoint) {
+  socket_->require_own_process("connect");
   socket_->check(zmq_connect(socket_->socket, endpoint.c_str()) == 0, "connect to " + endpoint);
   if (!socket_->endpoint.empty()) zmq_disconnect(socket_->socket, socket_->endpoint.c_str());
   socket_->endpoint = std::move(endpoint);
 }
 
 int MsgRequestClientChannel::ipcSend(int type, char* data, int size) {
+  socket_->require_own_process("send");
   if (socket_->endpoint.empty()) socket_->fail("send", "no server end point");
   if (size < 0 || (data == nullptr && size > 0)) socket_->fail("send", "no data");
-  socket_->set(ZMQ_SNDTIMEO, static_cast<int>(own_limit().count()));
-  socket_->send(encode_type(type), ZMQ_SNDMORE);
-  socket_->send({data, static_cast<size_t>(size)}, 0);
+  const auto deadline = Clock::now() + own_limit();
+  socket_->send(encode_type(type), ZMQ_SNDMORE, deadline);
+  socket_->send({data, static_cast<size_t>(size)}, 0, deadline);
   return 0;
 }
 
 int MsgRequestClientChannel::ipcReceive(IpcMsg* reply, long timeout) {
+  socket_->require_own_process("receive");
   if (reply == nullptr) socket_->fail("receive", "no message to fill");
   const milliseconds limit = timeout < 0 ? own_limit() : milliseconds(std::min<long>(timeout, INT_MAX));
+  const auto deadline = Clock::now() + limit;
   Frame head;
-  socket_->receive(head, limit);
+  socket_->receive(head, deadline, limit);
   IpcMsg::Parts parts;
   parts.type = decode_type(head.bytes());
   for (bool more = head.more(); more;) {
     Frame frame;
-    socket_->receive(frame, limit);
+    socket_->receive(frame, deadline, limit);
     parts.add(frame.bytes());
     more = frame.more();
   }

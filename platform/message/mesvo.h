@@ -1,3 +1,4 @@
+// The platform message layer, libmesvo.so: requests and replies over ZeroMQ.
 #pragma once
 
 #include <cstddef>
@@ -6,10 +7,9 @@
 
 #pragma GCC visibility push(default)
 
-/// The platform message layer, libmesvo.so: requests and replies over ZeroMQ.
-///
 /// A request is one multipart message of two frames: the message type as a 4-byte little-endian integer, then the data.
-/// A reply has the message type likewise, then zero or more data frames.
+/// A reply has the message type likewise, then zero or more data frames; one with a frame of more than 1 MiB is
+/// dropped.
 namespace mesvo {
 
 /// Space for the platform's own members: users allocate the objects, and are not rebuilt when it takes the place of the
@@ -27,7 +27,7 @@ class IpcMsg {
   IpcMsg& operator=(const IpcMsg&) = delete;
 
   int getNumParts();   ///< number of data frames
-  char* getMsgData();  ///< first data frame, owned by the message; null without one
+  char* getMsgData();  ///< first data frame or its first 4096 bytes, owned by the message; null without one
   int getMsgType();    ///< message type; 0 in a message that was never received
 
  private:
@@ -38,7 +38,8 @@ class IpcMsg {
 };
 
 /// A client's end of a request channel. What cannot be sent or received is thrown as std::runtime_error with its
-/// reason. A request whose reply never came does not block the next one. Used by one thread at a time.
+/// reason. A request whose reply never came does not block the next one. Used by one thread at a time, of the process
+/// that made it: in a forked one every call throws.
 class MsgRequestClientChannel {
  public:
   explicit MsgRequestClientChannel(std::string name);

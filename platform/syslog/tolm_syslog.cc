@@ -1,3 +1,4 @@
+// The platform syslog library: hands a message, which may be anything, to syslog(3).
 #include "platform/syslog/tolm_syslog.h"
 
 #include <sys/uio.h>

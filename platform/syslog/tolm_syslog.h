@@ -1,6 +1,5 @@
-#pragma once
-
 /* The platform syslog library, libtolmsyslog.so. */
+#pragma once
 
 #pragma GCC visibility push(default)
 #ifdef __cplusplus
