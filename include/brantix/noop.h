@@ -15,8 +15,8 @@
 BRANTIX_BEGIN_C
 
 #pragma GCC diagnostic push
-/* Any arguments: "..." in C++ and C23, where "()" takes none; before, and in compilers that learned C23 later, "()", which
-   -Wstrict-prototypes would have replaced. */
+/* Any arguments: "..." in C++ and C23, where "()" takes none; before, and in compilers that learned C23 later, "()",
+   which -Wstrict-prototypes would have replaced. */
 #if defined(__cplusplus) || (__STDC_VERSION__ > 201710L && (__GNUC__ >= 13 || __clang_major__ >= 15))
 #define BRANTIX_ANY_ARGUMENTS ...
 #else
