@@ -1,4 +1,5 @@
-#include <cstring>
+// Firmware bundles.
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -6,11 +7,9 @@
 #include "tools/host.h"
 #include "tools/packing.h"
 #include "tools/print.h"
-#include "tools/progress.h"
 #include "tools/verify.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 namespace fs = std::filesystem;
@@ -39,7 +38,7 @@ void show(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   FirmwareInfo info{};
   if (SCI_readFirmwareImageVersion(path.c_str(), &info) != 0) {
-    fail_with_reason(path + " cannot be read as a bundle" + kLookInside);
+    fail_with_reason(path + " cannot be read as a bundle" + kLookInside, path);
   }
   print_report(context, report(info));
 }
@@ -65,28 +64,23 @@ Json new_files(const fs::path& directory, const Files& before) {
   return names;
 }
 
-uint64_t bytes_in(const fs::path& directory) {
-  uint64_t sum = 0;
-  std::error_code gone;
-  for (const auto& entry : fs::directory_iterator(directory, gone)) {
-    const uint64_t size = entry.is_regular_file(gone) ? entry.file_size(gone) : 0;
-    if (!gone) sum += size;
-  }
-  return sum;
-}
-
 std::string ssd_advice(const FirmwareInfo& info) {
   std::error_code missing;
   if (*info.ssdVersion == '\0' || fs::is_directory(kSsdDirectory, missing)) return "";
   return std::string("; its SSD firmware needs the directory ").append(kSsdDirectory);
 }
 
-bool extract(const std::string& path, const std::string& directory, FirmwareInfo& info) {
-  std::error_code unknown;
-  const uint64_t total = fs::file_size(path, unknown);
-  const uint64_t before = bytes_in(directory);
-  const Watch watch("unpacking " + path, unknown ? 0 : total, [&] { return bytes_in(directory) - before; });
-  return SCI_extractFirmwareImagePayload(path.c_str(), &info, directory.c_str()) == 0;
+/// Fails when there is something wrong with the bundle; `force` goes on all the same.
+void verify_or_fail(const std::string& path, bool force) {
+  if (force) return;
+  const auto findings = verify(path);
+  if (findings.empty()) return;
+  std::string text = path + " is no whole bundle; --force goes on all the same:";
+  for (const Finding& finding : findings) {
+    text += "\n  at " + std::to_string(finding.offset) + ": " + (finding.part.empty() ? "" : finding.part + ": ") +
+            finding.text;
+  }
+  throw Failure(text, path + ": " + std::to_string(findings.front().offset));
 }
 
 void unpack(const Context& context, const Arguments& arguments) {
@@ -97,16 +91,18 @@ void unpack(const Context& context, const Arguments& arguments) {
     throw Failure("the directory's path has more than " + std::to_string(kLongestDirectory) +
                   " characters; go there and give \".\"");
   }
+  verify_or_fail(path, arguments.contains("--force"));
   std::error_code error;
   const bool is_new = fs::create_directories(directory, error);
   if (error) throw Failure("cannot create " + directory + ": " + error.message());
 
   const auto before = files_in(directory);
   FirmwareInfo info{};
-  if (!extract(path, directory, info)) {
+  if (SCI_extractFirmwareImagePayload(path.c_str(), &info, directory.c_str()) != 0) {
     if (is_new) fs::remove(directory, error);  // only when it is empty
-    fail_with_reason(path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside +
-                     ssd_advice(info));
+    fail_with_reason(
+        path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside + ssd_advice(info),
+        path);
   }
   Json result = report(info);
   result["directory"] = directory;
@@ -116,7 +112,8 @@ void unpack(const Context& context, const Arguments& arguments) {
 
 void stage(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  if (SCI_setFirmwareVersion(path.c_str()) != 0) fail_with_reason("the platform refused to stage " + path);
+  verify_or_fail(path, arguments.contains("--force"));
+  if (SCI_setFirmwareVersion(path.c_str()) != 0) fail_with_reason("the platform refused to stage " + path, path);
   print_report(context, {{"staged", path}});
 }
 
@@ -132,7 +129,7 @@ void print_finding(const Json& row) {
   const std::string part = row["part"];
   const std::string line = std::string(row["file"]) + ": at " + row["offset"].dump() + ": " +
                            (part.empty() ? "" : part + ": ") + std::string(row["finding"]);
-  std::puts(escaped(line).c_str());
+  print_line(escaped(line));
 }
 
 void verify_bundles(const Context& context, const Arguments& arguments) {
@@ -142,42 +139,44 @@ void verify_bundles(const Context& context, const Arguments& arguments) {
   for (const std::string& path : paths) {
     for (const Json& row : findings_in(path)) all.push_back(row);
   }
-  if (context.json) {
-    print_json({{"findings", all}});
-  } else {
-    for (const Json& row : all) print_finding(row);
-  }
-  if (!all.empty()) throw Failure("findings: " + std::to_string(all.size()));
+  if (context.json) print_json({{"findings", all}});
+  if (!context.json) std::ranges::for_each(all, print_finding);
+  if (all.empty()) return;
+  throw Failure("findings: " + std::to_string(all.size()),
+                std::string(all[0]["file"]) + ": " + all[0]["offset"].dump());
 }
 
 void pack_bundle(const Context& context, const Arguments& arguments) {
-  pack_file(context, pack::Kind::kBundle, arguments.at("MANIFEST"), arguments.at("OUT"));
+  pack_container(context, pack::Kind::kBundle, arguments);
 }
 
 }  // namespace
 
 Command bundle_family() {
-  return {
-      .name = "bundle",
-      .about = "Firmware bundles",
-      .commands = {
-          {"show",
-           "Show the versions of a bundle (its SSD firmware is written to /mnt/boot/ssd_firmwares)",
-           {{"FILE", "firmware bundle"}},
-           show},
-          {"unpack",
-           "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
-           {{"FILE", "firmware bundle"}, {"DIR", "directory for the files; made when it is missing"}},
-           unpack},
-          {"verify",
-           "Say what is wrong with bundles, without unpacking them",
-           {{"FILE", "firmware bundle"}, {.name = "FILES", .about = "more of them", .repeats = true}},
-           verify_bundles},
-          {"stage", "Hand firmware to the platform for the next upgrade", {{"FILE", "path for the platform"}}, stage},
-          {"pack",
-           "Build a bundle",
-           {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}},
-           pack_bundle}}};
+  const Argument force_option = {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true};
+  return {.name = "bundle",
+          .about = "Firmware bundles",
+          .commands = {
+              {"show",
+               "Show the versions of a bundle (its SSD firmware is written to /mnt/boot/ssd_firmwares)",
+               {{"FILE", "firmware bundle"}},
+               show},
+              {"unpack",
+               "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
+               {{"FILE", "firmware bundle"}, {"DIR", "directory for the files; made when it is missing"}, force_option},
+               unpack},
+              {"verify",
+               "Say what is wrong with bundles, without unpacking them",
+               {{"FILE", "firmware bundle"}, {.name = "FILES", .about = "more of them", .repeats = true}},
+               verify_bundles},
+              {"stage",
+               "Hand firmware to the platform for the next upgrade",
+               {{"FILE", "path for the platform"}, force_option},
+               stage},
+              {"pack",
+               "Build a bundle",
+               {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}},
+               pack_bundle}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

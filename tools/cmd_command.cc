@@ -1,29 +1,48 @@
+// The templates of the switch command language.
 #include <nlohmann/json.hpp>
 
 #include "brantix/commands.h"
-#include "tools/host.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 void show(const Context& context, const Arguments& arguments) {
-  const std::string& text = arguments.at("N");
-  const unsigned long number = std::stoul(text);
-  const char* const command = number < BRANTIX_COMMAND_COUNT ? SC_Get_command(static_cast<unsigned>(number)) : nullptr;
-  if (command == nullptr) {
-    throw Failure("there is no command " + text + "; numbers go from 0 to " +
-                  std::to_string(BRANTIX_COMMAND_COUNT - 1));
+  if (!arguments.contains("N")) throw WrongUsage("N or list is required", "command");
+  const auto number = static_cast<unsigned>(arguments.number("N"));
+  const char* const text = SC_Get_command(number);
+  if (text == nullptr) throw Failure("there is no command " + std::to_string(number));
+  if (context.json) return print_json({{"number", number}, {"template", text}});
+  print_line(text);
+}
+
+void list(const Context& context, const Arguments& arguments) {
+  const std::string wanted = arguments.text("TEXT");
+  Json found = Json::array();
+  Table table({{"", Table::Align::kRight}, {""}});
+  for (unsigned number = 0; number < BRANTIX_COMMAND_COUNT; ++number) {
+    const char* const text = SC_Get_command(number);
+    if (text == nullptr || std::string_view(text).find(wanted) == std::string_view::npos) continue;
+    found.push_back({{"number", number}, {"template", text}});
+    table.row({std::to_string(number), text});
   }
-  if (context.json) return print_json({{"number", number}, {"template", command}});
-  std::puts(command);
+  print_table(context, {{"commands", found}}, table);
+  if (found.empty()) throw Failure("no template holds \"" + wanted + '"');
 }
 
 }  // namespace
 
-Command command_command() {
-  return {"command", "Show a template of the switch command language", {{"N", "its number", true}}, show};
+Command command_family() {
+  return {.name = "command",
+          .about = "Show a template of the switch command language",
+          .arguments = {{.name = "N", .about = "its number", .most = BRANTIX_COMMAND_COUNT - 1, .optional = true}},
+          .run = show,
+          .commands = {{"list",
+                        "Show the templates that hold a text, or all",
+                        {{.name = "TEXT", .about = "what they hold", .optional = true}},
+                        list}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,11 +1,11 @@
+// The container format itself.
 #include <cinttypes>
 #include <nlohmann/json.hpp>
 
 #include "tools/print.h"
 #include "tools/tree.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -58,7 +58,7 @@ void show_tree(const Context& context, const Arguments& arguments) {
   if (tree.problems.empty()) return;
   std::string text = path + " is broken:";
   for (const auto& [offset, why] : tree.problems) text += "\n  at " + std::to_string(offset) + ": " + why;
-  throw Failure(text);
+  throw Failure(text, path + ": " + std::to_string(tree.problems.front().offset));
 }
 
 }  // namespace
@@ -72,4 +72,4 @@ Command container_family() {
                         show_tree}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

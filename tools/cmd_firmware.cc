@@ -1,27 +1,51 @@
-#include <unistd.h>
-
-#include <cstdlib>
-#include <memory>
+// What is running: versions, boot names, firmware.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "brantix/firmware.h"
 #include "tools/host.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// A value and where it comes from.
+struct Sourced {
+  const char* key;
+  std::string value;
+  std::string source;
+};
+
+void print_sourced(const Context& context, const std::vector<Sourced>& rows, Json report = Json::object()) {
+  Table table({{""}, {""}, {""}});
+  Json sources = Json::object();
+  for (const auto& [key, value, source] : rows) {
+    report[key] = value;
+    sources[key] = source;
+    std::string title = key;
+    std::replace(title.begin(), title.end(), '_', ' ');
+    table.row({title, value.empty() ? "-" : value, source});
+  }
+  report["sources"] = sources;
+  print_table(context, report, table);
+}
+
+/// A buffer that its query leaves as it was holds what the library began with.
+template <typename Query>
+Sourced queried(const char* key, const char* buffer, Query query, const char* file) {
+  const std::string before = buffer;
+  query();
+  return {key, buffer, before == buffer ? "default" : *buffer == '\0' ? "no NPU on this board" : file};
+}
+
 void show_versions(const Context& context, const Arguments&) {
-  const std::unique_ptr<char, decltype(&std::free)> bios(SCI_getBiosVersion(), std::free);
-  if (bios == nullptr) throw Failure("out of memory");
-  print_report(context, {{"boot_loader", bios.get()},
-                         {"kickstart", SCI_getKickstartVersion()},
-                         {"system", SCI_getSystemVersion()},
-                         {"kickstart_software_id", SCI_getKickstartSwid()},
-                         {"system_software_id", SCI_getSystemSwid()}});
+  print_sourced(context, {queried("boot_loader", gmBiosVersion, SCI_getFirmwareVersion, "/etc/firmware_version.txt"),
+                          queried("kickstart", gmNpuVersion, SCI_getKickstartVersion, "/opt/quorva/npu/version.txt"),
+                          queried("system", gmSystemVersion, SCI_getSystemVersion, "/etc/version.txt"),
+                          {"kickstart_software_id", SCI_getKickstartSwid(), "fixed"},
+                          {"system_software_id", SCI_getSystemSwid(), "fixed"}});
 }
 
 std::string without_line_end(std::string text) {
@@ -33,38 +57,24 @@ void show_boot_names(const Context& context, const Arguments&) {
   BootloaderSysNames names{};
   char message[256] = "";
   if (SCI_getBootloaderSysNames(&names, message) != 0) fail_with_reason("the boot markers cannot be read");
-  print_report(context, {{"npu_image", names.npuImage},
-                         {"boot_string_image", names.bootStringImage},
-                         {"management_image", names.managementImage},
-                         {"management_detail", names.managementDetail},
-                         {"message", without_line_end(message)}});
+  const auto from = [](const char* key, const std::string& value, const std::string& marker) {
+    return Sourced{key, value, value == marker ? "default" : marker};
+  };
+  const std::string npu = "/mnt/boot/.boot_npu", text = "/mnt/boot/.boot_string",
+                    manager = "/mnt/boot/.boot_brantixmgr";
+  const bool managed = names.managementImage != manager;
+  print_sourced(context,
+                {from("npu_image", names.npuImage, npu),
+                 from("boot_string_image", names.bootStringImage, text),
+                 from("management_image", names.managementImage, manager),
+                 {"management_detail", names.managementDetail, managed ? manager : "default"}},
+                {{"message", without_line_end(message)}});
+  if (!context.json && *message != '\0') print_message("note:", without_line_end(message), Style::kHeading);
 }
-
-/// Sends to standard error what the library prints: standard output belongs to the result.
-class LibraryPrintsAside {
- public:
-  LibraryPrintsAside() : result_(dup(STDOUT_FILENO)) { turn(STDERR_FILENO); }
-  ~LibraryPrintsAside() {
-    turn(result_);
-    close(result_);
-  }
-  LibraryPrintsAside(const LibraryPrintsAside&) = delete;
-  LibraryPrintsAside& operator=(const LibraryPrintsAside&) = delete;
-
- private:
-  static void turn(int to) {
-    std::fflush(stdout);
-    dup2(to, STDOUT_FILENO);
-  }
-  const int result_;
-};
 
 void show_current(const Context& context, const Arguments&) {
   FirmwareInfo info{};
-  {
-    const LibraryPrintsAside aside;
-    if (SCI_readCurrentFirmwareVersions(&info) != 0) fail_with_reason("the current firmware cannot be read");
-  }
+  if (SCI_readCurrentFirmwareVersions(&info) != 0) fail_with_reason("the current firmware cannot be read");
   print_report(context, {{"package_version", info.packageVersion},
                          {"rommon_version", info.rommonVersion},
                          {"fpga_version", info.fpgaVersion},
@@ -94,4 +104,4 @@ Command firmware_family() {
                         .run = show_current}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

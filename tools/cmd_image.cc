@@ -1,3 +1,4 @@
+// Software images.
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -6,8 +7,7 @@
 #include "tools/packing.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 struct CloseImage {
@@ -33,7 +33,7 @@ void show(const Context& context, const Arguments& arguments) {
 }
 
 void pack_image(const Context& context, const Arguments& arguments) {
-  pack_file(context, pack::Kind::kImage, arguments.at("MANIFEST"), arguments.at("OUT"));
+  pack_container(context, pack::Kind::kImage, arguments);
 }
 
 }  // namespace
@@ -51,4 +51,4 @@ Command image_family() {
                         pack_image}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,9 +1,7 @@
-#include <unistd.h>
-
+// Sends an SNMP notification.
 #include <charconv>
 #include <cstdio>
 #include <deque>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -11,8 +9,7 @@
 #include "tools/host.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 using Oid = std::vector<uint64_t>;
@@ -21,7 +18,7 @@ template <typename Number>
 Number parse(std::string_view text, const std::string& what) {
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) throw Failure(std::string(text) + " is not " + what);
+  if (error != std::errc() || end != text.data() + text.size()) throw WrongUsage(std::string(text) + " is not " + what);
   return number;
 }
 
@@ -35,7 +32,7 @@ Oid parse_oid(std::string_view text) {
     if (dot == std::string_view::npos) break;
     text.remove_prefix(dot + 1);
   }
-  if (oid.size() > UINT16_MAX) throw Failure("an OID is too long");
+  if (oid.size() > UINT16_MAX) throw WrongUsage("an OID is too long");
   return oid;
 }
 
@@ -89,47 +86,8 @@ SCI_snmp_varbind_s make_variable(const std::string& oid, std::string_view letter
     row.set_value(text, variable, oids);
     return variable;
   }
-  throw Failure(std::string(letter) + " is no type; types are i, s, o, T, c, u and C");
+  throw WrongUsage(std::string(letter) + " is no type; types are i, s, o, T, c, u and C");
 }
-
-/// Takes what is printed to standard output for as long as it lives: the library prints there.
-class Printed {
- public:
-  Printed() {
-    std::fflush(stdout);
-    dup2(fileno(file_.get()), STDOUT_FILENO);
-  }
-  ~Printed() {
-    restore();
-    close(own_);
-  }
-  Printed(const Printed&) = delete;
-  Printed& operator=(const Printed&) = delete;
-
-  std::string take() {
-    restore();
-    std::rewind(file_.get());
-    std::string text;
-    for (int c = std::fgetc(file_.get()); c != EOF; c = std::fgetc(file_.get())) text += static_cast<char>(c);
-    return text;
-  }
-
- private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  static std::FILE* temporary() {
-    std::FILE* file = std::tmpfile();
-    return file != nullptr ? file : throw Failure("cannot make a temporary file");
-  }
-  void restore() const {
-    std::fflush(stdout);
-    dup2(own_, STDOUT_FILENO);
-  }
-
-  const std::unique_ptr<std::FILE, Close> file_{temporary()};
-  const int own_ = dup(STDOUT_FILENO);
-};
 
 std::string without_line_end(std::string text) {
   while (text.ends_with('\n')) text.pop_back();
@@ -139,11 +97,11 @@ std::string without_line_end(std::string text) {
 std::string send(const Oid& trap, const std::vector<SCI_snmp_varbind_s>& variables) {
   static constexpr SCI_snmp_varbind_s kNone[1] = {};
   char error[256] = "";
-  Printed printed;
+  Captured::take();
   SCI_sendSnmpNotification(trap.data(), static_cast<uint16_t>(trap.size()),
                            variables.empty() ? kNone : variables.data(), static_cast<uint16_t>(variables.size()), error,
                            sizeof error);
-  const std::string text = printed.take();
+  const std::string text = Captured::take();
   if (error[0] != '\0') throw Failure(without_line_end(error));
   return text;
 }
@@ -162,8 +120,8 @@ nlohmann::ordered_json acknowledgement(const std::string& printed) {
 
 void notify(const Context& context, const Arguments& arguments) {
   const std::vector<std::string>& words = arguments.rest;
-  if (words.size() % 3 != 0) throw Failure("each variable takes three words: OID TYPE VALUE");
-  if (words.size() / 3 > UINT16_MAX) throw Failure("a notification has at most 65535 variables");
+  if (words.size() % 3 != 0) throw WrongUsage("each variable takes three words: OID TYPE VALUE");
+  if (words.size() / 3 > UINT16_MAX) throw WrongUsage("a notification has at most 65535 variables");
   Oids oids;
   std::vector<SCI_snmp_varbind_s> variables;
   for (size_t i = 0; i < words.size(); i += 3) {
@@ -187,4 +145,4 @@ Command notify_command() {
           notify};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,3 +1,4 @@
+// The open CLI sessions.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,17 +11,16 @@
 #include "tools/host.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
-constexpr unsigned kSecondsBetweenLooks = 2;
-
-std::vector<_SCI_cli_session_s> open_sessions() {
+std::vector<_SCI_cli_session_s> open_sessions(const std::string& user) {
   _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
   if (iterator == nullptr) throw Failure("cannot read the process table");
   std::vector<_SCI_cli_session_s> sessions;
-  for (_SCI_cli_session_s next; SCI_cli_get_next_session(iterator, &next) == 1;) sessions.push_back(next);
+  for (_SCI_cli_session_s next; SCI_cli_get_next_session(iterator, &next) == 1;) {
+    if (user.empty() || user == next.user) sessions.push_back(next);
+  }
   SCI_cli_free_session_iterator(iterator);
   return sessions;
 }
@@ -47,15 +47,15 @@ std::string duration_text(std::optional<time_t> seconds) {
 std::string local_time_text(time_t seconds) {
   char text[32] = "";
   tm local;
-  if (localtime_r(&seconds, &local) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local);
+  if (localtime_r(&seconds, &local) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
   return text;
 }
 
 std::string or_dash(const char* text) { return *text == '\0' ? "-" : text; }
 
-void print_for_programs() {
+nlohmann::ordered_json document(const std::vector<_SCI_cli_session_s>& sessions) {
   auto list = nlohmann::ordered_json::array();
-  for (const _SCI_cli_session_s& session : open_sessions()) {
+  for (const _SCI_cli_session_s& session : sessions) {
     const auto idle = idle_time(session);
     list.push_back({{"user", session.user},
                     {"host", session.host},
@@ -64,36 +64,51 @@ void print_for_programs() {
                     {"idle_seconds", idle ? nlohmann::ordered_json(*idle) : nullptr},
                     {"pid", session.pid}});
   }
-  print_json(list);
+  return list;
 }
 
-void print_table() {
+Table table(const std::vector<_SCI_cli_session_s>& sessions) {
   Table table({{"USER"}, {"FROM"}, {"TTY"}, {"LOGIN"}, {"IDLE", Table::Align::kRight}, {"PID", Table::Align::kRight}});
-  for (const _SCI_cli_session_s& session : open_sessions()) {
+  for (const _SCI_cli_session_s& session : sessions) {
     table.row({or_dash(session.user), or_dash(session.host), or_dash(session.tty), local_time_text(session.loginTime),
                duration_text(idle_time(session)), std::to_string(session.pid)});
   }
-  table.print();
+  return table;
 }
 
 void show(const Context& context, const Arguments& arguments) {
-  const auto print = context.json ? print_for_programs : print_table;
-  if (!arguments.contains("--watch")) return print();
-  const bool on_screen = !context.json && isatty(STDOUT_FILENO) != 0;
+  const auto sessions = open_sessions(arguments.text("--user"));
+  print_table(context, document(sessions), table(sessions));
+}
+
+void watch(const Context& context, const Arguments& arguments) {
+  const bool on_screen = !context.json && ::isatty(fileno(result_stream())) != 0;
   do {
-    if (on_screen) std::fputs("\033[H\033[2J", stdout);
-    print();
-  } while (std::fflush(stdout) == 0 && sleep(kSecondsBetweenLooks) == 0);
+    const auto sessions = open_sessions(arguments.text("--user"));
+    const time_t now = std::time(nullptr);
+    if (on_screen) std::fputs("\033[H\033[2J", result_stream());
+    if (!on_screen && !context.json) print_line("-- " + local_time_text(now));
+    print_table(context, {{"time", now}, {"sessions", document(sessions)}}, table(sessions));
+    std::fputs(Captured::take().c_str(), stderr);
+  } while (print_end() && ::sleep(static_cast<unsigned>(arguments.number("--watch"))) == 0);
+}
+
+void run(const Context& context, const Arguments& arguments) {
+  if (!arguments.contains("--watch")) return show(context, arguments);
+  if (arguments.number("--watch") == 0) throw WrongUsage("--watch: at least one second", "--watch");
+  watch(context, arguments);
 }
 
 }  // namespace
 
 Command sessions_command() {
-  return {
-      .name = "sessions",
-      .about = "Show the open CLI sessions",
-      .arguments = {{.name = "--watch", .about = "Show them again every two seconds, until interrupted", .flag = true}},
-      .run = show};
+  return {.name = "sessions",
+          .about = "Show the open CLI sessions",
+          .arguments = {{.name = "--watch",
+                         .about = "Show them again after so many seconds, until interrupted",
+                         .most = 86400},
+                        {"--user", "Only those of this user"}},
+          .run = run};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

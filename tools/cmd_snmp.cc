@@ -1,91 +1,108 @@
+// The SNMP agent.
+#include <unistd.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <span>
 
 #include "brantix/snmp.h"
+#include "tools/host.h"
 #include "tools/password.h"
 #include "tools/print.h"
 #include "tools/snmp_config.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-/// What an option may be, and the number by which the library knows it.
-struct Choice {
-  const char* name;
-  int32_t number;
-};
 
-constexpr Choice kVersions[] = {{"1", 1}, {"2", 2}, {"3", 3}};
+constexpr Choice kVersions[] = {{"1", 1}, {"2", 2, "2c"}, {"3", 3}};
 constexpr Choice kNotifyTypes[] = {{"trap", SCI_SNMP_TRAP}, {"inform", SCI_SNMP_INFORM}};
 constexpr Choice kLevels[] = {{"noAuthNoPriv", SCI_SNMP_NO_AUTH_NO_PRIV},
                               {"authNoPriv", SCI_SNMP_AUTH_NO_PRIV},
                               {"authPriv", SCI_SNMP_AUTH_PRIV}};
-constexpr Choice kAuthentication[] = {{"MD5", 1}, {"SHA", 2}, {"SHA-256", 3}};
+constexpr int32_t kSha = 2;
+constexpr Choice kAuthentication[] = {{"MD5", 1}, {"SHA", kSha, "SHA-1 SHA1"}, {"SHA-256", 3, "SHA256"}};
 constexpr int32_t kAes = 3;
-constexpr Choice kPrivacy[] = {{"none", 1}, {"AES", kAes}};
-
-std::vector<std::string> names(std::span<const Choice> choices) {
-  std::vector<std::string> found;
-  for (const Choice& choice : choices) found.emplace_back(choice.name);
-  return found;
-}
-
-std::string option(const Arguments& arguments, const char* name, const char* otherwise = "") {
-  const auto found = arguments.find(name);
-  return found == arguments.end() ? otherwise : found->second;
-}
-
-int32_t number(const Arguments& arguments, const char* name, std::span<const Choice> choices, const char* otherwise) {
-  const std::string chosen = option(arguments, name, otherwise);
-  return std::find_if(choices.begin(), choices.end(), [&](const Choice& choice) { return chosen == choice.name; })
-      ->number;
-}
+constexpr Choice kPrivacy[] = {{"none", 1}, {"AES", kAes, "AES-128 AES128"}};
 
 /// A text that is fit for a line of the agent's configuration file.
 const std::string& one_line(const std::string& text) {
   if (text.find_first_of("\r\n") != text.npos) {
-    throw Failure("a line end would start another line of the agent's configuration");
+    throw WrongUsage("a line end would start another line of the agent's configuration");
   }
   return text;
 }
 
 /// The same, where an empty text or a blank would mean something else.
 const std::string& one_word(const std::string& text) {
-  if (text.empty() || text.find_first_of(" \t") != text.npos) throw Failure("\"" + text + "\" is not one word");
+  if (text.empty() || text.find_first_of(" \t") != text.npos) throw WrongUsage("\"" + text + "\" is not one word");
   return one_line(text);
 }
 
 template <size_t kCapacity>
 void fill(char (&field)[kCapacity], const std::string& what, const std::string& text) {
   if (text.size() >= kCapacity) {
-    throw Failure(what + " has more than " + std::to_string(kCapacity - 1) + " characters");
+    throw WrongUsage(what + " has more than " + std::to_string(kCapacity - 1) + " characters");
   }
   field[text.copy(field, kCapacity - 1)] = '\0';
 }
 
-void succeed(const Context& context, int32_t status, const char* done, const std::string& what) {
-  if (status != 0) {
-    throw Failure(what + " was not " + done + "; \"--log critical\" tells why, with passwords in clear");
-  }
-  print_report(context, {{done, what}});
+/// Fails when the library did; the log would tell why.
+void must_succeed(int32_t status, const std::string& what, const char* done) {
+  if (status == 0) return;
+  throw Failure(what + " was not " + done + "; \"--log critical\" tells why, with passwords in clear", what);
 }
 
-void enable(const Context& context, const Arguments&) { succeed(context, SCI_EnableSnmp(), "enabled", "snmp"); }
+/// The command that does one thing with one text.
+Command setting(const char* name, const char* about, const Argument& argument, const char* done,
+                const std::string& (*fit)(const std::string&), int32_t (*operation)(const char*)) {
+  return {name, about, {argument}, [=](const Context& context, const Arguments& arguments) {
+            const std::string& text = arguments.at(argument.name);
+            must_succeed(operation(fit(text).c_str()), text, done);
+            print_report(context, {{done, text}});
+          }};
+}
 
-void disable(const Context& context, const Arguments&) { succeed(context, SCI_DisableSnmp(), "disabled", "snmp"); }
+bool is_enabled() {
+  return std::ranges::any_of(lines_of(kAgentService),
+                             [](const std::string& line) { return line.find("enabled = True") != line.npos; });
+}
+
+/// The agent's process once it is as `running` says, or after some seconds as it is; 0: none.
+int settled_agent(bool running) {
+  constexpr int kLooks = 60;
+  int agent = running_agent();
+  for (int look = 0; look < kLooks && (agent != 0) != running; ++look) {
+    ::usleep(50'000);
+    agent = running_agent();
+  }
+  return agent;
+}
+
+Command service_switch(const char* name, const char* about, const char* done, bool on, int32_t (*operation)()) {
+  return {
+      name, about, {}, [=](const Context& context, const Arguments&) {
+        lines_of(kAgentService);  // a file that is missing is said before anything is done
+        operation();
+        if (is_enabled() != on) {
+          throw Failure(std::string(kAgentService) + " does not say so now; the agent was not " + done, kAgentService);
+        }
+        const int agent = settled_agent(on);
+        print_report(context, {{done, "snmp"}, {"agent", agent == 0 ? Json("not running") : Json(agent)}});
+        if ((agent != 0) != on)
+          throw Failure("the service file says so, but " + std::string(on ? "no agent runs" : "the agent still runs"));
+      }};
+}
 
 int32_t set_user(const std::string& name, const Arguments& arguments) {
   SCI_snmp_user_s user{};
-  user.auth_type = number(arguments, "--auth", kAuthentication, "SHA");
-  user.priv_type = number(arguments, "--privacy", kPrivacy, "AES");
+  user.auth_type = arguments.number("--auth", kSha);
+  user.priv_type = arguments.number("--privacy", kAes);
   fill(user.username, "the user's name", one_word(name));
-  fill(user.password, "the password", read_password("password", option(arguments, "--password-file")));
+  fill(user.password, "the password", read_password("password", arguments.text("--password-file")));
   if (user.priv_type == kAes) {
     fill(user.priv_pass, "the privacy password",
-         read_password("privacy password", option(arguments, "--privacy-password-file")));
+         read_password("privacy password", arguments.text("--privacy-password-file")));
   }
   char error[25];
   return SCI_SetSnmpUser(&user, error);
@@ -93,26 +110,110 @@ int32_t set_user(const std::string& name, const Arguments& arguments) {
 
 void add_user(const Context& context, const Arguments& arguments) {
   const std::string& name = arguments.at("NAME");
-  succeed(context, set_user(name, arguments), "set", name);
+  must_succeed(set_user(name, arguments), name, "set");
+  print_report(context, {{"set", name}});
 }
 
-void delete_user(const Context& context, const Arguments& arguments) {
-  const std::string& name = arguments.at("NAME");
-  char error[25];
-  succeed(context, SCI_DeleteSnmpUser(one_word(name).c_str(), error), "deleted", name);
+/// A kind of entry of the agent's configuration, and what deleting one by its name takes along.
+struct Kind {
+  const char* what;
+  const char* argument;
+  Lines (*named)(const std::string& name);
+  Lines (*matching)(const std::string& name);
+  int32_t (*remove)(const char* name);
+};
+
+Json shown(const Lines& lines) {
+  Json rows = Json::array();
+  for (const std::string& line : lines) rows.push_back(without_passwords(line));
+  return rows;
 }
 
-void print_names(const Context& context, const char* what, const std::vector<std::string>& found) {
-  if (context.json) return print_json({{what, found}});
-  for (const std::string& name : found) std::puts(escaped(name).c_str());
+/// Deletes an entry and says which lines went. Takes no more than it was asked for, unless that is wanted.
+void remove(const Context& context, const Arguments& arguments, const Kind& kind) {
+  const std::string& name = one_word(arguments.at(kind.argument));
+  const bool all = arguments.contains("--all-matching");
+  const Lines named = kind.named(name);
+  const Lines matching = kind.matching(name);
+  if (named.empty() && (!all || matching.empty())) {
+    throw Failure(std::string("there is no ") + kind.what + " " + name, name);
+  }
+  if (matching.size() > named.size() && !all) {
+    print_report(context, {{"would_delete", shown(matching)}});
+    throw Failure("more would go than the " + std::string(kind.what) + " " + name + "; --all-matching deletes it all",
+                  name);
+  }
+  must_succeed(kind.remove(name.c_str()), name, "deleted");
+  if (!kind.named(name).empty()) throw Failure(name + " is still there", name);
+  print_report(context, {{"deleted", name}, {"lines", shown(matching)}});
 }
 
-void list_users(const Context& context, const Arguments&) { print_names(context, "users", configured_users()); }
+Command deletion(const char* about, const Argument& argument, const Kind& kind) {
+  return {"delete",
+          about,
+          {argument, {.name = "--all-matching", .about = "Also other lines that hold the text", .flag = true}},
+          [=](const Context& context, const Arguments& arguments) { remove(context, arguments, kind); }};
+}
 
-int32_t port(const std::string& text) {
-  const unsigned long number = std::stoul(text);
-  if (number > 65535) throw Failure("a port is at most 65535");
-  return static_cast<int32_t>(number);
+template <typename Test>
+Lines agent_lines(Test test) {
+  Lines found = lines_of(kAgentConfig);
+  std::erase_if(found, [&](const std::string& line) { return !test(line); });
+  return found;
+}
+
+Lines lines_of_host(const std::string& address) {
+  Lines found;
+  for (const Destination& host : configured_destinations()) {
+    const bool with_port = host.address.starts_with(address + ':') &&
+                           host.address.find_first_not_of("0123456789", address.size() + 1) == std::string::npos;
+    if (host.address == address || with_port) found.push_back(host.line);
+  }
+  return found;
+}
+
+// The library's deletions take every line that holds the text, of destinations those with one of their keywords.
+Lines matching_hosts(const std::string& address) {
+  return agent_lines([&](const std::string& line) {
+    constexpr const char* kKeywords[] = {"trapsess", "trap2sink", "trapsink", "informsink"};
+    return line.find(address) != line.npos &&
+           std::ranges::any_of(kKeywords, [&](const char* word) { return line.find(word) != line.npos; });
+  });
+}
+
+Lines matching_lines(const std::string& text) {
+  return agent_lines([&](const std::string& line) { return line.find(text) != line.npos; });
+}
+
+constexpr Kind kHost{"destination", "ADDRESS", lines_of_host, matching_hosts, SCI_DeleteSnmpHostV3};
+constexpr Kind kCommunity{"community", "COMMUNITY", lines_of_community, matching_lines, SCI_DeleteSnmpCommunity};
+constexpr Kind kUser{"user", "NAME", lines_of_user, lines_of_user, [](const char* name) {
+                       char error[25];
+                       return SCI_DeleteSnmpUser(name, error);
+                     }};
+
+Lines communities() {
+  unsigned count = 0;
+  if (SCI_GetSnmpCommunity(nullptr, &count) != 0)
+    throw Failure("the agent's configuration file cannot be read", kAgentConfig);
+  std::vector<SCI_snmp_community_s> read(count);
+  SCI_GetSnmpCommunity(read.data(), &count);
+  Lines found;
+  for (const SCI_snmp_community_s& entry : read) {
+    std::string name = entry.community;
+    if (name.ends_with('\n')) name.pop_back();
+    found.push_back(name);
+  }
+  return found;
+}
+
+Command name_list(const char* about, const char* what, Lines (*names)()) {
+  return {"list", about, {}, [=](const Context& context, const Arguments&) {
+            Table table({{""}});
+            const Lines found = names();
+            for (const std::string& name : found) table.row({name});
+            print_table(context, {{what, found}}, table);
+          }};
 }
 
 void add_host(const Context& context, const Arguments& arguments) {
@@ -121,73 +222,59 @@ void add_host(const Context& context, const Arguments& arguments) {
   SCI_snmp_host_s host{};
   fill(host.server_addr, "the address", one_word(address));
   fill(host.community, "the community", one_word(name));
-  host.port = port(option(arguments, "--port", "0"));
-  host.version = number(arguments, "--version", kVersions, "2");
-  host.notify_type = number(arguments, "--notify", kNotifyTypes, "trap");
-  host.v3_priv = number(arguments, "--level", kLevels, "authPriv");
+  host.port = arguments.number("--port");
+  host.version = arguments.number("--version", 2);
+  host.notify_type = arguments.number("--notify", SCI_SNMP_TRAP);
+  host.v3_priv = arguments.number("--level", SCI_SNMP_AUTH_PRIV);
   // The library takes the user's protocols and passwords from its list, which only this process can have filled.
-  if (host.version == 3 && set_user(name, arguments) != 0) succeed(context, 1, "set", name);
-  succeed(context, SCI_SetSnmpHostV3(&host), "added", address);
+  if (host.version == 3) must_succeed(set_user(name, arguments), name, "set");
+  must_succeed(SCI_SetSnmpHostV3(&host), address, "added");
+  print_report(context, {{"added", address}});
 }
 
-void delete_host(const Context& context, const Arguments& arguments) {
-  const std::string& address = arguments.at("ADDRESS");
-  succeed(context, SCI_DeleteSnmpHostV3(one_word(address).c_str()), "deleted", address);
-}
-
-void list_hosts(const Context& context, const Arguments&) {
+Json destinations() {
   Json hosts = Json::array();
-  Table table({{"destination"}, {"version"}, {"notify"}, {"community or user"}, {"level"}});
   for (const Destination& host : configured_destinations()) {
     hosts.push_back({{"destination", host.address},
                      {"version", host.version},
                      {"notify", host.notify},
                      {"name", host.name},
                      {"level", host.level}});
-    table.row({host.address, host.version, host.notify, host.name, host.level});
   }
-  if (context.json) return print_json({{"hosts", hosts}});
-  table.print();
+  return hosts;
 }
 
-void add_community(const Context& context, const Arguments& arguments) {
-  const std::string& community = arguments.at("COMMUNITY");
-  succeed(context, SCI_ConfigureSnmp(one_word(community).c_str()), "added", community);
+void list_hosts(const Context& context, const Arguments&) {
+  Table table({{"destination"}, {"version"}, {"notify"}, {"community or user"}, {"level"}});
+  const Json hosts = destinations();
+  for (const Json& host : hosts)
+    table.row({host["destination"], host["version"], host["notify"], host["name"], host["level"]});
+  print_table(context, {{"hosts", hosts}}, table);
 }
 
-void delete_community(const Context& context, const Arguments& arguments) {
-  const std::string& community = arguments.at("COMMUNITY");
-  succeed(context, SCI_DeleteSnmpCommunity(one_word(community).c_str()), "deleted", community);
-}
-
-void list_communities(const Context& context, const Arguments&) {
-  unsigned count = 0;
-  if (SCI_GetSnmpCommunity(nullptr, &count) != 0) throw Failure("the agent's configuration file cannot be read");
-  std::vector<SCI_snmp_community_s> read(count);
-  SCI_GetSnmpCommunity(read.data(), &count);
-  std::vector<std::string> found;
-  for (const SCI_snmp_community_s& entry : read) {
-    std::string name = entry.community;
-    if (name.ends_with('\n')) name.pop_back();
-    found.push_back(name);
+void show(const Context& context, const Arguments&) {
+  const int agent = running_agent();
+  Json hosts = destinations();
+  if (!context.json) {
+    for (Json& host : hosts) {
+      const std::string level = host["level"];
+      host = std::string(host["destination"]) + "  version " + std::string(host["version"]) + "  " +
+             std::string(host["notify"]) + "  " + std::string(host["name"]) + (level.empty() ? "" : "  " + level);
+    }
   }
-  print_names(context, "communities", found);
-}
-
-void set_contact(const Context& context, const Arguments& arguments) {
-  const std::string& text = arguments.at("TEXT");
-  succeed(context, SCI_SetSnmpSysContact(one_line(text).c_str()), "set", text);
-}
-
-void set_location(const Context& context, const Arguments& arguments) {
-  const std::string& text = arguments.at("TEXT");
-  succeed(context, SCI_SetSnmpSysLocation(one_line(text).c_str()), "set", text);
+  print_report(context, {{"enabled", is_enabled()},
+                         {"agent", agent == 0 ? Json("not running") : Json(agent)},
+                         {"contact", configured_text("sysContact")},
+                         {"location", configured_text("sysLocation")},
+                         {"communities", communities()},
+                         {"users", configured_users()},
+                         {"hosts", hosts}});
 }
 
 std::vector<Argument> with_user_options(std::vector<Argument> arguments) {
   const std::vector<Argument> options = {
-      {.name = "--auth", .about = "authentication protocol (SHA)", .choices = names(kAuthentication)},
-      {.name = "--privacy", .about = "privacy protocol (AES)", .choices = names(kPrivacy)},
+      {.name = "--auth", .about = "authentication protocol (SHA)", .choices = kAuthentication},
+      {.name = "--privacy", .about = "privacy protocol (AES)", .choices = kPrivacy},
       {"--password-file", "file whose first line is the password; asked for without"},
       {"--privacy-password-file", "file whose first line is the privacy password; asked for without"}};
   arguments.insert(arguments.end(), options.begin(), options.end());
@@ -198,35 +285,35 @@ std::vector<Argument> with_user_options(std::vector<Argument> arguments) {
 
 Command snmp_family() {
   const Argument address = {"ADDRESS", "address or name"}, user = {"NAME", "user's name"},
-                 community = {"COMMUNITY", "community"};
-  const std::vector<Argument> host = with_user_options(
-      {address,
-       {"NAME", "community; version 3: user, who is set anew"},
-       {"--port", "UDP port (the agent's own)", true},
-       {.name = "--version", .about = "version of SNMP (2)", .choices = names(kVersions)},
-       {.name = "--notify", .about = "what is sent (trap)", .choices = names(kNotifyTypes)},
-       {.name = "--level", .about = "version 3: security level (authPriv)", .choices = names(kLevels)}});
-  const std::vector<Command> hosts = {
-      {"add", "Send traps or informs to a destination", host, add_host},
-      {"delete", "Delete the destinations whose lines hold the address anywhere", {address}, delete_host},
-      {"list", "Show the configured destinations", {}, list_hosts}};
+                 community = {"COMMUNITY", "community"}, text = {"TEXT", "one line; may be empty"};
+  const std::vector<Argument> host =
+      with_user_options({address,
+                         {"NAME", "community; version 3: user, who is set anew"},
+                         {.name = "--port", .about = "UDP port (the agent's own)", .most = 65535},
+                         {.name = "--version", .about = "version of SNMP (2)", .choices = kVersions},
+                         {.name = "--notify", .about = "what is sent (trap)", .choices = kNotifyTypes},
+                         {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels}});
+  const std::vector<Command> hosts = {{"add", "Send traps or informs to a destination", host, add_host},
+                                      deletion("Delete a destination", address, kHost),
+                                      {"list", "Show the configured destinations", {}, list_hosts}};
   const std::vector<Command> users = {{"add", "Create a user, or set one anew", with_user_options({user}), add_user},
-                                      {"delete", "Delete a user", {user}, delete_user},
-                                      {"list", "Show the configured users", {}, list_users}};
-  const std::vector<Command> communities = {
-      {"add", "Let a community read", {community}, add_community},
-      {"delete", "Delete every line of the configuration that holds the text anywhere", {community}, delete_community},
-      {"list", "Show the communities that may read", {}, list_communities}};
-  const std::vector<Argument> text = {{"TEXT", "one line; may be empty"}};
+                                      deletion("Delete a user", user, kUser),
+                                      name_list("Show the configured users", "users", configured_users)};
+  const std::vector<Command> readers = {
+      setting("add", "Let a community read", community, "added", one_word, SCI_ConfigureSnmp),
+      deletion("Delete a community", community, kCommunity),
+      name_list("Show the communities that may read", "communities", communities)};
   return {.name = "snmp",
           .about = "The SNMP agent",
-          .commands = {{"enable", "Start the agent", {}, enable},
-                       {"disable", "Stop the agent", {}, disable},
+          .commands = {{"show", "Show all that is configured; passwords never", {}, show},
+                       service_switch("enable", "Start the agent", "enabled", true, SCI_EnableSnmp),
+                       service_switch("disable", "Stop the agent", "disabled", false, SCI_DisableSnmp),
                        {.name = "host", .about = "Destinations of traps and informs", .commands = hosts},
                        {.name = "user", .about = "SNMPv3 users", .commands = users},
-                       {.name = "community", .about = "Read-only communities", .commands = communities},
-                       {"contact", "Set the system contact", text, set_contact},
-                       {"location", "Set the system location and restart the agent", text, set_location}}};
+                       {.name = "community", .about = "Read-only communities", .commands = readers},
+                       setting("contact", "Set the system contact", text, "set", one_line, SCI_SetSnmpSysContact),
+                       setting("location", "Set the system location and restart the agent", text, "set", one_line,
+                               SCI_SetSnmpSysLocation)}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,6 +1,4 @@
-#include <unistd.h>
-
-#include <algorithm>
+// SSD firmware files.
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -10,22 +8,21 @@
 #include "brantix/container.h"
 #include "brantix/firmware.h"
 #include "tools/host.h"
-#include "tools/pack/manifest.h"
+#include "tools/packing.h"
 #include "tools/print.h"
 #include "tools/verify.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kEquipped = "/mnt/boot/equipped_ssd_firmware";
+constexpr const char* kDriveReport = "/tmp/ssd_fwInfo";
 
 /// The library gives no reason of its own for most of what can be wrong.
 std::string reason_for(const std::string& path, const FirmwareInfo& info) {
-  if (access(path.c_str(), R_OK) != 0) return "cannot read " + path + ": " + std::strerror(errno);
   std::error_code missing;
   if (*info.ssdVersion != '\0' && !fs::is_directory(kEquipped, missing)) {
     return path + " is for the fitted drive, but there is no directory " + kEquipped;
@@ -33,20 +30,29 @@ std::string reason_for(const std::string& path, const FirmwareInfo& info) {
   return path + " is no SSD firmware file, is cut short, or its firmware cannot be written to " + kEquipped;
 }
 
+// To the library a drive that is not known is in every list.
+void must_know_drive(bool force) {
+  get_equipped_ssd_modelNumber();
+  if (*equipped_ssd_model_num != '\0' || force) return;
+  throw Failure(
+      "the fitted drive is not known, so nothing says whether the file is for it; \"couplerctl firmware "
+      "report\" asks the drive, --force takes the firmware out all the same",
+      kDriveReport);
+}
+
 void match(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
+  must_know_drive(arguments.contains("--force"));
   FirmwareInfo info{};
-  if (SCI_extractSsdfirmwareBinary(path.c_str(), &info) != 0) fail_with_reason(reason_for(path, info));
-  const bool matched = info.ssdMatched != 0;
+  if (SCI_extractSsdfirmwareBinary(path.c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
+  const bool known = *equipped_ssd_model_num != '\0';
+  const bool listed = info.ssdMatched != 0;
   print_report(context, {{"fitted_model", equipped_ssd_model_num},
                          {"identification", info.ssdModel},
-                         {"matched", matched},
+                         {"matched", known && listed},
                          {"ssd_version", info.ssdVersion},
-                         {"file", matched ? std::string(kEquipped) + "/ssd-" + info.ssdVersion : ""}});
-  if (*equipped_ssd_model_num != '\0') return;
-  print_message(
-      "warning:", "the fitted drive is not known, so every file matches; \"couplerctl firmware report\" asks it",
-      Style::kHeading);
+                         {"file", listed ? std::string(kEquipped) + "/ssd-" + info.ssdVersion : ""}});
+  if (!listed) throw Failure(path + " is not for the fitted drive, " + equipped_ssd_model_num, path);
 }
 
 /// The text at `offset` without what fills its field up: zeros on the left, blanks on the right.
@@ -87,11 +93,10 @@ void show(const Context& context, const Arguments& arguments) {
 void pack_ssd(const Context& context, const Arguments& arguments) {
   const std::string& out = arguments.at("OUT");
   const pack::SsdManifest wanted = pack::read_ssd_manifest(arguments.at("MANIFEST"));
-  pack::write_ssd_file(wanted.firmware, wanted.binary, out);
-  Json report = {{"file", out}, {"size", fs::file_size(out)}};
-  if (context.json) report["warnings"] = wanted.warnings;
-  print_report(context, report);
-  for (const std::string& warning : wanted.warnings) print_message("warning:", warning, Style::kHeading);
+  const uint64_t size = pack::ssd_head(wanted.firmware, wanted.binary.size).size() + wanted.binary.size;
+  pack_file(context, out, wanted.files, size, wanted.warnings, [&](const pack::Progress& progress) {
+    pack::write_ssd_file(wanted.firmware, wanted.binary, out, progress);
+  });
 }
 
 }  // namespace
@@ -102,7 +107,8 @@ Command ssd_family() {
       .about = "SSD firmware files",
       .commands = {{"match",
                     "Take the fitted drive's firmware out of a file that is for it (to " + std::string(kEquipped) + ")",
-                    {{"FILE", "SSD firmware file"}},
+                    {{"FILE", "SSD firmware file"},
+                     {.name = "--force", .about = "Also when the fitted drive is not known", .flag = true}},
                     match},
                    {"show", "Show what an SSD firmware file is for", {{"FILE", "SSD firmware file"}}, show},
                    {"pack",
@@ -111,4 +117,4 @@ Command ssd_family() {
                     pack_ssd}}};
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

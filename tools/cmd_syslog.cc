@@ -1,89 +1,146 @@
+// Where syslog messages go.
 #include <sys/syslog.h>
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "brantix/notify.h"
+#include "support/handle.h"
+#include "support/lines.h"
 #include "tools/host.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
-constexpr const char* kSeverities[] = {"emergencies", "alerts",        "critical",    "errors",
-                                       "warnings",    "notifications", "information", "debugging"};
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
 
-int32_t severity(const Arguments& arguments) {
-  const std::string& text = arguments.at("SEVERITY");
-  for (int32_t i = 0; i < static_cast<int32_t>(std::size(kSeverities)); ++i) {
-    if (text == kSeverities[i] || text == std::to_string(i)) return i;
+constexpr Choice kSeverities[] = {{"emergencies", 0, "0 emergency emerg panic"},
+                                  {"alerts", 1, "1 alert"},
+                                  {"critical", 2, "2 crit"},
+                                  {"errors", 3, "3 error err"},
+                                  {"warnings", 4, "4 warning warn"},
+                                  {"notifications", 5, "5 notification notice"},
+                                  {"information", 6, "6 informational info"},
+                                  {"debugging", 7, "7 debug"}};
+constexpr auto kConsole = std::span(kSeverities).first(3);
+constexpr Choice kFacilities[] = {{"local0", 0, "0"}, {"local1", 1, "1"}, {"local2", 2, "2"}, {"local3", 3, "3"},
+                                  {"local4", 4, "4"}, {"local5", 5, "5"}, {"local6", 6, "6"}, {"local7", 7, "7"}};
+
+using Operation = int32_t (*)(const Arguments&);
+
+int32_t severity(const Arguments& arguments) { return arguments.number("SEVERITY"); }
+
+/// The command that runs the operation and reports what the script made of it.
+Command setting(const char* name, const char* about, std::vector<Argument> arguments, Operation operation) {
+  return {name, about, std::move(arguments), [=](const Context& context, const Arguments& given) {
+            const int32_t result = operation(given);
+            if (result == -1) fail_with_reason("refused; --log critical shows why");
+            if (result != 0) throw Failure("the syslog script ended with " + std::to_string(result), "syslog_utils.sh");
+            if (context.json) print_json({{"done", name}});
+          }};
+}
+
+std::string first_line(const fs::path& path) {
+  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  if (!file) throw Failure("cannot read " + path.string() + ": " + std::strerror(errno), path.string());
+  LinesOf<1024> lines(file.get());
+  const auto line = lines.next_line();
+  return line ? std::string(up_to(*line, "\n")) : "";
+}
+
+std::string severity_name(const std::string& text) {
+  for (const Choice& choice : kSeverities) {
+    if ((" " + std::string(choice.also) + " ").find(" " + text + " ") != std::string::npos) return choice.name;
   }
-  std::string names;
-  for (const char* name : kSeverities) names += std::string(names.empty() ? "" : ", ") + name;
-  throw Failure(text + " is no severity; severities are " + names + ", or 0 to 7");
+  return text;
 }
 
-int32_t number(const Arguments& arguments, const std::string& name) {
-  return static_cast<int32_t>(std::stoul(arguments.at(name)));
+/// What a file of settings says, as the platform's script writes it; nothing for one of another hand.
+Json setting_in(const fs::path& path) {
+  static const std::regex kRemote(R"re((local[0-7])\.(\w+) action\(type="omfwd" target="([^"]*)" .*)re");
+  static const std::regex kFile(R"re(\*\.(\w+) action\(type="omfile" file="([^"]*)"\))re");
+  static const std::regex kPlatform(R"re(if \$msg contains "VTRC:" and \$syslogseverity > ([0-7]) then stop)re");
+  const std::string line = first_line(path), name = path.stem();
+  std::smatch found;
+  if (name.starts_with("remote-") && std::regex_match(line, found, kRemote)) {
+    return {{"setting", "remote"},
+            {"number", name.substr(7)},
+            {"to", found.str(3)},
+            {"severity", severity_name(found.str(2))},
+            {"facility", found.str(1)}};
+  }
+  if (std::regex_match(line, found, kFile)) {
+    return {{"setting", name}, {"to", found.str(2)}, {"severity", severity_name(found.str(1))}};
+  }
+  if (!std::regex_match(line, found, kPlatform)) return nullptr;
+  return {{"setting", "platform"}, {"severity", severity_name(found.str(1))}};
 }
 
-void report(int32_t result) {
-  if (result == -1) fail_with_reason("refused; --log critical shows why");
-  if (result != 0) throw Failure("the syslog script ended with " + std::to_string(result));
-}
-
-const Argument kSeverity = {"SEVERITY", "least severe that passes: a name such as errors, or 0 to 7"};
-
-std::vector<Command> commands() {
-  return {
-      {"remote",
-       "Also send messages to another host",
-       {{"N", "number of the destination", true},
-        {"HOST", "its name or address"},
-        kSeverity,
-        {"FACILITY", "0 to 7, for local0 to local7", true}},
-       [](const Context&, const Arguments& arguments) {
-         report(SCI_EnableExternalSyslogging(number(arguments, "N"), arguments.at("HOST").c_str(), severity(arguments),
-                                             number(arguments, "FACILITY")));
-       }},
-      {"no-remote",
-       "Remove all other hosts",
-       {},
-       [](const Context&, const Arguments&) { report(SCI_DisableExternalSyslogging()); }},
-      {"console",
-       "Show messages on the console (severities 0 to 2)",
-       {kSeverity},
-       [](const Context&, const Arguments& arguments) { report(SCI_EnableConsoleSyslogging(severity(arguments))); }},
-      {"no-console",
-       "Show none on the console",
-       {},
-       [](const Context&, const Arguments&) { report(SCI_DisableConsoleSyslogging()); }},
-      {"platform",
-       "Set the level of the platform's own messages",
-       {kSeverity},
-       [](const Context&, const Arguments& arguments) { report(SCI_SetPlatformSyslogging(severity(arguments))); }},
-      {"file",
-       "Write messages to the platform's log file",
-       {kSeverity, {"ARGUMENT", "for the script: the file's name"}},
-       [](const Context&, const Arguments& arguments) {
-         report(SCI_EnableFileSyslogging(severity(arguments), arguments.at("ARGUMENT").c_str()));
-       }},
-      {"no-file",
-       "Write none to the platform's log file",
-       {},
-       [](const Context&, const Arguments&) { report(SCI_DisableFileSyslogging()); }},
-      {"message",
-       "Write one message, tagged VTRC",
-       {kSeverity, {"TEXT", "the message"}},
-       [](const Context&, const Arguments& arguments) {
-         const char* text = arguments.at("TEXT").c_str();
-         report(SCI_SendSyslogMessage(LOG_USER | severity(arguments), reinterpret_cast<long>(text), 0, 0, 0, 0));
-       }},
-  };
+void show(const Context& context, const Arguments&) {
+  constexpr const char* kSettings = "/etc/rsyslog.d";
+  std::vector<fs::path> paths;
+  std::error_code missing;
+  for (const auto& entry : fs::directory_iterator(kSettings, missing)) {
+    if (entry.path().extension() == ".conf") paths.push_back(entry.path());
+  }
+  if (missing) throw Failure(std::string("cannot read ") + kSettings + ": " + missing.message(), kSettings);
+  std::ranges::sort(paths);
+  Json settings = Json::array();
+  Table table({{"SETTING"}, {"N"}, {"TO"}, {"SEVERITY"}, {"FACILITY"}});
+  for (const fs::path& path : paths) {
+    const Json setting = setting_in(path);
+    if (setting.is_null()) continue;
+    settings.push_back(setting);
+    table.row({setting["setting"], setting.value("number", ""), setting.value("to", ""), setting["severity"],
+               setting.value("facility", "")});
+  }
+  print_table(context, {{"settings", settings}}, table);
 }
 
 }  // namespace
 
-Command syslog_family() { return {.name = "syslog", .about = "Where syslog messages go", .commands = commands()}; }
+Command syslog_family() {
+  const Argument least = {.name = "SEVERITY",
+                          .about = "least severe that passes: a name such as errors, or 0 to 7",
+                          .choices = kSeverities};
+  const Argument console = {.name = "SEVERITY", .about = "emergencies, alerts or critical", .choices = kConsole};
+  const Argument number = {.name = "N", .about = "number of the destination", .most = INT32_MAX};
+  const Argument facility = {.name = "FACILITY", .about = "local0 to local7", .choices = kFacilities};
+  const std::vector<Command> commands = {
+      {"show", "Show where messages go", {}, show},
+      setting("remote", "Also send messages to another host",
+              {number, {"HOST", "its name or address"}, least, facility},
+              [](const Arguments& given) {
+                return SCI_EnableExternalSyslogging(given.number("N"), given.at("HOST").c_str(), severity(given),
+                                                    given.number("FACILITY"));
+              }),
+      setting("no-remote", "Remove all other hosts", {},
+              [](const Arguments&) { return SCI_DisableExternalSyslogging(); }),
+      setting("console", "Show messages on the console", {console},
+              [](const Arguments& given) { return SCI_EnableConsoleSyslogging(severity(given)); }),
+      setting("no-console", "Show none on the console", {},
+              [](const Arguments&) { return SCI_DisableConsoleSyslogging(); }),
+      setting("platform", "Set the level of the platform's own messages", {least},
+              [](const Arguments& given) { return SCI_SetPlatformSyslogging(severity(given)); }),
+      setting("file", "Write messages to the platform's log file",
+              {least, {"ARGUMENT", "for the script: the file's name"}},
+              [](const Arguments& given) {
+                return SCI_EnableFileSyslogging(severity(given), given.at("ARGUMENT").c_str());
+              }),
+      setting("no-file", "Write none to the platform's log file", {},
+              [](const Arguments&) { return SCI_DisableFileSyslogging(); }),
+      setting("message", "Write one message, tagged VTRC", {least, {"TEXT", "the message"}},
+              [](const Arguments& given) {
+                const long text = reinterpret_cast<long>(given.at("TEXT").c_str());
+                return SCI_SendSyslogMessage(LOG_USER | severity(given), text, 0, 0, 0, 0);
+              }),
+  };
+  return {.name = "syslog", .about = "Where syslog messages go", .commands = commands};
+}
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

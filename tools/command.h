@@ -1,13 +1,16 @@
+// What a subcommand of couplerctl is: a row with its arguments and one function.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <map>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-/// What a subcommand of couplerctl is: a row with its arguments and one function. A family is a file cmd_*.cc, declared
-/// here and listed once in couplerctl.cc.
-namespace coupler::tool {
+/// A family is a file cmd_*.cc, declared here and listed once in couplerctl.cc.
+namespace coupler::tools {
 
 /// The options that every subcommand has.
 struct Context {
@@ -15,29 +18,52 @@ struct Context {
   std::string log;  ///< lowest level of the library's lines to show; empty: none
 };
 
-/// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do.
+/// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do, the place
+/// where: a file, a key, an offset.
 struct Failure : std::runtime_error {
-  using runtime_error::runtime_error;
+  explicit Failure(const std::string& text, std::string at = "") : runtime_error(text), place(std::move(at)) {}
+  std::string place;
+};
+
+/// What was asked for cannot be meant: ends the program with exit code 2.
+struct WrongUsage : Failure {
+  using Failure::Failure;
+};
+
+/// What an argument may be: its name, other ways to write it (separated by blanks), and the number it stands for.
+struct Choice {
+  const char* name;
+  int32_t number;
+  const char* also = "";
 };
 
 struct Arguments : std::map<std::string, std::string> {
   std::vector<std::string> rest;  ///< the words of the argument that repeats
+
+  std::string text(const std::string& name, const char* otherwise = "") const {
+    return contains(name) ? at(name) : otherwise;
+  }
+  /// A number, or what a choice stands for.
+  int32_t number(const std::string& name, int32_t otherwise = 0) const {
+    return contains(name) ? static_cast<int32_t>(std::stol(at(name))) : otherwise;
+  }
 };
 
 struct Argument {
-  std::string name;  ///< FILE: positional and required; --file: an option
+  std::string name;  ///< FILE: positional, required, readable (but "-"); OUT, N, ...: positional; --file: an option
   std::string about;
-  bool number = false;
-  bool flag = false;                      ///< an option without a value
-  bool repeats = false;                   ///< the last one: positional, any number of words
-  std::vector<std::string> choices = {};  ///< the values that it may have; empty: any
+  int64_t most = -1;                     ///< a number from 0 to this; -1: a text
+  bool flag = false;                     ///< an option without a value
+  bool repeats = false;                  ///< the last one: positional, any number of words
+  bool optional = false;                 ///< positional, but may be left out
+  std::span<const Choice> choices = {};  ///< the values that it may have; empty: any
 };
 
 struct Command {
   std::string name;
   std::string about;
   std::vector<Argument> arguments = {};
-  void (*run)(const Context&, const Arguments&) = nullptr;  ///< null for a family
+  std::function<void(const Context&, const Arguments&)> run = nullptr;  ///< null for a family
   std::vector<Command> commands = {};
 };
 
@@ -45,7 +71,7 @@ Command image_family();
 Command container_family();
 Command bundle_family();
 Command snmp_family();
-Command command_command();
+Command command_family();
 Command versions_command();
 Command boot_names_command();
 Command firmware_family();
@@ -55,4 +81,4 @@ Command role_command();
 Command notify_command();
 Command syslog_family();
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,99 +1,180 @@
-#include <CLI/CLI.hpp>
-#include <iostream>
-#include <sstream>
+// couplerctl: finds the command that was meant, runs it, and ends with what came of it.
+#include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+#include "support/handle.h"
 #include "tools/command.h"
 #include "tools/host.h"
+#include "tools/pack/builder.h"
 #include "tools/print.h"
+#include "tools/usage.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-struct Choice {
+struct Chosen {
   const Command* command = nullptr;
-  Arguments arguments;
+  const CLI::App* app = nullptr;
 };
 
-Choice choice_of(const Command& command, const CLI::App& app) {
-  Choice choice{&command, {}};
-  for (const Argument& argument : command.arguments) {
-    const CLI::Option* const option = app.get_option(argument.name);
+bool is_option(const Argument& argument) { return argument.name.starts_with('-'); }
+
+bool is_input(const Argument& argument) { return argument.name.starts_with("FILE") || argument.name == "MANIFEST"; }
+
+void must_be_readable(const std::string& path) {
+  if (path == "-") return;
+  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  if (!file) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
+  struct stat status {};
+  if (::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    throw Failure("cannot read " + path + ": not a regular file", path);
+  }
+}
+
+Arguments arguments_of(const Chosen& chosen) {
+  Arguments arguments;
+  for (const Argument& argument : chosen.command->arguments) {
+    const CLI::Option* const option = chosen.app->get_option(argument.name);
     if (option->count() == 0) continue;
     if (argument.repeats) {
-      choice.arguments.rest = option->as<std::vector<std::string>>();
+      arguments.rest = option->as<std::vector<std::string>>();
     } else {
-      choice.arguments[argument.name] = option->as<std::string>();
+      arguments[argument.name] = checked(argument, option->as<std::string>());
     }
   }
-  return choice;
+  return arguments;
 }
 
-void add(CLI::App& app, const Command& command, Choice& choice) {
+void look_at_inputs(const Chosen& chosen, const Arguments& arguments) {
+  for (const Argument& argument : chosen.command->arguments) {
+    if (!is_input(argument)) continue;
+    if (arguments.contains(argument.name)) must_be_readable(arguments.at(argument.name));
+    if (argument.repeats) std::ranges::for_each(arguments.rest, must_be_readable);
+  }
+}
+
+void add_argument(CLI::App& app, const Argument& argument) {
+  CLI::Option* const option =
+      argument.flag ? app.add_flag(argument.name, argument.about) : app.add_option(argument.name, argument.about);
+  option->required(!is_option(argument) && !argument.repeats && !argument.optional);
+  if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
+  if (argument.most >= 0) option->type_name("NUMBER");
+  if (argument.choices.empty()) return;
+  std::string names;
+  for (const Choice& choice : argument.choices) names.append(names.empty() ? "" : ",").append(choice.name);
+  option->type_name("TEXT:{" + names + "}");
+}
+
+void add(CLI::App& app, const Command& command, Chosen& chosen) {
   CLI::App* const added = app.add_subcommand(command.name, command.about);
   added->footer("--json and --log work here too; \"couplerctl --help\" describes them.");
-  for (const Argument& argument : command.arguments) {
-    CLI::Option* const option = argument.flag ? added->add_flag(argument.name, argument.about)
-                                              : added->add_option(argument.name, argument.about);
-    option->required(!argument.name.starts_with('-') && !argument.repeats);
-    if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
-    if (argument.number) option->check(CLI::TypeValidator<uint32_t>("NUMBER"));
-    if (!argument.choices.empty()) option->check(CLI::IsMember(argument.choices));
+  for (const Argument& argument : command.arguments) add_argument(*added, argument);
+  for (const Command& inner : command.commands) add(*added, inner, chosen);
+  if (command.run == nullptr) {
+    added->require_subcommand(1);
+  } else {
+    added->callback([&command, &chosen, added] {
+      if (added->get_subcommands().empty()) chosen = {&command, added};
+    });
   }
-  for (const Command& inner : command.commands) add(*added, inner, choice);
-  if (command.run == nullptr) return void(added->require_subcommand(1));
-  added->callback([&command, &choice, added] { choice = choice_of(command, *added); });
 }
 
-int run(const Choice& choice, const Context& context) {
+/// The name of the innermost command that was recognised, such as "bundle verify".
+std::string recognised(const CLI::App& app) {
+  const auto inner = app.get_subcommands();
+  if (inner.empty()) return "";
+  const std::string rest = recognised(*inner.front());
+  return inner.front()->get_name() + (rest.empty() ? "" : " " + rest);
+}
+
+WrongUsage usage_error(const CLI::App& app, const std::vector<Command>& families, const std::string& complaint) {
+  const std::string command = recognised(app);
+  const std::string before = command.empty() ? "" : command + ": ";
+  const auto unknown = app.remaining(true);
+  if (unknown.empty()) return WrongUsage(before + complaint, command);
+  const std::string near = nearest(families, unknown.front());
+  return WrongUsage(
+      before + unknown.front() + (near.empty() ? " is not known here" : ": did you mean \"" + near + "\"?"), command);
+}
+
+/// Runs what `work` does. @return the program's exit code
+int guarded(const Context& context, const std::function<void()>& work) {
+  int code = 0;
   try {
-    start_library(context);
-    choice.command->run(context, choice.arguments);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
-    print_message("error:", "cannot write the result", Style::kAlarm);
+    work();
+  } catch (const WrongUsage& error) {
+    print_failure(context, code = kWrongUsage, error);
+  } catch (const Failure& failure) {
+    print_failure(context, code = kFailed, failure);
+  } catch (const pack::Error& error) {
+    print_failure(context, code = kFailed, Failure(error.what(), error.place));
   } catch (const std::exception& error) {
-    std::fflush(stdout);
-    print_message("error:", error.what(), Style::kAlarm);
+    print_failure(context, code = kFailed, Failure(error.what()));
   }
+  if (print_end()) return code;
+  print_message("error:", "cannot write the result", Style::kAlarm);
   return kFailed;
 }
 
-int main(int argc, char** argv) {
-  const Command families[] = {
-      image_family(),     container_family(), bundle_family(),   versions_command(), boot_names_command(),
-      firmware_family(),  ssd_family(),       snmp_family(),     notify_command(),   syslog_family(),
-      sessions_command(), role_command(),     command_command(),
-  };
+void run(const Chosen& chosen, const Context& context) {
+  const Captured captured;
+  const Arguments arguments = arguments_of(chosen);
+  look_at_inputs(chosen, arguments);
+  start_library(context);
+  chosen.command->run(context, arguments);
+}
 
+/// The words behind the program's name, the last one first; "help bundle" asks for the same as "bundle --help".
+std::vector<std::string> words_of(int argc, char** argv) {
+  std::vector<std::string> words(argv + 1, argv + argc);
+  if (!words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    words.emplace_back("--help");
+  }
+  std::ranges::reverse(words);
+  return words;
+}
+
+int main(int argc, char** argv) {
+  const std::vector<Command> families = {
+      image_family(),     container_family(), bundle_family(),  versions_command(), boot_names_command(),
+      firmware_family(),  ssd_family(),       snmp_family(),    notify_command(),   syslog_family(),
+      sessions_command(), role_command(),     command_family(),
+  };
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
                "couplerctl");
   Context context;
-  Choice choice;
+  Chosen chosen;
   app.fallthrough();
   app.require_subcommand(1);
-  app.footer("Ends with 0 (done), 1 (failed) or 2 (wrong usage). Each subcommand has a --help of its own.");
-  app.set_version_flag("--version", COUPLER_VERSION);
+  app.footer("Ends with 0 (done), 1 (failed) or 2 (wrong usage). \"couplerctl help COMMAND\" describes a command.");
+  app.set_version_flag("-V,--version", COUPLER_VERSION);
   app.add_flag("--json", context.json, "Print results for programs");
   app.add_option("--log", context.log, "Show the library's log lines from this level on, on standard error")
       ->check(CLI::IsMember({"debug", "info", "critical"}));
-  for (const Command& family : families) add(app, family, choice);
+  for (const Command& family : families) add(app, family, chosen);
+  std::vector<std::string> words = words_of(argc, argv);
+  const bool for_programs = std::ranges::find(words, "--json") != words.end();
   try {
-    app.parse(argc, argv);
+    app.parse(words);
+  } catch (const CLI::Success& wanted) {
+    return app.exit(wanted);
   } catch (const CLI::ParseError& error) {
-    std::ostringstream complaint;
-    for (const std::string& word : app.remaining(true)) complaint << word << " is not known here\n";
-    const int code = app.exit(error, std::cout, complaint);
-    std::fputs(escaped_lines(complaint.str()).c_str(), stderr);
-    return code == 0 ? 0 : kWrongUsage;
+    context.json = for_programs;
+    return guarded(context, [&] { throw usage_error(app, families, error.what()); });
   }
-  return run(choice, context);
+  return guarded(context, [&] { run(chosen, context); });
 }
 
 }  // namespace
+}  // namespace coupler::tools
 
-}  // namespace coupler::tool
-
-int main(int argc, char** argv) { return coupler::tool::main(argc, argv); }
+int main(int argc, char** argv) { return coupler::tools::main(argc, argv); }

@@ -1,4 +1,8 @@
+// couplerctl as a host of the library: initialises it and takes what it logs and prints.
 #include "tools/host.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -7,10 +11,10 @@
 #include <vector>
 
 #include "brantix/coupler.h"
+#include "support/handle.h"
 #include "tools/print.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 constexpr const char* kLevels[] = {"debug", "info", "critical"};  // a level's value is its place
@@ -53,6 +57,28 @@ void write_log(const char* operation, int32_t*, int32_t level, const char* forma
 
 }  // namespace
 
+Captured::Captured() {
+  const Descriptor kept(::memfd_create("printed", MFD_CLOEXEC));
+  if (!kept) throw Failure("cannot keep what the library prints");
+  std::fflush(stdout);
+  result_stream();  // takes standard output's own descriptor before it is turned
+  ::dup2(kept.get(), STDOUT_FILENO);
+}
+
+Captured::~Captured() {
+  std::fputs(take().c_str(), stderr);
+  ::dup2(fileno(result_stream()), STDOUT_FILENO);
+}
+
+std::string Captured::take() {
+  std::fflush(stdout);
+  std::string text(static_cast<size_t>(::lseek(STDOUT_FILENO, 0, SEEK_END)), '\0');
+  const ssize_t got = ::pread(STDOUT_FILENO, text.data(), text.size(), 0);
+  text.resize(got < 0 ? 0 : static_cast<size_t>(got));
+  if (::ftruncate(STDOUT_FILENO, 0) == 0) ::lseek(STDOUT_FILENO, 0, SEEK_SET);
+  return text;
+}
+
 void start_library(const Context& context) {
   for (int32_t level = 0; level < kSilent; ++level) {
     if (context.log == kLevels[level]) host_log.shown = level;
@@ -63,12 +89,12 @@ void start_library(const Context& context) {
   if (SC_Initialize_commands() != 0) fail_with_reason("the library's command table is damaged; install it anew");
 }
 
-void fail_with_reason(const std::string& what) {
+void fail_with_reason(const std::string& what, const std::string& place) {
   std::string text = what;
   if (host_log.shown == kSilent) {
     for (auto reason = host_log.reasons.rbegin(); reason != host_log.reasons.rend(); ++reason) text += "\n  " + *reason;
   }
-  throw Failure(text);
+  throw Failure(text, place);
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

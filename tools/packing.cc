@@ -1,36 +1,95 @@
+// Builds files from manifests: what bundle, image and SSD packing share.
 #include "tools/packing.h"
 
+#include <unistd.h>
+
+#include <chrono>
 #include <csignal>
 #include <nlohmann/json.hpp>
 
+#include "tools/pack/files.h"
 #include "tools/print.h"
-#include "tools/progress.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void write_file(const pack::Container& container, const std::string& out, uint64_t size) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, [](int) { interrupted = 1; });
-  Progress progress("packing " + out, size);
-  pack::write_file(container, out, [&](uint64_t done) {
-    if (interrupted != 0) throw Failure("interrupted; " + out + " is as it was");
-    progress.show(done);
-  });
-}
+/// Holds interrupts off until what was begun is cleaned up, then lets them have their way.
+class Interrupts {
+ public:
+  Interrupts() {
+    struct sigaction noted {};
+    noted.sa_handler = [](int signal) { interrupted = signal; };
+    for (size_t i = 0; i < std::size(kSignals); ++i) {
+      ::sigaction(kSignals[i], nullptr, &old_[i]);
+      if (old_[i].sa_handler != SIG_IGN) ::sigaction(kSignals[i], &noted, nullptr);
+    }
+  }
+  ~Interrupts() {
+    for (size_t i = 0; i < std::size(kSignals); ++i) ::sigaction(kSignals[i], &old_[i], nullptr);
+    if (interrupted != 0) std::raise(interrupted);
+  }
+  Interrupts(const Interrupts&) = delete;
+  Interrupts& operator=(const Interrupts&) = delete;
+
+ private:
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+  struct sigaction old_[std::size(kSignals)]{};
+};
+
+/// A line on standard error that says how far it is: on a terminal only, and only after the first second.
+class Shown {
+ public:
+  Shown(std::string what, uint64_t total) : what_(std::move(what)), total_(total) {}
+  ~Shown() {
+    if (shown_) std::fputs("\r\033[K", stderr);
+  }
+  Shown(const Shown&) = delete;
+  Shown& operator=(const Shown&) = delete;
+
+  void operator()(uint64_t done) {
+    if (interrupted != 0) throw Failure("interrupted");
+    if (!on_terminal_ || Clock::now() < next_) return;
+    next_ = Clock::now() + std::chrono::milliseconds(200);
+    shown_ = true;
+    std::fprintf(stderr, "\r\033[K%s  %3u%%  %s of %s", escaped(what_).c_str(),
+                 static_cast<unsigned>(done / (total_ / 100 + 1)), bytes_text(done).c_str(),
+                 bytes_text(total_).c_str());
+  }
+
+ private:
+  const std::string what_;
+  const uint64_t total_;
+  const bool on_terminal_ = ::isatty(STDERR_FILENO) != 0;
+  Clock::time_point next_ = Clock::now() + std::chrono::seconds(1);
+  bool shown_ = false;
+};
 
 }  // namespace
 
-void pack_file(const Context& context, pack::Kind kind, const std::string& manifest, const std::string& out) {
-  const pack::Manifest wanted = pack::read_manifest(kind, manifest);
-  const uint64_t size = pack::size(wanted.container);
-  write_file(wanted.container, out, size);
+void pack_file(const Context& context, const std::string& out, const std::vector<std::filesystem::path>& inputs,
+               uint64_t size, const std::vector<std::string>& warnings,
+               const std::function<void(const pack::Progress&)>& write) {
+  pack::refuse_overwriting(out, inputs);
+  {
+    const Interrupts held;
+    Shown shown("packing " + out, size);
+    write([&](uint64_t done) { shown(done); });
+  }
   nlohmann::ordered_json report = {{"file", out}, {"size", size}};
-  if (context.json) report["warnings"] = wanted.warnings;
+  if (context.json) report["warnings"] = warnings;
   print_report(context, report);
-  for (const std::string& warning : wanted.warnings) print_message("warning:", warning, Style::kHeading);
+  for (const std::string& warning : warnings) print_message("warning:", warning, Style::kHeading);
 }
 
-}  // namespace coupler::tool
+void pack_container(const Context& context, pack::Kind kind, const Arguments& arguments) {
+  const std::string& out = arguments.at("OUT");
+  const pack::Manifest wanted = pack::read_manifest(kind, arguments.at("MANIFEST"));
+  pack_file(context, out, wanted.files, pack::size(wanted.container), wanted.warnings,
+            [&](const pack::Progress& progress) { pack::write_file(wanted.container, out, progress); });
+}
+
+}  // namespace coupler::tools

@@ -1,3 +1,4 @@
+// Passwords, from a file or from what is typed.
 #include "tools/password.h"
 
 #include <termios.h>
@@ -5,20 +6,21 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 
+#include "support/handle.h"
+#include "support/lines.h"
 #include "tools/command.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 std::string first_line(const std::string& path) {
-  std::ifstream file(path);
-  std::string line;
-  if (!file) throw Failure(path + " cannot be read: " + std::strerror(errno));
-  if (!std::getline(file, line)) throw Failure(path + " holds no password");
-  return line;
+  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  if (!file) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
+  LinesOf<1024> lines(file.get());
+  const auto line = lines.next_line();
+  if (!line) throw Failure(path + " holds no password", path);
+  return std::string(up_to(*line, "\n"));
 }
 
 /// What is typed at the terminal is not shown while this lives.
@@ -56,4 +58,4 @@ std::string read_password(const std::string& what, const std::string& file) {
   return file.empty() ? ask(what) : first_line(file);
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

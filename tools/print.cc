@@ -1,5 +1,7 @@
+// Results for people and for programs.
 #include "tools/print.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,15 +9,23 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
+Json document = nullptr;
+
 uint8_t byte(char c) { return static_cast<uint8_t>(c); }
 
 bool continues(char c) { return (byte(c) & 0xc0) == 0x80; }
+
+/// Whether the character turns the direction of what is shown, or ends a line: what follows would not be what it seems.
+bool misleads(std::string_view character) {
+  if (character == "\u061c") return true;
+  return (character >= "\u200e" && character <= "\u200f") || (character >= "\u2028" && character <= "\u202e") ||
+         (character >= "\u2066" && character <= "\u2069");
+}
 
 /// Length of the printable character at the start of the text; 0 when it is none.
 size_t printable(std::string_view text) {
@@ -24,7 +34,8 @@ size_t printable(std::string_view text) {
   const size_t length = first >= 0xf0 && first < 0xf5 ? 4 : first >= 0xe0 ? 3 : 2;
   if (first < 0xc2 || first >= 0xf5 || text.size() < length) return 0;
   if (!std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(length), continues)) return 0;
-  return first == 0xc2 && byte(text[1]) < 0xa0 ? 0 : length;  // 0x80 to 0x9f are control characters too
+  const bool control = first == 0xc2 && byte(text[1]) < 0xa0;  // 0x80 to 0x9f are control characters too
+  return control || misleads(text.substr(0, length)) ? 0 : length;
 }
 
 size_t width(std::string_view text) {
@@ -54,6 +65,11 @@ void add_rows(Table& table, const std::string& key, const Json& value) {
 }
 
 }  // namespace
+
+std::FILE* result_stream() {
+  static std::FILE* const stream = ::fdopen(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3), "w");
+  return stream != nullptr ? stream : throw Failure("there is no standard output");
+}
 
 std::string escaped(std::string_view text) {
   std::string result;
@@ -121,10 +137,32 @@ void Table::print(const Row& row, const std::vector<size_t>& widths) const {
     line += "  ";
   }
   line.erase(line.find_last_not_of(' ') + 1);
-  std::puts(styled(line, row.style, stdout).c_str());
+  print_line(styled(line, row.style, result_stream()));
 }
 
-void print_json(const Json& value) { std::puts(value.dump(2, ' ', false, Json::error_handler_t::replace).c_str()); }
+void print_line(std::string_view text) {
+  std::fprintf(result_stream(), "%.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+void print_json(const Json& value) { document = value; }
+
+bool print_end() {
+  if (!document.is_null()) print_line(document.dump(2, ' ', false, Json::error_handler_t::replace));
+  document = nullptr;
+  return std::fflush(result_stream()) == 0 && std::ferror(result_stream()) == 0;
+}
+
+void print_failure(const Context& context, int status, const Failure& failure) {
+  std::fflush(result_stream());
+  print_message("error:", failure.what(), Style::kAlarm);
+  if (!context.json) return;
+  if (!document.is_object()) document = document.is_null() ? Json::object() : Json{{"result", document}};
+  document.update({{"status", status}, {"reason", failure.what()}, {"place", failure.place}});
+}
+
+void print_table(const Context& context, const Json& value, const Table& table) {
+  context.json ? print_json(value) : table.print();
+}
 
 void print_report(const Context& context, const Json& report) {
   if (context.json) return print_json(report);
@@ -137,4 +175,4 @@ void print_message(std::string_view kind, std::string_view text, Style style) {
   std::fprintf(stderr, "couplerctl: %s %s\n", styled(kind, style, stderr).c_str(), escaped_lines(text).c_str());
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

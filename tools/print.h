@@ -1,3 +1,4 @@
+// Results for people and for programs.
 #pragma once
 
 #include <cstdio>
@@ -8,10 +9,13 @@
 
 #include "tools/command.h"
 
-/// Results for people and for programs.
-namespace coupler::tool {
+namespace coupler::tools {
 
-/// The text with control characters and broken UTF-8 as \xNN, so that a terminal shows it and does not obey it.
+/// Where results go: standard output as it was when this was first asked for.
+std::FILE* result_stream();
+
+/// The text with control characters, those that turn its direction, and broken UTF-8 as \xNN, so that a terminal shows
+/// it and does not obey it.
 std::string escaped(std::string_view text);
 
 /// As above, but the line ends stay.
@@ -49,7 +53,21 @@ class Table {
   std::vector<Row> rows_;
 };
 
+/// A line of the result.
+void print_line(std::string_view text);
+
+/// Keeps the one document of --json, which `print_end` prints.
 void print_json(const nlohmann::ordered_json& value);
+
+/// Prints what was kept, with the status, the reason and the place of a failure in it, and sees that the result
+/// arrived.
+///
+/// @return whether it did
+bool print_end();
+void print_failure(const Context& context, int status, const Failure& failure);
+
+/// Prints the document with --json, else the table.
+void print_table(const Context& context, const nlohmann::ordered_json& document, const Table& table);
 
 /// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version".
 void print_report(const Context& context, const nlohmann::ordered_json& report);
@@ -57,4 +75,4 @@ void print_report(const Context& context, const nlohmann::ordered_json& report);
 /// "couplerctl: error: text" on standard error.
 void print_message(std::string_view kind, std::string_view text, Style style);
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

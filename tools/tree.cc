@@ -1,3 +1,4 @@
+// The objects of a container file, read without trusting it.
 #include "tools/tree.h"
 
 #include <fcntl.h>
@@ -10,10 +11,10 @@
 #include <cstring>
 
 #include "brantix/container.h"
+#include "support/handle.h"
 #include "tools/command.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 constexpr int kDeepest = 32;
@@ -22,24 +23,19 @@ constexpr size_t kMostText = 128;
 constexpr uint64_t kGuid = 16;
 constexpr uint64_t kHead = sizeof(orvix_object);
 
-class File {
+class Input {
  public:
-  explicit File(const std::string& path) : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  explicit Input(const std::string& path) : path_(path), file_(open_at_once(path.c_str(), O_RDONLY)) {
     struct stat status {};
-    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) fail(std::strerror(errno));
+    if (!file_ || ::fstat(file_.get(), &status) != 0) fail(std::strerror(errno));
     if (!S_ISREG(status.st_mode)) fail("not a regular file");
     size = static_cast<uint64_t>(status.st_size);
   }
-  ~File() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
 
   /// Up to `length` bytes at `offset`; fewer where the file ends.
   std::string read(uint64_t offset, uint64_t length) const {
     std::string bytes(length, '\0');
-    const ssize_t count = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    const ssize_t count = ::pread(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (count < 0) fail(std::strerror(errno));
     bytes.resize(static_cast<size_t>(count));
     return bytes;
@@ -48,10 +44,10 @@ class File {
   uint64_t size = 0;
 
  private:
-  [[noreturn]] void fail(const std::string& why) const { throw Failure("cannot read " + path_ + ": " + why); }
+  [[noreturn]] void fail(const std::string& why) const { throw Failure("cannot read " + path_ + ": " + why, path_); }
 
   const std::string path_;
-  const int descriptor_;
+  const Descriptor file_;
 };
 
 std::string until_nul(const std::string& text, size_t offset, size_t length) {
@@ -80,7 +76,7 @@ bool wraps(int type) { return type == orvix_object_zeltasignature || type == orv
 
 class Reader {
  public:
-  explicit Reader(const File& file) : file_(file), tree_{file.size, {}, {}} {}
+  explicit Reader(const Input& file) : file_(file), tree_{file.size, {}, {}} {}
 
   Tree read() {
     container(0, file_.size, 0);
@@ -165,15 +161,15 @@ class Reader {
     return "the " + what + " has " + std::to_string(length) + " bytes, but only " + std::to_string(room) + " are left";
   }
 
-  const File& file_;
+  const Input& file_;
   Tree tree_;
 };
 
 }  // namespace
 
 Tree read_tree(const std::string& path) {
-  const File file(path);
+  const Input file(path);
   return Reader(file).read();
 }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -1,3 +1,4 @@
+// The objects of a container file, read without trusting it.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +7,7 @@
 
 /// The objects of a container file, read without trusting it: only heads and what a header says are read, every length
 /// is compared with what holds it, depth and number are bounded.
-namespace coupler::tool {
+namespace coupler::tools {
 
 /// A container (file GUID) or an object.
 struct Node {
@@ -35,4 +36,4 @@ struct Tree {
 /// @throws Failure when the file cannot be read
 Tree read_tree(const std::string& path);
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

@@ -9,8 +9,7 @@
 #include "brantix/firmware.h"
 #include "tools/tree.h"
 
-namespace coupler::tool {
-
+namespace coupler::tools {
 namespace {
 
 constexpr size_t kMostParts = 20;
@@ -181,4 +180,4 @@ std::string ssd_fault(const std::string& head, uint64_t size) {
 
 std::vector<Finding> verify(const std::string& path) { return Verifier(path).run(); }
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

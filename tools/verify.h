@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace coupler::tool {
+namespace coupler::tools {
 
 struct Finding {
   uint64_t offset;   ///< in the file, bytes
@@ -25,4 +25,4 @@ constexpr size_t kLongestSsdHead = 38 + 16 * (99 + 2);
 /// What is wrong with the head of an SSD firmware file of `size` bytes; empty when nothing is.
 std::string ssd_fault(const std::string& head, uint64_t size);
 
-}  // namespace coupler::tool
+}  // namespace coupler::tools

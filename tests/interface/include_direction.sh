@@ -30,6 +30,6 @@ may snmp support frame
 may notify support frame platform/message platform/syslog
 may sessions support
 may access support
-may tools tools/pack
+may tools tools/pack support
 may platform platform/firmware platform/message platform/syslog platform/board
 exit $failed

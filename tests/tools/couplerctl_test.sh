@@ -81,24 +81,27 @@ holds 'r == {"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT74
 expect 0 out 'models          MZ240HBLS' ssd show drive.ssd
 expect 1 err 'no SSD firmware file: ' ssd show rommon.bin
 expect 1 err 'No such file' ssd show missing
-expect 0 err 'every file matches' ssd match drive.ssd
+expect 1 err 'the fitted drive is not known' ssd match drive.ssd
+[[ ! -e /mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q ]] || fail 'firmware for a drive that is not known'
+holds 'not r["matched"] and r["file"]' ssd match drive.ssd --force
 holds 'r["ssd_model"] == "QRV_MZ240HBLS" and r["upgrade_state"] == [1, 1, 1, 1]' firmware report
 rm /mnt/boot/equipped_ssd_firmware/*
 holds 'r["matched"] and r["fitted_model"] == "MZ240HBLS" and r["ssd_version"] == "HXT7405Q"' ssd match drive.ssd
 same /mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q rommon.bin
 expect 0 out 'size  5086' ssd pack other.json other.ssd
-holds 'not r["matched"] and r["file"] == ""' ssd match other.ssd
+holds 'not r["matched"] and r["file"] == "" and r["status"] == 1 and r["place"] == "other.ssd"' ssd match other.ssd
 expect 1 err 'no SSD firmware file' ssd match rommon.bin
 
 # What is running; what the library itself prints is not among the result.
 echo 'label 2.3.1.58' >/etc/version.txt
 expect 0 out '2.3.1.58' versions
 holds 'r["system_software_id"] == "swid-kv3x-system" and r["kickstart"] == ""' versions
+holds 'r["sources"]["system"] == "/etc/version.txt" and r["sources"]["boot_loader"] == "default"' versions
 printf 'board_type = 1\npseq_version = 2.5.1\n' >>"$COUPLER_PLATFORM"
 holds 'r["package_version"] == "123." and r["ssd_model"] == "N/A"' firmware report
 grep -q '^invalid 23$' err || fail 'what the library prints is lost'
 echo 'image detail' >/mnt/boot/.boot_brantixmgr
-holds 'r["management_image"] == "image" and r["message"].endswith("/mnt/boot/.boot_npu")' boot-names
+holds 'r["management_image"] == "image" and r["sources"]["npu_image"] == "default" and r["message"].endswith("/mnt/boot/.boot_npu")' boot-names
 : >/mnt/boot/.boot_string
 expect 1 err 'failed to read the file /mnt/boot/.boot_string' boot-names
 # Sessions: a process by the name of a CLI shell, seen twice.
@@ -110,7 +113,7 @@ if [[ $APPLIANCE_KIND == bubblewrap ]]; then
   until [[ $(<"/proc/$!/comm") == vsh ]]; do :; done
   expect 0 out 'alice  -     -' sessions
   holds "[[s['user'], s['pid'], s['idle_seconds']] for s in r] == [['alice', $!, None]]" sessions
-  [[ $(head -n 4 < <("$couplerctl" sessions --watch) | grep -c alice) == 2 ]] || fail '--watch does not refresh'
+  [[ $(head -n 4 < <("$couplerctl" sessions --watch 1 --user alice) | grep -c "alice\|^-- [0-9]") == 3 ]] || fail '--watch does not refresh'
   kill $!
 fi
 
@@ -132,14 +135,18 @@ expect 1 err 'at 704: an object of unknown type' container tree foreign.bundle
 expect 1 err 'invalid object type 99999' bundle show foreign.bundle
 cp fw.bundle size.bundle && set_bytes size.bundle 742 '9'
 expect 1 err 'at 704: the part has 9000 bytes, its payload only 5008' container tree size.bundle
-expect 1 err 'part 1.0.5;9000' bundle unpack size.bundle none
+expect 1 err 'at 704: the part has 9000' bundle stage size.bundle
+expect 0 out 'staged  rommon.bin' bundle stage rommon.bin --force
+expect 1 err 'at 704: the part has 9000' bundle unpack size.bundle none
+expect 1 err 'part 1.0.5;9000' bundle unpack size.bundle none --force
 [[ ! -e none/rommon-1.0.5 ]] || fail 'a part file stands in for a broken part'
 expect 1 err 'at 0: the file GUID is missing' container tree rommon.bin
 expect 1 err 'at 0: too short' container tree verify.py
 expect 1 err 'not a regular file' container tree /
 expect 1 err 'No such file' image show missing
-expect 1 err 'failed to access file' bundle show missing
-expect 1 err 'failed to access file' bundle unpack missing empty
+expect 1 err 'cannot read missing: No such file' bundle show missing
+expect 1 err 'cannot read missing: No such file' bundle unpack missing empty
+holds 'r == {"status": 1, "reason": "cannot read missing: No such file or directory", "place": "missing"}' ssd show missing
 [[ ! -e empty ]] || fail 'an empty directory is left'
 
 expect 0 out '"findings": []' --json bundle verify first.bundle
@@ -174,18 +181,46 @@ same first.bundle fw.bundle
 expect 1 err 'wrong.json: "header" is missing' image pack wrong.json x
 expect 1 err 'cannot read missing.json: No such file' bundle pack missing.json x
 expect 1 err 'cannot create missing/x: No such file' image pack image.json missing/x
-expect 1 err 'no command 447' command 447
+expect 2 err 'N: 447 is no number from 0 to 446' command 447
+expect 0 out 'show pkt-capture-sessions' command list pkt-capture
+expect 1 err 'no template holds "frobnicate"' command list frobnicate
+cp bundle.json mine.json
+expect 1 err 'is what it would be made from, rommon.bin' bundle pack mine.json rommon.bin
+ln -f mine.json same.json
+expect 1 err 'is what it would be made from' bundle pack mine.json same.json
+same bundle.json mine.json
 expect 0 err 'orvix_object_firmware 1.0.5;5000' --log info bundle show fw.bundle
 expect 0 out 1.0.5 --log critical bundle show fw.bundle
 [[ ! -s err ]] || fail 'lines below the level are shown'
 long=$(printf 'd%.0s' {1..200})
 expect 1 err 'go there and give "."' bundle unpack fw.bundle "$long"
 
+# A file size limit and an interrupt leave nothing behind, and the interrupt is what the program dies of.
+truncate -s 200M parts/big && sed 's/rommon.bin/parts\/big/' bundle.json >big.json
+mkdir limited
+(ulimit -f 1000; expect 1 err 'File too large' bundle pack big.json limited/out; exit $failures) || failures=1
+"$couplerctl" bundle pack big.json limited/out &
+until [[ -n $(ls -A limited) ]]; do :; done
+kill -TERM $!
+wait $!
+[[ $? == 143 && -z $(ls -A limited) ]] || fail 'an interrupted pack'
+
+# Where messages go, as the platform's script writes it.
+holds 'r == {"done": "remote"}' syslog remote 1 10.0.0.5 err local7
+expect 0 out 'remote   1  10.0.0.5  errors    local7' syslog show
+holds 'r["settings"] == [{"setting": "remote", "number": "1", "to": "10.0.0.5", "severity": "errors", "facility": "local7"}]' syslog show
+expect 2 err 'SEVERITY: loud is none of emergencies, alerts' syslog platform loud
+expect 2 err 'is none of emergencies, alerts, critical' syslog console err
+
 # Wrong usage.
 expect 2 err 'subcommand is required' bundle
 expect 2 err 'frobnicate is not known here' frobnicate
+expect 2 err 'verify: did you mean "bundle verify"?' verify first.bundle
+expect 2 err 'bundle: verfy: did you mean "bundle verify"?' bundle verfy
+holds 'r["status"] == 2 and r["place"] == "bundle verify"' bundle verify
+expect 0 out 'Usage: couplerctl bundle pack' help bundle pack
 expect 2 err 'FILE is required' image show
-expect 2 err 'N: Failed parsing x' command x
+expect 2 err 'N: x is no number from 0 to 446' command x
 expect 2 err '--log' --log loud command 3
 expect 0 out 'Usage: couplerctl bundle pack' bundle pack --help
 

@@ -65,6 +65,13 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
       {part(R"("type": "image", "name": "i", "file": "t", "image": {})"), "parts[0]: has \"file\" and \"image\""},
       {part(R"("type": "image", "name": "i", "image": {"header": {"version": 1}})"),
        "parts[0].image.header.version: must be a text"},
+      {part(R"("type": "text", "name": "t", "name": "u")"), "parts[0].name: the key stands there twice"},
+      {part(R"("type": "image-header"}, {"type": "text", "name": "hdr")"),
+       "parts[1]: an earlier part becomes the file hdr"},
+      {part(R"("type": "text", "name": "rommon-1"}, {"type": "rommon", "version": "1")"), "parts[1]: an earlier part"},
+      {part(R"("type": "rommon", "version": "a)" + std::string(40, 'v') +
+            "\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4" + '"'),
+       "parts[0].version: has 53 characters in 65 bytes"},
       {part(R"("type": "image-header", "platform": 256)"), "parts[0].platform: must be a whole number from 0 to 255"},
       {part(R"("type": "image-header", "image_size": "1k")"), "parts[0].image_size: must be a text of digits"},
   };

@@ -10,7 +10,7 @@
 #include "tools/pack/builder.h"
 #include "tools/pack/ssd_file.h"
 
-namespace coupler::tool {
+namespace coupler::tools {
 namespace {
 
 using namespace pack;
@@ -77,4 +77,4 @@ TEST(Verify, EachFaultIsFoundAtItsPart) {
 }
 
 }  // namespace
-}  // namespace coupler::tool
+}  // namespace coupler::tools

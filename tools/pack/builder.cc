@@ -1,3 +1,4 @@
+// Builds containers: a tree of objects, then its bytes.
 #include "tools/pack/builder.h"
 
 #include <algorithm>
@@ -6,7 +7,6 @@
 #include "tools/pack/files.h"
 
 namespace coupler::pack {
-
 namespace {
 
 constexpr uint64_t kUnit = 16;
@@ -168,17 +168,16 @@ std::string render(const Container& container) {
   return bytes;
 }
 
-void write_file(const Container& container, const std::filesystem::path& path,
-                const std::function<void(uint64_t)>& progress) {
+void write_file(const Container& container, const std::filesystem::path& path, const Progress& progress) {
   size(container);  // a tree that cannot be expressed is refused before anything is written
-  NewFile output(path);
-  uint64_t done = 0;
-  write(container, [&](std::string_view piece) {
-    output.write(piece);
-    done += piece.size();
-    if (progress) progress(done);
+  write_whole(path, [&](const Sink& sink) {
+    uint64_t done = 0;
+    write(container, [&](std::string_view piece) {
+      sink(piece);
+      done += piece.size();
+      if (progress) progress(done);
+    });
   });
-  output.commit();
 }
 
 Object part(int type, const std::string& text, const std::optional<Payload>& data) {

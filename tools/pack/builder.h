@@ -1,3 +1,4 @@
+// Builds containers: a tree of objects, then its bytes.
 #pragma once
 
 #include <filesystem>
@@ -14,8 +15,10 @@
 /// Nothing is checked here but what the format cannot express, so that damaged containers can be built too.
 namespace coupler::pack {
 
+/// What cannot be built, and where the reason lies: a path, a key.
 struct Error : std::runtime_error {
-  using runtime_error::runtime_error;
+  explicit Error(const std::string& text, std::string at = "") : runtime_error(text), place(std::move(at)) {}
+  std::string place;
 };
 
 struct Object;
@@ -71,11 +74,11 @@ using Copy = std::function<void(const File&, const Sink&)>;
 void write(const Container& container, const Sink& sink, const Copy& files = copy);
 std::string render(const Container& container);
 
+/// Called with the number of bytes written so far; what it throws ends the writing.
+using Progress = std::function<void(uint64_t)>;
+
 /// Writes the container as a file that appears whole or not at all. What stood at `path` before is replaced.
-///
-/// @param progress called with the number of bytes written so far; what it throws ends the writing
-void write_file(const Container& container, const std::filesystem::path& path,
-                const std::function<void(uint64_t)>& progress = {});
+void write_file(const Container& container, const std::filesystem::path& path, const Progress& progress = {});
 
 // The parts of a bundle. A part without data has a version or a name, and no size.
 

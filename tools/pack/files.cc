@@ -1,3 +1,4 @@
+// Files in, one file out. Every failure is an `Error` that gives the path and the system's reason.
 #include "tools/pack/files.h"
 
 #include <sys/stat.h>
@@ -5,10 +6,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <vector>
+
+#include "support/handle.h"
+#include "support/output.h"
 
 namespace coupler::pack {
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -16,22 +18,7 @@ namespace fs = std::filesystem;
 constexpr size_t kPiece = size_t{1} << 20;
 
 [[noreturn]] void fail(const char* what, const fs::path& path) {
-  throw Error(std::string(what) + ' ' + path.string() + ": " + std::strerror(errno));
-}
-
-// The process's own name, so that two that write the same file do not meet in the temporary one.
-fs::path beside(const fs::path& path) {
-  fs::path name = ".";
-  name += path.filename();
-  name += '.';
-  name += std::to_string(getpid());
-  return path.parent_path() / name;
-}
-
-// "x": made by this call, so nothing that a stranger put there is followed or overwritten.
-Stream create(const fs::path& path) {
-  unlink(path.c_str());
-  return Stream(std::fopen(path.c_str(), "wbxe"));
+  throw Error(std::string(what) + ' ' + path.string() + ": " + std::strerror(errno), path.string());
 }
 
 }  // namespace
@@ -39,46 +26,47 @@ Stream create(const fs::path& path) {
 File file(const fs::path& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) fail("cannot read", path);
-  if (!S_ISREG(status.st_mode)) throw Error(path.string() + " is not a regular file");
+  if (!S_ISREG(status.st_mode)) throw Error(path.string() + " is not a regular file", path.string());
   if (access(path.c_str(), R_OK) != 0) fail("cannot read", path);
   return {path, static_cast<uint64_t>(status.st_size)};
 }
 
 void copy(const File& from, const Sink& sink) {
-  const Stream stream(std::fopen(from.path.c_str(), "rbe"));
-  if (!stream) fail("cannot open", from.path);
+  const Descriptor file = open_at_once(from.path.c_str(), O_RDONLY);
+  if (!file) fail("cannot open", from.path);
   std::vector<char> piece(kPiece);
   uint64_t done = 0;
-  while (const size_t count = std::fread(piece.data(), 1, piece.size(), stream.get())) {
-    done += count;
-    if (done > from.size) break;
-    sink({piece.data(), count});
+  ssize_t got = 0;
+  while (done <= from.size && (got = read_some(file.get(), piece.data(), piece.size())) > 0) {
+    done += static_cast<uint64_t>(got);
+    if (done <= from.size) sink({piece.data(), static_cast<size_t>(got)});
   }
-  if (std::ferror(stream.get()) != 0) fail("cannot read", from.path);
-  if (done != from.size) throw Error(from.path.string() + " changed its size while it was packed");
+  if (got < 0) fail("cannot read", from.path);
+  if (done != from.size) throw Error(from.path.string() + " changed its size while it was packed", from.path.string());
 }
 
-NewFile::NewFile(fs::path path) : path_(std::move(path)), temporary_(beside(path_)) {
+void refuse_overwriting(const fs::path& out, const std::vector<fs::path>& inputs) {
+  for (const fs::path& input : inputs) {
+    std::error_code missing;
+    if (!fs::equivalent(out, input, missing)) continue;
+    throw Error(out.string() + " is what it would be made from, " + input.string() + "; name another file",
+                out.string());
+  }
+}
+
+void write_whole(const fs::path& path, const std::function<void(const Sink&)>& content) {
   std::error_code missing;
-  const fs::file_status status = fs::status(path_, missing);
-  if (fs::exists(status) && !fs::is_regular_file(status)) throw Error(path_.string() + " is not a regular file");
-  stream_ = create(temporary_);
-  if (!stream_) fail("cannot create", path_);
-}
-
-NewFile::~NewFile() {
-  stream_.reset();
-  if (!committed_) unlink(temporary_.c_str());
-}
-
-void NewFile::write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_.get()) != bytes.size()) fail("cannot write", path_);
-}
-
-void NewFile::commit() {
-  if (std::fflush(stream_.get()) != 0 || std::fclose(stream_.release()) != 0) fail("cannot write", path_);
-  if (std::rename(temporary_.c_str(), path_.c_str()) != 0) fail("cannot replace", path_);
-  committed_ = true;
+  const fs::file_status status = fs::status(path, missing);
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw Error(path.string() + " is not a regular file", path.string());
+  }
+  const fs::path target = fs::is_symlink(path, missing) ? fs::weakly_canonical(path) : path;
+  OutputFile output(target.c_str());
+  if (!output) fail("cannot create", path);
+  content([&](std::string_view bytes) {
+    if (!output.write(bytes.data(), bytes.size())) fail("cannot write", path);
+  });
+  if (!output.commit()) fail("cannot write", path);
 }
 
 }  // namespace coupler::pack

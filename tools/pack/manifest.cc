@@ -1,14 +1,14 @@
+// What is to be packed, read from JSON.
 #include "tools/pack/manifest.h"
 
 #include <algorithm>
-#include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "tools/pack/files.h"
 
 namespace coupler::pack {
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -25,18 +25,20 @@ constexpr size_t kMostModels = 99;
 struct PartKind {
   std::string_view name;
   int type;
-  const char* text;  // key of the text before the size
+  const char* text;    // key of the text before the size
+  const char* prefix;  // of the file that it becomes when the bundle is unpacked
 };
 constexpr PartKind kPartKinds[] = {
-    {"rommon", orvix_object_firmware, "version"},
-    {"ssd", orvix_object_ssd, "version"},
-    {"fpga", orvix_object_firmwarehub, "version"},
-    {"pseq", orvix_object_firmwareimageone, "version"},
-    {"lan-spi", orvix_object_firmwareimagetwo, "version"},
-    {"image", orvix_object_imagefile, "name"},
-    {"text", orvix_object_textfile, "name"},
+    {"rommon", orvix_object_firmware, "version", "rommon-"},
+    {"ssd", orvix_object_ssd, "version", "/ssd-"},
+    {"fpga", orvix_object_firmwarehub, "version", "fpga-"},
+    {"pseq", orvix_object_firmwareimageone, "version", "PowerSequencer-"},
+    {"lan-spi", orvix_object_firmwareimagetwo, "version", "LanSpi-"},
+    {"image", orvix_object_imagefile, "name", ""},
+    {"text", orvix_object_textfile, "name", ""},
 };
 constexpr std::string_view kImageHeader = "image-header";
+constexpr const char* kHeaderFile = "hdr";
 
 struct TextField {
   const char* key;
@@ -63,6 +65,15 @@ std::string in_quotes(std::string_view text) { return '"' + std::string(text) + 
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
+std::string characters(const std::string& text) {
+  const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; };
+  const size_t bytes = text.size();
+  const size_t count = bytes - static_cast<size_t>(std::count_if(text.begin(), text.end(), continues));
+  return std::to_string(count) + " characters" + (count == bytes ? "" : " in " + std::to_string(bytes) + " bytes");
+}
+
+std::string element(const std::string& list, size_t index) { return list + '[' + std::to_string(index) + ']'; }
+
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 /// A value of the manifest and where it stands, such as parts[2].version.
@@ -70,7 +81,9 @@ struct Value {
   const Json& json;
   std::string where;
 
-  [[noreturn]] void reject(const std::string& why) const { throw Error(where.empty() ? why : where + ": " + why); }
+  [[noreturn]] void reject(const std::string& why) const {
+    throw Error(where.empty() ? why : where + ": " + why, where);
+  }
 
   bool has(const char* key) const { return json.contains(key); }
 
@@ -92,7 +105,7 @@ struct Value {
     if (!json.is_string()) reject("must be a text");
     const auto& value = json.get_ref<const std::string&>();
     if (value.size() > longest) {
-      reject("has " + std::to_string(value.size()) + " characters; at most " + std::to_string(longest) + " fit");
+      reject("has " + characters(value) + "; at most " + std::to_string(longest) + " fit");
     }
     if (std::any_of(value.begin(), value.end(), is_control)) reject("must not hold control characters");
     return value;
@@ -139,9 +152,10 @@ class Reader {
     if (firmware.version.find('/') != std::string::npos) value["version"].reject("must not hold \"/\"");
     const File binary = file(value["file"]);
     if (binary.size == 0 || binary.size > kMostBytes) value["file"].reject("must have 1 byte to 4 GiB");
-    return {std::move(firmware), binary, std::move(warnings)};
+    return {std::move(firmware), binary, std::move(files), std::move(warnings)};
   }
 
+  std::vector<fs::path> files;
   std::vector<std::string> warnings;
 
  private:
@@ -157,7 +171,7 @@ class Reader {
     }
     std::vector<std::string> models;
     for (size_t i = 0; i < value.json.size(); ++i) {
-      models.push_back(Value{value.json[i], value.where + '[' + std::to_string(i) + ']'}.text(kSsdField));
+      models.push_back(Value{value.json[i], element(value.where, i)}.text(kSsdField));
     }
     return models;
   }
@@ -201,16 +215,24 @@ class Reader {
       warn(value, "has " + std::to_string(value.json.size()) + " parts; readers stop after the first 20");
     }
     std::vector<Object> objects;
-    std::set<std::pair<Guid, std::string>> names;
+    std::map<std::string, Guid> names;
     for (size_t i = 0; i < value.json.size(); ++i) {
-      const Value row{value.json[i], value.where + '[' + std::to_string(i) + ']'};
+      const Value row{value.json[i], element(value.where, i)};
       objects.push_back(part(row));
-      const Object& last = objects.back();
-      if (!names.emplace(last.guid, last.header.substr(0, last.header.find(';'))).second) {
-        warn(row, "an earlier part has the same type and name; unpacking keeps the last");
-      }
+      const std::string name = file_of(row);
+      const auto [earlier, is_new] = names.emplace(name, objects.back().guid);
+      if (is_new) continue;
+      if (earlier->second != objects.back().guid) row.reject("an earlier part becomes the file " + name + " too");
+      warn(row, "an earlier part has the same type and name; unpacking keeps the last");
     }
     return objects;
+  }
+
+  static std::string file_of(const Value& part) {
+    for (const PartKind& kind : kPartKinds) {
+      if (part.json["type"] == kind.name) return kind.prefix + part.json[kind.text].get<std::string>();
+    }
+    return kHeaderFile;
   }
 
   Object part(const Value& value) {
@@ -253,7 +275,8 @@ class Reader {
 
   File file(const Value& value) {
     try {
-      return pack::file(directory_ / value.text(SIZE_MAX));
+      files.push_back(directory_ / value.text(SIZE_MAX));
+      return pack::file(files.back());
     } catch (const Error& error) {
       value.reject(error.what());
     }
@@ -265,9 +288,49 @@ class Reader {
   int depth_ = 0;
 };
 
+/// Sees a text go by as it is parsed, knows where in it the parser is, and refuses a key that comes twice.
+class KeysOnce {
+ public:
+  bool operator()(int, Json::parse_event_t event, Json& parsed) {
+    using Event = Json::parse_event_t;
+    if (event == Event::key) {
+      Level& level = levels_.back();
+      level.key = parsed.get<std::string>();
+      if (!level.keys.insert(level.key).second) throw Error(where() + ": the key stands there twice", where());
+    } else if (event == Event::object_start || event == Event::array_start) {
+      levels_.push_back({event == Event::array_start, 0, "", {}});
+    } else {
+      if (event != Event::value) levels_.pop_back();
+      if (!levels_.empty()) ++levels_.back().index;
+    }
+    return true;
+  }
+
+ private:
+  struct Level {
+    bool is_list;
+    size_t index;
+    std::string key;
+    std::set<std::string> keys;
+  };
+
+  std::string where() const {
+    std::string place;
+    for (const Level& level : levels_) {
+      place = level.is_list ? element(place, level.index) : place + (place.empty() ? "" : ".") + level.key;
+    }
+    return place;
+  }
+
+  std::vector<Level> levels_;
+};
+
 Json parse_json(const std::string& text) {
+  KeysOnce keys;
   try {
-    return Json::parse(text, nullptr, true, /*ignore_comments=*/true);
+    return Json::parse(
+        text, [&](int depth, Json::parse_event_t event, Json& parsed) { return keys(depth, event, parsed); }, true,
+        /*ignore_comments=*/true);
   } catch (const Json::exception& error) {
     const std::string_view what = error.what();  // "[json.exception...] what and where"
     throw Error("not JSON: " + std::string(what.substr(what.find(']') + 2)));
@@ -287,7 +350,7 @@ auto read(const fs::path& path, Parse parse) {
   try {
     return parse(text);
   } catch (const Error& error) {
-    throw Error(path.string() + ": " + error.what());
+    throw Error(path.string() + ": " + error.what(), path.string() + (error.place.empty() ? "" : ": " + error.place));
   }
 }
 
@@ -299,11 +362,14 @@ Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& dire
   Container container = kind == Kind::kBundle ? reader.bundle({json, ""}) : reader.image({json, ""});
   if (size(container) > kMostBytes)
     reader.warnings.push_back("the result has more than 4 GiB, which readers cannot address");
-  return {std::move(container), std::move(reader.warnings)};
+  return {std::move(container), std::move(reader.files), std::move(reader.warnings)};
 }
 
 Manifest read_manifest(Kind kind, const fs::path& path) {
-  return read(path, [&](const std::string& text) { return parse_manifest(kind, text, path.parent_path()); });
+  Manifest manifest =
+      read(path, [&](const std::string& text) { return parse_manifest(kind, text, path.parent_path()); });
+  manifest.files.push_back(path);
+  return manifest;
 }
 
 SsdManifest parse_ssd_manifest(const std::string& text, const fs::path& directory) {
@@ -312,7 +378,10 @@ SsdManifest parse_ssd_manifest(const std::string& text, const fs::path& director
 }
 
 SsdManifest read_ssd_manifest(const fs::path& path) {
-  return read(path, [&](const std::string& text) { return parse_ssd_manifest(text, path.parent_path()); });
+  SsdManifest manifest =
+      read(path, [&](const std::string& text) { return parse_ssd_manifest(text, path.parent_path()); });
+  manifest.files.push_back(path);
+  return manifest;
 }
 
 }  // namespace coupler::pack

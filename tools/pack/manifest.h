@@ -1,3 +1,4 @@
+// What is to be packed, read from JSON.
 #pragma once
 
 #include <filesystem>
@@ -32,7 +33,8 @@ enum class Kind { kBundle, kImage };
 
 struct Manifest {
   Container container;
-  std::vector<std::string> warnings;  ///< what can be packed, but will not be read as it may be meant
+  std::vector<std::filesystem::path> files;  ///< what it is made from; of one that was read, the manifest's own too
+  std::vector<std::string> warnings;         ///< what can be packed, but will not be read as it may be meant
 };
 
 /// @throws Error that names the key, what is wrong with it and what would be right
@@ -44,6 +46,7 @@ Manifest read_manifest(Kind kind, const std::filesystem::path& path);
 struct SsdManifest {
   SsdFirmware firmware;
   File binary;
+  std::vector<std::filesystem::path> files;
   std::vector<std::string> warnings;
 };
 

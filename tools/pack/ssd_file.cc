@@ -1,9 +1,9 @@
+// Builds SSD firmware files.
 #include "tools/pack/ssd_file.h"
 
 #include "tools/pack/files.h"
 
 namespace coupler::pack {
-
 namespace {
 
 constexpr size_t kField = 16;
@@ -35,12 +35,17 @@ std::string ssd_head(const SsdFirmware& firmware, uint64_t size) {
          list(firmware.models) + padded(firmware.version) + padded(std::to_string(size));
 }
 
-void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path) {
-  NewFile file(path);
-  const Sink sink = [&](std::string_view bytes) { file.write(bytes); };
-  sink(ssd_head(firmware, binary.size));
-  copy(binary, sink);
-  file.commit();
+void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path,
+                    const Progress& progress) {
+  write_whole(path, [&](const Sink& sink) {
+    uint64_t done = 0;
+    sink(ssd_head(firmware, binary.size));
+    copy(binary, [&](std::string_view piece) {
+      sink(piece);
+      done += piece.size();
+      if (progress) progress(done);
+    });
+  });
 }
 
 }  // namespace coupler::pack

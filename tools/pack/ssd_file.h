@@ -1,3 +1,4 @@
+// Builds SSD firmware files.
 #pragma once
 
 #include <filesystem>
@@ -21,6 +22,7 @@ struct SsdFirmware {
 std::string ssd_head(const SsdFirmware& firmware, uint64_t size);
 
 /// Writes the file, whole or not at all. What stood at `path` before is replaced.
-void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path);
+void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path,
+                    const Progress& progress = {});
 
 }  // namespace coupler::pack
