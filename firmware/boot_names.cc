@@ -1,33 +1,28 @@
+// The boot loader's system images, as the markers under /mnt/boot name them.
 #include <algorithm>
 #include <string_view>
 
 #include "brantix/firmware.h"
 #include "frame/log.h"
+#include "frame/message.h"
 #include "support/handle.h"
 #include "support/lines.h"
 #include "support/text.h"
 
+namespace coupler::firmware {
 namespace {
-
-using namespace coupler;
 
 constexpr const char* kOperation = "SCI_getBootloaderSysNames";
 constexpr size_t kMessageSize = 256;
 
 /// Why a marker says nothing.
 struct Failure {
-  const char* words;  // in the caller's message
-  void (*log)(const char* path);
+  const char* words;                          // in the caller's message
+  LogMessage<const char*, const char*> line;  // the operation and the marker's path
 };
-constexpr Failure kMissing{"access file", [](const char* path) {
-                             LOG_LINE(info, kOperation, "ERROR: %s: failed to access file %s\n", kOperation, path);
-                           }};
-constexpr Failure kUnopenable{"open file", [](const char* path) {
-                                LOG_LINE(info, kOperation, "ERROR: %s: failed to open file %s\n", kOperation, path);
-                              }};
-constexpr Failure kWithoutLine{
-    "read the file",
-    [](const char* path) { LOG_LINE(info, kOperation, "ERROR: %s: failed to read the file %s\n", kOperation, path); }};
+constexpr Failure kMissing{"access file", {info, "ERROR: %s: failed to access file %s\n"}};
+constexpr Failure kUnopenable{"open file", {info, "ERROR: %s: failed to open file %s\n"}};
+constexpr Failure kWithoutLine{"read the file", {info, "ERROR: %s: failed to read the file %s\n"}};
 
 void take_boot_string(std::string_view line, BootloaderSysNames& names) {
   constexpr std::string_view kSeparators = ":\n";
@@ -76,22 +71,32 @@ const Failure* read(const Marker& marker, BootloaderSysNames& names) {
   return nullptr;
 }
 
+/// Tells of a failure. @return whether the next marker is read all the same
+bool go_on_after(const Failure& failure, const Marker& marker, char* message) {
+  failure.line.write(kOperation, kOperation, marker.path);
+  if (marker.tells_caller) {
+    Text(message, kMessageSize).format("INFO: failed to %s %s\n", failure.words, marker.path);
+  }
+  return &failure != &kWithoutLine || !marker.needs_line;
+}
+
+int32_t read_markers(BootloaderSysNames& names, char* message) {
+  for (const Marker& marker : kMarkers) Text(names.*marker.image).copy(marker.path);
+  for (const Marker& marker : kMarkers) {
+    const Failure* failure = read(marker, names);
+    if (failure != nullptr && !go_on_after(*failure, marker, message)) return -1;
+  }
+  return 0;
+}
+
 }  // namespace
+}  // namespace coupler::firmware
 
 int32_t SCI_getBootloaderSysNames(BootloaderSysNames* names, char* message) {
+  using coupler::firmware::kOperation;
   if (names == nullptr || message == nullptr) {
     LOG_LINE(info, kOperation, "ERROR: %s: null pointer\n", kOperation);
     return -1;
   }
-  for (const Marker& marker : kMarkers) Text(names->*marker.image).copy(marker.path);
-  for (const Marker& marker : kMarkers) {
-    const Failure* failure = read(marker, *names);
-    if (failure == nullptr) continue;
-    failure->log(marker.path);
-    if (marker.tells_caller) {
-      Text(message, kMessageSize).format("INFO: failed to %s %s\n", failure->words, marker.path);
-    }
-    if (failure == &kWithoutLine && marker.needs_line) return -1;
-  }
-  return 0;
+  return coupler::firmware::read_markers(*names, message);
 }

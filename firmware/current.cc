@@ -1,3 +1,4 @@
+// Reports the firmware that is running: of the components, of the fitted SSD, and of the package that they make.
 #include <cstdio>
 #include <cstdlib>
 
@@ -12,9 +13,8 @@
 #include "support/lines.h"
 #include "support/text.h"
 
+namespace coupler::firmware {
 namespace {
-
-using namespace coupler;
 
 constexpr const char* kOperation = "SCI_readCurrentFirmwareVersions";
 constexpr const char* kFindSsd = "fdisk -l | grep /dev/sda &>/dev/null";
@@ -29,7 +29,7 @@ void copy_answer(const char* version, Text field) { field.copy(version == nullpt
 void ask_ssd(FirmwareInfo& report) {
   if (std::system(kFindSsd) != 0) return;
   [[maybe_unused]] const int status = std::system(kAskSsd);  // what the drive did not answer is missing in the file
-  const Descriptor file = open_at_once(firmware::kSsdReport, O_RDONLY);
+  const Descriptor file = open_at_once(kSsdReport, O_RDONLY);
   LinesOf<4096> lines(file.get());
   for (const Text field : {Text(report.ssdVersion), Text(report.ssdModel)}) field.copy(lines.next_line().value_or(""));
 }
@@ -37,31 +37,36 @@ void ask_ssd(FirmwareInfo& report) {
 void report_ssd(int board, FirmwareInfo& report) {
   Text(report.ssdVersion).fill("");
   Text(report.ssdModel).fill("");
-  if (firmware::has_ssd(board)) return ask_ssd(report);
+  if (has_ssd(board)) return ask_ssd(report);
   Text(report.ssdVersion).copy("N/A");
   Text(report.ssdModel).copy("N/A");
 }
 
-}  // namespace
-
-int32_t SCI_readCurrentFirmwareVersions(FirmwareInfo* aOutInfo) {
-  if (aOutInfo == nullptr) {
-    LOG_LINE(info, kOperation, "ERROR: %s: aOutInfo is null\n", kOperation);
-    return -1;
-  }
-  FirmwareInfo& report = *aOutInfo;
+void report_current(FirmwareInfo& report) {
   copy_answer(melskfw_readVersionRommon(), report.rommonVersion);
   copy_answer(melskfw_readVersionFpga(), report.fpgaVersion);
   copy_answer(melskfw_readVersionPseq(), report.pseqVersion);
   Text(report.packageVersion).fill("");
   const int board = get_platform_board_type();
   report_ssd(board, report);
-  if (!firmware::compose_package_version(board, report.rommonVersion, report.fpgaVersion, report.pseqVersion,
-                                         report.packageVersion)) {
+  if (!compose_package_version(board, report.rommonVersion, report.fpgaVersion, report.pseqVersion,
+                               report.packageVersion)) {
     std::puts("invalid 23");
   }
   report.bootStatus = melskfw_bootStatus();
   for (int i = 0; i < 4; ++i) report.upgradeState[i] = static_cast<uint8_t>(melskfw_getUpgState(i) & 0xff);
   LOG_LINE(info, kOperation, "INFO: status %d\n", report.bootStatus);
+}
+
+}  // namespace
+}  // namespace coupler::firmware
+
+int32_t SCI_readCurrentFirmwareVersions(FirmwareInfo* aOutInfo) {
+  using coupler::firmware::kOperation;
+  if (aOutInfo == nullptr) {
+    LOG_LINE(info, kOperation, "ERROR: %s: aOutInfo is null\n", kOperation);
+    return -1;
+  }
+  coupler::firmware::report_current(*aOutInfo);
   return 0;
 }

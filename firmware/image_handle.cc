@@ -1,3 +1,4 @@
+// Image handles: a copy of an image's header record, and the queries that read it.
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -16,9 +17,8 @@ struct SCI_image_s {
 };
 static_assert(sizeof(SCI_image_s) == 586);
 
+namespace coupler::firmware {
 namespace {
-
-using namespace coupler;
 
 constexpr const char* kOperation = "SCI_imageOpen";
 constexpr size_t kRecordSize = sizeof(ImageHeader);
@@ -65,34 +65,43 @@ Image read_full_image(const char* path) {
   return image;
 }
 
+SCI_image_s* open_image(const char* path) {
+  if (path == nullptr) {
+    LOG_LINE(info, kOperation, "ERROR: %s: aInImageName is null\n", kOperation);
+    return nullptr;
+  }
+  const bool header_file = std::strstr(path, ".img__hdr") != nullptr;
+  return (header_file ? read_header_file(path) : read_full_image(path)).release();
+}
+
 const char* text(const SCI_image_s* handle, size_t offset) {
   return handle == nullptr ? nullptr : reinterpret_cast<const char*>(handle) + offset;
 }
 
 }  // namespace
+}  // namespace coupler::firmware
 
-SCI_image_s* SCI_imageOpen(const char* aInImageName) {
-  if (aInImageName == nullptr) {
-    LOG_LINE(info, kOperation, "ERROR: %s: aInImageName is null\n", kOperation);
-    return nullptr;
-  }
-  const bool header_file = std::strstr(aInImageName, ".img__hdr") != nullptr;
-  return (header_file ? read_header_file(aInImageName) : read_full_image(aInImageName)).release();
-}
+SCI_image_s* SCI_imageOpen(const char* aInImageName) { return coupler::firmware::open_image(aInImageName); }
 
 void SCI_imageClose(SCI_image_s* handle) { std::free(handle); }
 
-const char* SCI_imageName(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, filename)); }
-const char* SCI_imageVersion(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, version)); }
+const char* SCI_imageName(const SCI_image_s* handle) {
+  return coupler::firmware::text(handle, offsetof(ImageHeader, filename));
+}
+const char* SCI_imageVersion(const SCI_image_s* handle) {
+  return coupler::firmware::text(handle, offsetof(ImageHeader, version));
+}
 const char* SCI_imageInterimVersion(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, interim_version));
+  return coupler::firmware::text(handle, offsetof(ImageHeader, interim_version));
 }
 
 unsigned int SCI_imagePlatform(const SCI_image_s* handle) { return handle == nullptr ? 0 : handle->header.platform; }
 unsigned int SCI_imageType(const SCI_image_s* handle) { return handle == nullptr ? 0 : handle->header.image_type; }
 
 int64_t SCI_imageSize(const SCI_image_s* handle) {
-  return handle == nullptr ? 0 : leading_number(text(handle, offsetof(ImageHeader, image_size)));
+  return handle == nullptr
+             ? 0
+             : coupler::leading_number(coupler::firmware::text(handle, offsetof(ImageHeader, image_size)));
 }
 
 int32_t SCI_verifyImageMD5(const SCI_image_s* handle) { return handle == nullptr ? -1 : 0; }
@@ -103,7 +112,11 @@ void SCI_srgClose(SCI_image_s*) {}
 const char* SCI_srgGetVersion(const SCI_image_s* handle) { return SCI_imageVersion(handle); }
 const char* SCI_srgGetInterimVersion(const SCI_image_s* handle) { return SCI_imageInterimVersion(handle); }
 const char* SCI_srgGetPlatformVersion(const SCI_image_s* handle) {
-  return text(handle, offsetof(ImageHeader, platform_version));
+  return coupler::firmware::text(handle, offsetof(ImageHeader, platform_version));
 }
-const char* SCI_srgGetSwid(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, software_id)); }
-const char* SCI_srgGetBuildDate(const SCI_image_s* handle) { return text(handle, offsetof(ImageHeader, build_date)); }
+const char* SCI_srgGetSwid(const SCI_image_s* handle) {
+  return coupler::firmware::text(handle, offsetof(ImageHeader, software_id));
+}
+const char* SCI_srgGetBuildDate(const SCI_image_s* handle) {
+  return coupler::firmware::text(handle, offsetof(ImageHeader, build_date));
+}

@@ -50,7 +50,7 @@ bool read_text(std::FILE* file, uint64_t offset, char (&text)[kCapacity], size_t
 
 bool is_listed(std::string_view models) {
   const auto fitted = fitted_ssd_model();
-  return models.find({fitted.data(), ::strnlen(fitted.data(), fitted.size())}) != models.npos;
+  return models.find(text_in(fitted)) != models.npos;
 }
 
 bool write_binary(std::FILE* file, uint64_t offset, std::optional<uint64_t> length, const char* version) {

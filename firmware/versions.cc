@@ -1,3 +1,4 @@
+// The versions of the running software, as small text files of the platform tell them.
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -16,9 +17,8 @@ char gmSystemVersion[65] = "Unknown";
 char gmNpuVersion[65] = "88.88(88.888888)";
 char gmBiosVersion[65] = "Unknown";
 
+namespace coupler::firmware {
 namespace {
-
-using namespace coupler;
 
 std::optional<std::string_view> behind_rommon(std::string_view line) {
   constexpr std::string_view kRommon = "rommon version: ";
@@ -57,25 +57,29 @@ const char* refresh(const VersionFile& source) {
   return source.version;
 }
 
-}  // namespace
-
-const char* SCI_getFirmwareVersion(void) { return refresh(kFirmware); }
-
-char* SCI_getBiosVersion(void) {
+char* copy_of(const char* version) {
   constexpr size_t kSize = 66;
-  const char* version = SCI_getFirmwareVersion();
   char* copy = static_cast<char*>(std::calloc(1, kSize));
   Text(copy, kSize - 1).copy(version);
   return copy;
 }
 
-const char* SCI_getKickstartVersion(void) {
-  if (firmware::has_npu(get_platform_board_type())) return refresh(kKickstart);
+const char* kickstart_version() {
+  if (has_npu(get_platform_board_type())) return refresh(kKickstart);
   Text(gmNpuVersion).clear();
   return gmNpuVersion;
 }
 
-const char* SCI_getSystemVersion(void) { return refresh(kSystem); }
+}  // namespace
+}  // namespace coupler::firmware
+
+const char* SCI_getFirmwareVersion(void) { return coupler::firmware::refresh(coupler::firmware::kFirmware); }
+
+char* SCI_getBiosVersion(void) { return coupler::firmware::copy_of(SCI_getFirmwareVersion()); }
+
+const char* SCI_getKickstartVersion(void) { return coupler::firmware::kickstart_version(); }
+
+const char* SCI_getSystemVersion(void) { return coupler::firmware::refresh(coupler::firmware::kSystem); }
 
 const char* SCI_getKickstartSwid(void) { return gmNpuSwId; }
 

@@ -1,3 +1,4 @@
+// Names of files that cannot leave their directory.
 #pragma once
 
 #include <optional>

@@ -1,3 +1,4 @@
+// Numbers that lead a text.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Files written whole or not at all: every write respects the process's limits, and nothing has a name before it is
+// Files written whole or not at all: nothing has a name before it is whole, and no limit raises a signal.
 // whole.
 #include "support/output.h"
 

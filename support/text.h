@@ -1,6 +1,7 @@
 // Texts in fields of fixed size.
 #pragma once
 
+#include <array>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -56,6 +57,11 @@ class Text {
 template <size_t N>
 std::string_view text_in(const char (&field)[N]) {
   return {field, ::strnlen(field, N)};
+}
+
+template <size_t N>
+std::string_view text_in(const std::array<char, N>& field) {
+  return {field.data(), ::strnlen(field.data(), N)};
 }
 
 /// A copy of a caller's record whose texts in `fields` end inside their fields, whatever the caller left there.

@@ -1,3 +1,4 @@
+// The image container format, in memory and in files.
 #pragma once
 
 #include <stddef.h>

@@ -1,3 +1,4 @@
+// The header record of a software image, and handles to it.
 #pragma once
 
 #include <stddef.h>
