@@ -1,5 +1,4 @@
 // Files written whole or not at all: nothing has a name before it is whole, and no limit raises a signal.
-// whole.
 #include "support/output.h"
 
 #include <fcntl.h>

@@ -17,11 +17,20 @@ orvix_desc descriptor(const Bytes& bytes) {
   return desc;
 }
 
-TEST(TypeTest, KnowsEveryGuidByItsBytes) {
-  const Bytes ssd = {0x19, 0x80, 0x43, 0x4e, 0x38, 0xb7, 0xa9, 0x49, 0x70, 0xb1, 0xbf, 0xc9, 0x6f, 0x18, 0x7b, 0x10};
-  EXPECT_EQ(orvix_get_object_type(ssd.data()), orvix_object_ssd);
+// The FNV-1a digest of all type GUIDs and the file GUID, from a list of its own.
+TEST(TypeTest, GuidsAreThoseOfTheFormat) {
+  uint64_t digest = 0xcbf29ce484222325;
+  const auto add = [&](const uint8_t* guid) {
+    for (int i = 0; i < 16; ++i) digest = (digest ^ guid[i]) * 0x100000001b3;
+  };
+  for (const uint8_t* guid : orvix_guid) add(guid);
+  add(orvix_file_guid);
+  EXPECT_EQ(digest, 0x57fd5ff9b878d942u);
   for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) EXPECT_EQ(orvix_get_object_type(orvix_guid[type]), type);
   EXPECT_EQ(orvix_get_object_type(orvix_file_guid), 99999);
+}
+
+TEST(TypeTest, AFileGuidIsComparedToItsLastByte) {
   EXPECT_EQ(orvix_is_file_guid(orvix_file_guid), 1);
   for (size_t i = 0; i < 16; ++i) {
     Bytes guid(orvix_file_guid, orvix_file_guid + 16);

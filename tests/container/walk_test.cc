@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "brantix/container.h"
+#include "brantix/frame.h"
+#include "tests/common/damage.h"
 #include "tools/pack/builder.h"
 
 namespace {
@@ -10,6 +15,7 @@ namespace {
 using coupler::pack::Container;
 using coupler::pack::object;
 using coupler::pack::wrap;
+using coupler::test::grow_length;
 
 const std::string kHeader(32, 'h');
 
@@ -27,15 +33,8 @@ class Span {
   std::vector<char> bytes_;
 };
 
-struct Outcome {
-  int located, contained, payload;
-};
-bool operator==(const Outcome& a, const Outcome& b) {
-  return a.located == b.located && a.contained == b.contained && a.payload == b.payload;
-}
-std::ostream& operator<<(std::ostream& out, const Outcome& o) {
-  return out << "located " << o.located << ", contained " << o.contained << ", payload " << o.payload;
-}
+/// What the three walkers found.
+using Outcome = std::array<int, 3>;
 
 Outcome search(const std::string& bytes, int type) {
   const Span span(bytes);
@@ -78,13 +77,12 @@ TEST(WalkTest, EndsAtNullUnknownAndTheEndOfTheSpan) {
 }
 
 TEST(WalkTest, ObjectsThatRunPastTheSpan) {
-  std::string bytes = render(Container{{object(orvix_object_ssd, kHeader, "data")}});
+  const std::string bytes = render(Container{{object(orvix_object_ssd, kHeader, "data")}});
   const std::string cut = bytes.substr(0, bytes.size() - 1);
   EXPECT_EQ(search(cut, orvix_object_ssd), (Outcome{0, 1, 1}));
   EXPECT_EQ(search(bytes.substr(0, 48), orvix_object_ssd), (Outcome{0, 1, 1}));
   EXPECT_EQ(search(cut, orvix_object_keystore), (Outcome{0, 0, 0}));
-  for (size_t i = 35; i < 40; ++i) bytes[i] = '\xff';
-  EXPECT_EQ(search(bytes, orvix_object_keystore), (Outcome{0, 0, 0}));
+  EXPECT_EQ(search(grow_length(16, bytes), orvix_object_keystore), (Outcome{0, 0, 0}));
 }
 
 TEST(WalkTest, LocatesByOffset) {
@@ -105,6 +103,40 @@ TEST(WalkTest, LocatesByOffset) {
   ASSERT_EQ(orvix_get_object_payload(orvix_object_keystore, &offset, &length, span.range()), 1);
   EXPECT_EQ(offset, second);
   EXPECT_EQ(length, 16u);
+  offset = length = 7;
+  EXPECT_EQ(orvix_get_object_payload(orvix_object_keystore, &offset, nullptr, span.range()), 1);
+  EXPECT_EQ(orvix_get_object_payload(orvix_object_keystore, nullptr, &length, span.range()), 1);
+  EXPECT_EQ(offset + length, 14u) << "only both together";
+}
+
+// A length out of bounds is traced each time it is asked for.
+TEST(WalkTest, AsksForAPayloadsLengthOnlyWhereItIsNeeded) {
+  const Span with_header(grow_length(16, render(Container{{object(orvix_object_ssd, kHeader)}})));
+  const Span without(grow_length(16, render(Container{{object(orvix_object_ssd)}})));
+  orvix_range range = with_header.range(), next = with_header.range();
+  range_advance(&next, 16);
+  uint64_t offset, length;
+  uint32_t a, b, c, d;
+  void *header, *payload;
+  cs_debug_errors = 1;
+  testing::internal::CaptureStdout();
+  std::string traced;
+  const auto note = [&](int) {
+    const std::string text = testing::internal::GetCapturedStdout();
+    traced += std::to_string(text.size() / std::strlen("orvix_desc_get_payload_len bounds error"));
+    testing::internal::CaptureStdout();
+  };
+  note(orvix_contains_object_type(orvix_object_ssd, with_header.range()));
+  note(orvix_contains_object_type(orvix_object_keystore, with_header.range()));
+  note(orvix_get_object_payload(orvix_object_ssd, nullptr, &length, without.range()));
+  note(orvix_get_object_payload(orvix_object_keystore, &offset, &length, with_header.range()));
+  note(orvix_get_object_payload(orvix_object_keystore, &offset, &length, without.range()));
+  note(orvix_get_object_payload(orvix_object_ssd, &offset, &length, with_header.range()));
+  note(locate_orvix_obj(&range, &a, &b, &c, &d, orvix_object_ssd));
+  note(static_cast<int>(orvix_get_obj(&next, &header, &a, &payload, &b)));
+  testing::internal::GetCapturedStdout();
+  cs_debug_errors = 0;
+  EXPECT_EQ(traced, "00001111");
 }
 
 TEST(GetObjectTest, ReadsOneAfterTheOther) {

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include "brantix/firmware.h"
@@ -5,6 +6,18 @@
 #include "support/text.h"
 #include "tests/common/appliance.h"
 #include "tests/common/log_capture.h"
+
+namespace {
+
+std::string commands;  // one a line
+
+}  // namespace
+
+/// Hides that of the C library, notes the command and runs it.
+extern "C" __attribute__((visibility("default"))) int system(const char* command) {
+  commands.append(command).append("\n");
+  return reinterpret_cast<decltype(&system)>(dlsym(RTLD_NEXT, "system"))(command);
+}
 
 namespace coupler::firmware {
 namespace {
@@ -67,6 +80,16 @@ TEST_F(CurrentTest, DriveIsAskedAfreshAndItsAnswerStays) {
   ask();
   EXPECT_STREQ(report_.ssdVersion, "B\n");
   EXPECT_EQ(test::read_file(firmware::kSsdReport), "B\nXMMZ7LH240\n");
+}
+
+TEST_F(CurrentTest, DriveIsAskedWithTheseCommands) {
+  commands.clear();
+  ask();
+  EXPECT_EQ(commands,
+            "fdisk -l | grep /dev/sda &>/dev/null\n"
+            "/sbin/hdparm -I /dev/sda | /bin/grep 'Firmware Revision:' | /usr/bin/awk -F':' '{print $2}' | "
+            "/usr/bin/tr -d '[:blank:]' > /tmp/ssd_fwInfo; /sbin/hdparm -I /dev/sda | /bin/grep 'Model "
+            "Number:' | /usr/bin/awk -F':' '{print $2}' | /usr/bin/tr -d '[:blank:]' >> /tmp/ssd_fwInfo\n");
 }
 
 TEST_F(CurrentTest, ShortFpgaVersionLeavesTheRest) {

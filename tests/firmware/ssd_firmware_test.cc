@@ -7,11 +7,15 @@
 #include "firmware/fitted_ssd.h"
 #include "support/text.h"
 #include "tests/common/appliance.h"
+#include "tests/common/damage.h"
 #include "tests/common/log_capture.h"
 #include "tools/pack/ssd_file.h"
 
 namespace coupler::firmware {
 namespace {
+
+using test::cut_at;
+using test::set_bytes;
 
 constexpr const char* kFile = "/tmp/ssd_firmware";
 constexpr const char* kEquipped = "/mnt/boot/equipped_ssd_firmware";
@@ -19,15 +23,6 @@ const std::string kBinary = "firmware of the drive";
 
 std::string file_for(const std::vector<std::string>& models, const std::string& version = "A12B") {
   return pack::ssd_head({"IDENT", models, version}, kBinary.size()) + kBinary;
-}
-
-std::string cut_at(uint64_t size, std::string file) {
-  file.resize(size);
-  return file;
-}
-
-std::string with(uint64_t at, const std::string& bytes, std::string file) {
-  return file.replace(at, bytes.size(), bytes);
 }
 
 class SsdFirmwareTest : public test::ApplianceTest {
@@ -79,11 +74,11 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
   } rows[] = {
       {"for another drive", file_for({"OTHER"}), 0, 0, "IDENT", "", ""},
       {"model across two entries", file_for({"ABCDEFGHIJKLMNHB", "LS"}), 0, 1, "IDENT", "A12B", "ssd-A12B"},
-      {"list ended by a zero byte", with(kModelsAt, std::string(1, '\0'), good), 0, 0, "IDENT", "", ""},
+      {"list ended by a zero byte", set_bytes(kModelsAt, std::string(1, '\0'), good), 0, 0, "IDENT", "", ""},
       {"no models", file_for({}), -1, 0, "IDENT", "", ""},
-      {"count with a sign", with(kCountAt, "+1", good), -1, 0, "IDENT", "", ""},
-      {"count with a letter", with(kCountAt, "1x", good), -1, 0, "IDENT", "", ""},
-      {"count beyond the file", with(kCountAt, "99", good), -1, 1, "IDENT", "", ""},
+      {"count with a sign", set_bytes(kCountAt, "+1", good), -1, 0, "IDENT", "", ""},
+      {"count with a letter", set_bytes(kCountAt, "1x", good), -1, 0, "IDENT", "", ""},
+      {"count beyond the file", set_bytes(kCountAt, "99", good), -1, 1, "IDENT", "", ""},
       {"empty", "", -1, 0, "", "", ""},
       {"nothing behind the start", cut_at(kIdentificationAt, good), -1, 0, "", "", ""},
       {"no count", cut_at(kCountAt, good), -1, 0, "IDENT", "", ""},
@@ -91,12 +86,12 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
       {"no version", cut_at(version_at(1), good), -1, 1, "IDENT", "", ""},
       {"no length", cut_at(length_at(1), good), -1, 1, "IDENT", "", ""},
       {"no binary", cut_at(binary_at(1), good), -1, 1, "IDENT", "A12B", ""},
-      {"length of letters", with(length_at(1), "x", good), -1, 1, "IDENT", "A12B", ""},
-      {"length out of all proportion", with(length_at(1), std::string(16, '9'), good), -1, 1, "IDENT", "A12B", ""},
-      {"length of zero", with(length_at(1), std::string(16, '0'), good), -1, 1, "IDENT", "A12B", ""},
-      {"nothing but padding", with(kIdentificationAt, std::string(16, '0'), file_for({"HBLS"}, "")), 0, 1, "", "",
+      {"length of letters", set_bytes(length_at(1), "x", good), -1, 1, "IDENT", "A12B", ""},
+      {"length out of all proportion", set_bytes(length_at(1), std::string(16, '9'), good), -1, 1, "IDENT", "A12B", ""},
+      {"length of zero", set_bytes(length_at(1), std::string(16, '0'), good), -1, 1, "IDENT", "A12B", ""},
+      {"nothing but padding", set_bytes(kIdentificationAt, std::string(16, '0'), file_for({"HBLS"}, "")), 0, 1, "", "",
        "ssd-"},
-      {"inner and no zeros", with(version_at(1), without_zeros, with(kIdentificationAt, "x00", good)), 0, 1,
+      {"inner and no zeros", set_bytes(version_at(1), without_zeros, set_bytes(kIdentificationAt, "x00", good)), 0, 1,
        "x0000000000IDENT", "123456789ABCDEF", "ssd-123456789ABCDEF"},
   };
   for (const auto& row : rows) {
