@@ -1,10 +1,11 @@
+// Files of tests.
 #pragma once
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 
 namespace coupler::test {
@@ -15,8 +16,7 @@ inline void write_file(const std::filesystem::path& path, const std::string& con
 }
 
 inline std::string read_file(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return (std::ostringstream() << std::ifstream(path, std::ios::binary).rdbuf()).str();
 }
 
 /// The names in a directory, sorted, separated by blanks.

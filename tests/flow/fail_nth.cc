@@ -1,8 +1,14 @@
+// Stands between the program and the C library, and keeps account of what the disk would hold after a power cut.
 #include "tests/flow/fail_nth.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -10,7 +16,11 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <string>
 #include <utility>
+
+#include "tests/common/files.h"
 
 namespace coupler::test {
 namespace {
@@ -18,13 +28,84 @@ namespace {
 thread_local const Failing::Fault* current = nullptr;
 thread_local int calls = 0;
 
+/// What the tests do themselves meets no fault.
+class Unseen {
+ public:
+  Unseen() : fault_(std::exchange(current, nullptr)) {}
+  ~Unseen() { current = fault_; }
+  Unseen(const Unseen&) = delete;
+  Unseen& operator=(const Unseen&) = delete;
+
+ private:
+  const Failing::Fault* fault_;
+};
+
+/// A file with bytes that are not on the disk yet.
+struct Unsynced {
+  int descriptor;
+  std::string on_disk;
+};
+std::map<ino_t, Unsynced> unsynced;
+
+bool loses_unsynced() { return current != nullptr && current->outcome == Outcome::kPowerCut; }
+
+ino_t file_number(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? status.st_ino : 0;
+}
+
+/// To be called before each change of a file's bytes.
+void note_change(int descriptor) {
+  if (!loses_unsynced()) return;
+  const Unseen unseen;
+  const ino_t file = file_number(descriptor);
+  if (file == 0 || unsynced.contains(file)) return;
+  unsynced[file] = {dup(descriptor), read_file("/proc/self/fd/" + std::to_string(descriptor))};
+}
+
+void note_sync(int descriptor) {
+  if (!loses_unsynced()) return;
+  const Unseen unseen;
+  unsynced.erase(file_number(descriptor));
+}
+
+void note_truncation(const char* path, int flags) {
+  if (!loses_unsynced() || (flags & O_TRUNC) == 0) return;
+  const int descriptor = [path] {
+    const Unseen unseen;
+    return open(path, O_WRONLY | O_CLOEXEC);
+  }();
+  note_change(descriptor);
+}
+
+void cut_power() {
+  const Unseen unseen;
+  for (const auto& [file, state] : unsynced) {
+    if (ftruncate(state.descriptor, 0) != 0) std::abort();
+    lseek(state.descriptor, 0, SEEK_SET);
+    if (write(state.descriptor, state.on_disk.data(), state.on_disk.size()) < 0) std::abort();
+  }
+}
+
+[[noreturn]] void end_process() {
+  if (loses_unsynced()) cut_power();
+  _exit(EXIT_SUCCESS);
+}
+
+bool leaves_something(Call call) {
+  return call == Call::kOpen || call == Call::kWrite || call == Call::kResize || call == Call::kSync ||
+         call == Call::kName || call == Call::kRename || call == Call::kRemoval || call == Call::kRights ||
+         call == Call::kClose;
+}
+
 bool fails(Call call) {
   if (current == nullptr) return false;
   for (const Call always : current->always) {
     if (always == call) return true;
   }
-  if (call != current->call) return false;
+  if (call != current->call && !(current->call == Call::kAnyOnFiles && leaves_something(call))) return false;
   ++calls;
+  if (calls == current->nth && current->outcome != Outcome::kError) end_process();
   return calls == current->nth || (current->lasting && current->nth > 0 && calls > current->nth);
 }
 
@@ -43,8 +124,7 @@ Result failure(Result result, int reason) {
 /// A descriptor that cannot be read for as long as this lives, so that the stream above it notes the error itself.
 class Unreadable {
  public:
-  explicit Unreadable(int descriptor)
-      : fault_(std::exchange(current, nullptr)), descriptor_(descriptor), kept_(dup(descriptor)) {
+  explicit Unreadable(int descriptor) : descriptor_(descriptor), kept_(dup(descriptor)) {
     const int own_memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);  // where nothing lies at 0: EIO
     dup3(own_memory, descriptor_, O_CLOEXEC);
     close(own_memory);
@@ -52,13 +132,12 @@ class Unreadable {
   ~Unreadable() {
     dup3(kept_, descriptor_, O_CLOEXEC);
     close(kept_);
-    current = fault_;
   }
   Unreadable(const Unreadable&) = delete;
   Unreadable& operator=(const Unreadable&) = delete;
 
  private:
-  const Failing::Fault* fault_;
+  const Unseen unseen_;
   int descriptor_;
   int kept_;
 };
@@ -71,6 +150,7 @@ Failing::Failing(const Fault& fault) {
 }
 Failing::~Failing() { current = nullptr; }
 bool Failing::happened() const { return calls >= current->nth; }
+void Failing::lose_unsynced() { cut_power(); }
 
 }  // namespace coupler::test
 
@@ -94,9 +174,23 @@ void* calloc(size_t n, size_t size) noexcept {
 int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
+  note_truncation(path, flags);
   return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(open, "open")(path, flags, mode);
+}
+int openat(int directory, const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(openat, "openat")(directory, path, flags, mode);
+}
+DIR* opendir(const char* path) {
+  return fails(Call::kOpen) ? failure<DIR*>(nullptr, EMFILE) : hidden(opendir, "opendir")(path);
+}
+DIR* fdopendir(int descriptor) {
+  return fails(Call::kOpen) ? failure<DIR*>(nullptr, ENOMEM) : hidden(fdopendir, "fdopendir")(descriptor);
 }
 int mkostemp(char* name, int flags) {
   return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(mkostemp, "mkostemp")(name, flags);
@@ -140,22 +234,80 @@ void* mmap(void* at, size_t n, int protection, int flags, int descriptor, off_t 
 
 ssize_t write(int descriptor, const void* from, size_t n) {
   if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
-  return fails(Call::kWrite) ? failure<ssize_t>(-1, ENOSPC) : hidden(write, "write")(descriptor, from, n);
+  if (fails(Call::kWrite)) return failure<ssize_t>(-1, ENOSPC);
+  note_change(descriptor);
+  return hidden(write, "write")(descriptor, from, n);
+}
+ssize_t pwrite(int descriptor, const void* from, size_t n, off_t offset) {
+  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
+  if (fails(Call::kWrite)) return failure<ssize_t>(-1, ENOSPC);
+  note_change(descriptor);
+  return hidden(pwrite, "pwrite")(descriptor, from, n, offset);
 }
 
 int ftruncate(int descriptor, off_t size) noexcept {
-  return fails(Call::kResize) ? failure(-1, EFBIG) : hidden(ftruncate, "ftruncate")(descriptor, size);
+  if (fails(Call::kResize)) return failure(-1, EFBIG);
+  note_change(descriptor);
+  return hidden(ftruncate, "ftruncate")(descriptor, size);
 }
-
 int fallocate(int descriptor, int mode, off_t offset, off_t size) {
   if (fails(Call::kInterruption)) return failure(-1, EINTR);
-  return fails(Call::kResize) ? failure(-1, ENOSPC) : hidden(fallocate, "fallocate")(descriptor, mode, offset, size);
+  if (fails(Call::kResize)) return failure(-1, ENOSPC);
+  note_change(descriptor);
+  return hidden(fallocate, "fallocate")(descriptor, mode, offset, size);
 }
 
-int fsync(int descriptor) { return fails(Call::kSync) ? failure(-1, EIO) : hidden(fsync, "fsync")(descriptor); }
-int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
-  return fails(Call::kLink) ? failure(-1, EIO) : hidden(linkat, "linkat")(from, old, to, name, flags);
+int fsync(int descriptor) {
+  if (fails(Call::kSync)) return failure(-1, EIO);
+  note_sync(descriptor);
+  return hidden(fsync, "fsync")(descriptor);
 }
+int fdatasync(int descriptor) {
+  if (fails(Call::kSync)) return failure(-1, EIO);
+  note_sync(descriptor);
+  return hidden(fdatasync, "fdatasync")(descriptor);
+}
+
+int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
+  return fails(Call::kName) ? failure(-1, EIO) : hidden(linkat, "linkat")(from, old, to, name, flags);
+}
+int rename(const char* old, const char* name) noexcept {
+  return fails(Call::kRename) ? failure(-1, EIO) : hidden(rename, "rename")(old, name);
+}
+int unlink(const char* path) noexcept {
+  return fails(Call::kRemoval) ? failure(-1, EIO) : hidden(unlink, "unlink")(path);
+}
+int remove(const char* path) noexcept {
+  return fails(Call::kRemoval) ? failure(-1, EIO) : hidden(remove, "remove")(path);
+}
+
+int flock(int descriptor, int operation) noexcept {
+  const bool failing = (operation & LOCK_UN) == 0 && fails(Call::kLock);
+  return failing ? failure(-1, ENOLCK) : hidden(flock, "flock")(descriptor, operation);
+}
+int fchmod(int descriptor, mode_t mode) noexcept {
+  return fails(Call::kRights) ? failure(-1, EPERM) : hidden(fchmod, "fchmod")(descriptor, mode);
+}
+int fchown(int descriptor, uid_t user, gid_t group) noexcept {
+  return fails(Call::kRights) ? failure(-1, EPERM) : hidden(fchown, "fchown")(descriptor, user, group);
+}
+
+int system(const char* command) {
+  return fails(Call::kProcess) ? failure(-1, EAGAIN) : hidden(system, "system")(command);
+}
+FILE* popen(const char* command, const char* mode) {
+  return fails(Call::kProcess) ? failure<FILE*>(nullptr, EAGAIN) : hidden(popen, "popen")(command, mode);
+}
+int pipe2(int(*ends), int flags) noexcept {
+  return fails(Call::kPipe) ? failure(-1, EMFILE) : hidden(pipe2, "pipe2")(ends, flags);
+}
+int socket(int domain, int type, int protocol) noexcept {
+  return fails(Call::kSocket) ? failure(-1, EMFILE) : hidden(socket, "socket")(domain, type, protocol);
+}
+int eventfd(unsigned value, int flags) noexcept {
+  return fails(Call::kSocket) ? failure(-1, EMFILE) : hidden(eventfd, "eventfd")(value, flags);
+}
+unsigned sleep(unsigned) { return 0; }
 
 // A descriptor is closed in any case.
 int close(int descriptor) {

@@ -1,0 +1,91 @@
+// The files that operations are given and leave, in the appliance.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/common/files.h"
+#include "tools/pack/builder.h"
+#include "tools/pack/ssd_file.h"
+
+namespace coupler::test {
+
+inline constexpr const char* kBundle = "/tmp/flow/bundle";
+inline constexpr const char* kNested = "/tmp/flow/nested";
+inline constexpr const char* kImage = "/tmp/flow/image";
+inline constexpr const char* kHeaderFile = "/tmp/flow/fw.img__hdr";
+inline constexpr const char* kDrive = "/tmp/flow/drive";
+inline constexpr const char* kOut = "/tmp/flow/out";
+inline constexpr const char* kConfig = "/etc/snmp/snmpd.conf";
+
+/// Puts everything in place. Payloads have several kilobytes, so that heads and texts come from reads of their own.
+inline void set_stage() {
+  using namespace pack;
+  namespace fs = std::filesystem;
+  const HeaderFields fields{.version = "7.1", .filename = "fw.img"};
+  const std::vector<Object> parts{rommon("1.0", std::string(9000, 'r')), ssd("S1", std::string(5016, 's')),
+                                  image_header(fields), fpga("2.0", std::string(4064, 'f')),
+                                  text_file("last", std::string(8000, 'l'))};
+  fs::create_directories(kOut);
+  setenv("COUPLER_PLATFORM", "/tmp/flow/platform.conf", 1);
+  write_file("/tmp/flow/platform.conf", "board_type = 2\n");
+  write_file(kBundle, render(bundle(parts)));
+  write_file(kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))})));
+  write_file(kImage, render(image(fields)));
+  write_file(kHeaderFile, image_header(fields).header);
+  write_file(kDrive, ssd_head({"QRV", {"MZ240HBLS"}, "HXT7405Q"}, 6000) + std::string(6000, 'd'));
+  write_file("/tmp/ssd_fwInfo", "HXT7404Q\nQRV_MZ240HBLS\n");
+  write_file(kConfig, std::string(20000, '#').append("\nrocommunity secret\ntrapsink 10.0.0.9\nsysContact me\n"));
+  // Scripts that do nothing are soon done.
+  for (const char* name : {"tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user",
+                           "syslog_utils.sh", "skellan_svc"}) {
+    write_file(fs::path("/opt/tolm-mgmt-scripts") / name, "#!/bin/sh\n");
+  }
+}
+
+using Files = std::map<std::string, std::string>;
+
+/// All files that operations may write.
+inline Files files() {
+  Files all;
+  for (const char* place : {"/etc/snmp", "/mnt/boot", "/opt/quorva", "/tmp/flow", "/var/lib"}) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(place)) {
+      if (entry.is_regular_file() && !entry.is_symlink()) all[entry.path()] = read_file(entry.path());
+    }
+  }
+  return all;
+}
+
+inline void restore(const Files& wanted) {
+  const Files now = files();
+  for (const auto& file : now) {
+    if (!wanted.contains(file.first)) std::filesystem::remove(file.first);
+  }
+  for (const auto& [path, content] : wanted) {
+    if (const auto it = now.find(path); it == now.end() || it->second != content) write_file(path, content);
+  }
+}
+
+inline bool same_in(const std::string& path, const Files& here, const Files& there) {
+  const auto mine = here.find(path), theirs = there.find(path);
+  if (mine == here.end() || theirs == there.end()) return mine == here.end() && theirs == there.end();
+  return mine->second == theirs->second;
+}
+
+/// Each file is as in one of `states`.
+inline void expect_each_as_in(const std::vector<Files>& states, const Files& now) {
+  Files all = now;
+  for (const Files& state : states) all.insert(state.begin(), state.end());
+  for (const auto& file : all) {
+    bool known = false;
+    for (const Files& state : states) known = known || same_in(file.first, now, state);
+    EXPECT_TRUE(known) << file.first;
+  }
+}
+
+}  // namespace coupler::test
