@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "brantix/firmware.h"
+#include "tools/dump.h"
 #include "tools/host.h"
 #include "tools/packing.h"
 #include "tools/print.h"
@@ -146,6 +147,12 @@ void verify_bundles(const Context& context, const Arguments& arguments) {
                 std::string(all[0]["file"]) + ": " + all[0]["offset"].dump());
 }
 
+void dump_bundle(const Context& context, const Arguments& arguments) {
+  const std::string& directory = arguments.at("DIR");
+  const std::vector<std::string> files = dump(arguments.at("FILE"), directory);
+  print_report(context, {{"directory", directory}, {"manifest", kDumpedManifest}, {"files", files}});
+}
+
 void pack_bundle(const Context& context, const Arguments& arguments) {
   pack_container(context, pack::Kind::kBundle, arguments);
 }
@@ -154,6 +161,9 @@ void pack_bundle(const Context& context, const Arguments& arguments) {
 
 Command bundle_family() {
   const Argument force_option = {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true};
+  const Argument align_option = {.name = "--align",
+                                 .about = "Start each part's content at a multiple of so many bytes, such as 4096",
+                                 .most = 65536};
   return {.name = "bundle",
           .about = "Firmware bundles",
           .commands = {
@@ -169,13 +179,18 @@ Command bundle_family() {
                "Say what is wrong with bundles, without unpacking them",
                {{"FILE", "firmware bundle"}, {.name = "FILES", .about = "more of them", .repeats = true}},
                verify_bundles},
+              {"dump",
+               "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
+               {{"FILE", "firmware bundle"}, {"DIR", "directory for them; new or empty"}},
+               dump_bundle},
+              diff_command(true),
               {"stage",
                "Hand firmware to the platform for the next upgrade",
                {{"FILE", "path for the platform"}, force_option},
                stage},
               {"pack",
                "Build a bundle",
-               {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}},
+               {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}, align_option},
                pack_bundle}}};
 }
 

@@ -2,6 +2,7 @@
 #include <cinttypes>
 #include <nlohmann/json.hpp>
 
+#include "tools/digest.h"
 #include "tools/print.h"
 #include "tools/tree.h"
 
@@ -16,24 +17,45 @@ std::string hexadecimal(unsigned value) {
   return text;
 }
 
-void print_table(const Tree& tree) {
-  constexpr auto kRight = Table::Align::kRight;
-  Table table({{"OFFSET", kRight}, {"OBJECT"}, {"HEADER", kRight}, {"PAYLOAD", kRight}, {"FLAGS", kRight}, {"TEXT"}});
+using Digests = std::vector<std::string>;  // of the nodes; none where they were not asked for
+
+Digests digests_of(const Tree& tree, const std::string& path) {
+  Digests digests;
   for (const Node& node : tree.nodes) {
+    const auto [offset, length] = content_of(node);
+    const bool whole = node.type >= 0 && offset <= tree.size && length <= tree.size - offset;
+    digests.push_back(whole ? sha256(path, {offset, length}) : "");
+  }
+  return digests;
+}
+
+void print_table(const Tree& tree, const Digests& digests) {
+  constexpr auto kRight = Table::Align::kRight;
+  Table table({{"OFFSET", kRight},
+               {"OBJECT"},
+               {"HEADER", kRight},
+               {"PAYLOAD", kRight},
+               {"FLAGS", kRight},
+               {"TEXT"},
+               {digests.empty() ? "" : "SHA-256"}});
+  for (size_t i = 0; i < tree.nodes.size(); ++i) {
+    const Node& node = tree.nodes[i];
+    const std::string digest = digests.empty() ? "" : digests[i];
     const std::string name = std::string(static_cast<size_t>(node.depth) * 2, ' ') + node.name;
     const Style style = node.broken ? Style::kAlarm : Style::kPlain;
     if (node.type < 0) {
-      table.row({std::to_string(node.offset), name, "", "", "", ""}, style);
+      table.row({std::to_string(node.offset), name, "", "", "", "", digest}, style);
     } else {
-      table.row({std::to_string(node.offset), name, std::to_string(node.header_length),
-                 std::to_string(node.payload_length), node.flags == 0 ? "" : hexadecimal(node.flags), node.text},
-                style);
+      table.row(
+          {std::to_string(node.offset), name, std::to_string(node.header_length), std::to_string(node.payload_length),
+           node.flags == 0 ? "" : hexadecimal(node.flags), node.text, digest},
+          style);
     }
   }
   table.print();
 }
 
-Json to_json(const Node& node) {
+Json to_json(const Node& node, const std::string& digest) {
   Json object = {{"offset", node.offset}, {"depth", node.depth}, {"name", node.name}};
   if (node.type < 0) return object;
   object.update({{"type", node.type},
@@ -41,12 +63,15 @@ Json to_json(const Node& node) {
                  {"payload_length", node.payload_length},
                  {"flags", node.flags},
                  {"text", node.text}});
+  if (!digest.empty()) object["sha256"] = digest;
   return object;
 }
 
-Json to_json(const Tree& tree, const std::string& path) {
+Json to_json(const Tree& tree, const std::string& path, const Digests& digests) {
   Json report = {{"file", path}, {"size", tree.size}, {"objects", Json::array()}, {"problems", Json::array()}};
-  for (const Node& node : tree.nodes) report["objects"].push_back(to_json(node));
+  for (size_t i = 0; i < tree.nodes.size(); ++i) {
+    report["objects"].push_back(to_json(tree.nodes[i], digests.empty() ? "" : digests[i]));
+  }
   for (const auto& [offset, text] : tree.problems) report["problems"].push_back({{"offset", offset}, {"text", text}});
   return report;
 }
@@ -54,7 +79,8 @@ Json to_json(const Tree& tree, const std::string& path) {
 void show_tree(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   const Tree tree = read_tree(path);
-  context.json ? print_json(to_json(tree, path)) : print_table(tree);
+  const Digests digests = arguments.contains("--digest") ? digests_of(tree, path) : Digests();
+  context.json ? print_json(to_json(tree, path, digests)) : print_table(tree, digests);
   if (tree.problems.empty()) return;
   std::string text = path + " is broken:";
   for (const auto& [offset, why] : tree.problems) text += "\n  at " + std::to_string(offset) + ": " + why;
@@ -68,8 +94,10 @@ Command container_family() {
           .about = "The container format itself",
           .commands = {{"tree",
                         "List the objects of a container, and where it breaks if it does",
-                        {{"FILE", "image or bundle"}},
-                        show_tree}}};
+                        {{"FILE", "image or bundle"},
+                         {.name = "--digest", .about = "with the SHA-256 of each payload or part", .flag = true}},
+                        show_tree},
+                       diff_command(false)}};
 }
 
 }  // namespace coupler::tools

@@ -69,6 +69,7 @@ struct Command {
 
 Command image_family();
 Command container_family();
+Command diff_command(bool parts_only);
 Command bundle_family();
 Command snmp_family();
 Command command_family();

@@ -68,6 +68,12 @@ class Shown {
   bool shown_ = false;
 };
 
+void align(pack::Container& container, const std::string& block) {
+  const uint64_t bytes = std::stoull(block);
+  if (bytes == 0 || bytes % 16 != 0) throw WrongUsage("--align: " + block + " is no multiple of 16", "--align");
+  pack::align(container, bytes);
+}
+
 }  // namespace
 
 void pack_file(const Context& context, const std::string& out, const std::vector<std::filesystem::path>& inputs,
@@ -87,7 +93,8 @@ void pack_file(const Context& context, const std::string& out, const std::vector
 
 void pack_container(const Context& context, pack::Kind kind, const Arguments& arguments) {
   const std::string& out = arguments.at("OUT");
-  const pack::Manifest wanted = pack::read_manifest(kind, arguments.at("MANIFEST"));
+  pack::Manifest wanted = pack::read_manifest(kind, arguments.at("MANIFEST"));
+  if (arguments.contains("--align")) align(wanted.container, arguments.at("--align"));
   pack_file(context, out, wanted.files, pack::size(wanted.container), wanted.warnings,
             [&](const pack::Progress& progress) { pack::write_file(wanted.container, out, progress); });
 }

@@ -47,7 +47,7 @@ shells=(bash)
 if command -v zsh >/dev/null; then shells+=(zsh); else echo "no zsh here: its completion is not tested"; fi
 completes 'bundle boot-names' b
 completes 'show' --json image s
-completes 'show unpack verify stage pack' --log info bundle ''
+completes 'show unpack verify dump diff stage pack' --log info bundle ''
 completes 'debug info critical' --log ''
 completes '--watch' sessions --w
 completes '--help --version --json --log' --

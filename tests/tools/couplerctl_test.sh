@@ -73,6 +73,31 @@ holds '[o["text"] for o in r["objects"] if o.get("type") == 13] == ["7;12"] and 
 expect 0 out 'interface fc %u/%u' command 3
 holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 446
 
+# Content that starts at blocks.
+expect 0 out aligned.bundle bundle pack --align 4096 bundle.json aligned.bundle
+tail -c +4097 aligned.bundle | head -c 5000 | cmp -s - rommon.bin || fail 'the first content does not start at 4096'
+expect 0 out '"findings": []' --json bundle verify aligned.bundle
+expect 0 out '"differences": []' --json bundle diff fw.bundle aligned.bundle
+expect 2 err 'no multiple of 16' bundle pack --align 17 bundle.json aligned.bundle
+
+# Apart and made again; what changed from one to another.
+expect 0 out 'manifest   bundle.json' bundle dump fw.bundle apart
+expect 0 out remade.bundle bundle pack apart/bundle.json remade.bundle
+same fw.bundle remade.bundle
+same apart/01-rommon rommon.bin
+expect 1 err 'apart is not empty' bundle dump fw.bundle apart
+holds "r['objects'][4]['sha256'] == '$(sha256sum <rommon.bin | cut -c -64)'" container tree --digest fw.bundle
+expect 0 out 'SHA-256' container tree --digest fw.bundle
+sed 's/1.0.5/1.0.6/; /verify_firmware/s/^.*$/  {"type": "ssd", "version": "1"}]}/; s/"7"/"8"/' bundle.json >next.json
+"$couplerctl" bundle pack next.json next.bundle >out
+expect 1 out 'version  Firmware' bundle diff fw.bundle next.bundle
+holds '[(d["change"], d["part"]) for d in r["differences"]] == [("version", "Firmware"), ("content", "ImageFile fw.img"),
+  ("removed", "TextFile verify_firmware.py"), ("added", "FirmwareSSD")]' bundle diff fw.bundle next.bundle
+expect 0 out '"differences": []' --json bundle diff fw.bundle remade.bundle
+expect 1 out '/ImageFile fw.img/ZeltaSignature/ControllerType/FirmwareImageOne' container diff fw.bundle next.bundle
+expect 2 err 'No such file' bundle diff fw.bundle missing
+expect 2 err 'the file GUID is missing' container diff fw.bundle rommon.bin
+
 # SSD firmware: for the fitted drive, and for another.
 echo '{"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "file": "rommon.bin"}' >ssd.json
 sed 's/MZ240/MZ120/' ssd.json >other.json

@@ -20,6 +20,7 @@ constexpr size_t kMostParts = 20;
 constexpr uint64_t kMostBytes = 0xffff'ffff;
 constexpr int kDeepestImage = 8;
 constexpr size_t kSsdField = 16;
+constexpr size_t kLongestHeader = 0xffff * 16;
 constexpr size_t kMostModels = 99;
 
 struct PartKind {
@@ -252,11 +253,21 @@ class Reader {
   }
 
   Object part(const Value& value, const PartKind& kind) {
-    Keys keys = {"type", kind.text, "file"};
+    Keys keys = {"type", kind.text, "file", "header_size"};
     if (kind.type == orvix_object_imagefile) keys.push_back("image");
     value.must_be_object(keys);
     const std::string text = part_text(value[kind.text]);
-    return pack::part(kind.type, text, content(value));
+    Object part = pack::part(kind.type, text, content(value));
+    if (value.has("header_size")) fill_up(part.header, value["header_size"]);
+    return part;
+  }
+
+  static void fill_up(std::string& header, const Value& value) {
+    if (!value.json.is_number_unsigned() || value.json > kLongestHeader || value.json.get<size_t>() % 16 != 0) {
+      value.reject("must be a multiple of 16 up to " + std::to_string(kLongestHeader));
+    }
+    if (value.json < header.size()) value.reject("the header's text has " + std::to_string(header.size()) + " bytes");
+    header.resize(value.json.get<size_t>());
   }
 
   std::optional<Payload> content(const Value& value) {
@@ -355,6 +366,11 @@ auto read(const fs::path& path, Parse parse) {
 }
 
 }  // namespace
+
+std::string part_type_name(int type) {
+  const auto* const found = std::ranges::find(kPartKinds, type, &PartKind::type);
+  return found == std::end(kPartKinds) ? "" : std::string(found->name);
+}
 
 Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& directory) {
   const Json json = parse_json(text);

@@ -16,8 +16,8 @@
 ///                {"type": "text", "name": "readme.txt", "file": "readme.txt"}]}
 ///
 /// Firmware parts (rommon, ssd, fpga, pseq, lan-spi) have a version, image and text parts a name. The content is a
-/// file, or for an image part another manifest under "image"; a part without content has no size. An image has a
-/// header:
+/// file, or for an image part another manifest under "image"; a part without content has no size. "header_size"
+/// fills a part's header up with zeros. An image has a header:
 ///
 ///     {"header": {"version": "4.2(1)", "filename": "fw.img"}, "nesting": "image-type", "file": "payload.bin"}
 ///
@@ -28,6 +28,9 @@
 ///
 /// Relative paths start at the manifest's own directory.
 namespace coupler::pack {
+
+/// The "type" of a part whose object has that type; empty when a manifest has none.
+std::string part_type_name(int type);
 
 enum class Kind { kBundle, kImage };
 

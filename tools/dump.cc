@@ -1,0 +1,176 @@
+// A bundle taken apart into a manifest and files that make the very same bytes.
+#include "tools/dump.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "brantix/container.h"
+#include "tools/command.h"
+#include "tools/digest.h"
+#include "tools/pack/manifest.h"
+#include "tools/tree.h"
+
+namespace coupler::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+template <size_t N>
+void add_text(Json& part, const char* key, const char (&field)[N]) {
+  const std::string text(field, strnlen(field, N));
+  if (!text.empty()) part[key] = text;
+}
+
+Json header_part(const ImageHeader& record) {
+  Json part = {{"type", "image-header"}};
+  add_text(part, "build_date", record.build_date);
+  add_text(part, "version", record.version);
+  add_text(part, "platform_version", record.platform_version);
+  add_text(part, "interim_version", record.interim_version);
+  add_text(part, "filename", record.filename);
+  add_text(part, "software_id", record.software_id);
+  add_text(part, "image_size", record.image_size);
+  if (record.platform != 0) part["platform"] = static_cast<uint8_t>(record.platform);
+  if (record.image_type != 0) part["image_type"] = static_cast<uint8_t>(record.image_type);
+  return part;
+}
+
+/// The directory and what was written into it, which disappear unless they were kept.
+class Target {
+ public:
+  explicit Target(const std::string& path) : path_(path) {
+    std::error_code error;
+    is_new_ = fs::create_directories(path_, error);
+    if (error) throw Failure("cannot create " + path + ": " + error.message());
+    if (!fs::is_empty(path_, error)) throw Failure(path + " is not empty; name a new directory");
+  }
+  ~Target() {
+    std::error_code gone;
+    if (kept_) return;
+    for (const std::string& name : files) fs::remove(path_ / name, gone);
+    if (is_new_) fs::remove(path_, gone);
+  }
+  Target(const Target&) = delete;
+  Target& operator=(const Target&) = delete;
+
+  std::ofstream create(const std::string& name) {
+    std::ofstream file(path_ / name, std::ios::binary);
+    if (!file) throw Failure("cannot create " + (path_ / name).string() + ": " + std::strerror(errno));
+    files.push_back(name);
+    return file;
+  }
+  void close(std::ofstream file) const {
+    file.close();
+    if (!file) throw Failure("cannot write " + (path_ / files.back()).string() + ": " + std::strerror(errno));
+  }
+  fs::path operator/(const char* name) const { return path_ / name; }
+  void keep() { kept_ = true; }
+
+  std::vector<std::string> files;
+
+ private:
+  const fs::path path_;
+  bool is_new_ = false;
+  bool kept_ = false;
+};
+
+class Dump {
+ public:
+  Dump(const std::string& path, Target& target)
+      : path_(path), target_(target), tree_(read_tree(path)), bundle_(path, std::ios::binary) {}
+
+  void run() {
+    if (!tree_.problems.empty()) fail(tree_.problems.front().offset, tree_.problems.front().text);
+    if (tree_.nodes.size() < 3 || tree_.nodes[2].type != orvix_object_controllertype) fail(0, "this is no bundle");
+    Json parts = Json::array();
+    for (const Node& node : tree_.nodes) {
+      if (node.depth == tree_.nodes[2].depth + 1) parts.push_back(part(node));
+    }
+    std::ofstream manifest = target_.create(kDumpedManifest);
+    manifest << Json{{"parts", parts}}.dump(2) << '\n';
+    target_.close(std::move(manifest));
+    compare(pack::read_manifest(pack::Kind::kBundle, target_ / kDumpedManifest).container);
+  }
+
+ private:
+  [[noreturn]] void fail(uint64_t offset, const std::string& why) const {
+    throw Failure(path_ + ": at " + std::to_string(offset) + ": " + why);
+  }
+
+  Json part(const Node& node) {
+    if (node.type == orvix_object_imageheader) {
+      ImageHeader record{};
+      read(node.offset + sizeof(orvix_object), reinterpret_cast<char*>(&record),
+           std::min<uint64_t>(node.header_length, sizeof record));
+      return header_part(record);
+    }
+    const std::string type = pack::part_type_name(node.type);
+    if (type.empty()) fail(node.offset, node.name + " is no part of a bundle");
+    const bool named = node.type == orvix_object_imagefile || node.type == orvix_object_textfile;
+    const size_t mark = node.text.find(';');
+    Json part = {{"type", type}, {named ? "name" : "version", node.text.substr(0, mark)}};
+    if (mark != node.text.npos) part["file"] = content(node, type);
+    if (node.header_length != (node.text.size() + 15) / 16 * 16) part["header_size"] = node.header_length;
+    return part;
+  }
+
+  std::string content(const Node& node, const std::string& type) {
+    const std::string number = std::to_string(target_.files.size() + 1);
+    const std::string name = std::string(number.size() < 2 ? "0" : "") + number + '-' + type;
+    std::ofstream file = target_.create(name);
+    const auto [offset, length] = content_of(node);
+    std::vector<char> piece(size_t{1} << 18);
+    for (uint64_t done = 0; done < length && file;) {
+      const uint64_t count = std::min<uint64_t>(length - done, piece.size());
+      read(offset + done, piece.data(), count);
+      file.write(piece.data(), static_cast<std::streamsize>(count));
+      done += count;
+    }
+    target_.close(std::move(file));
+    return name;
+  }
+
+  void compare(const pack::Container& made) {
+    uint64_t at = 0;
+    std::string there;
+    pack::write(made, [&](std::string_view piece) {
+      there.resize(piece.size());
+      read(at, there.data(), there.size());
+      const auto differs = std::ranges::mismatch(there, piece).in1 - there.begin();
+      at += static_cast<uint64_t>(differs);
+      if (static_cast<size_t>(differs) < piece.size()) fail(at, "a manifest cannot express what stands here");
+    });
+    if (at < tree_.size) fail(at, "a manifest cannot express what stands from here on");
+  }
+
+  void read(uint64_t offset, char* bytes, uint64_t length) {
+    bundle_.seekg(static_cast<std::streamoff>(offset));
+    if (!bundle_.read(bytes, static_cast<std::streamsize>(length))) fail(tree_.size, "the file ends here");
+  }
+
+  const std::string path_;
+  Target& target_;
+  const Tree tree_;
+  std::ifstream bundle_;
+};
+
+}  // namespace
+
+std::vector<std::string> dump(const std::string& path, const std::string& directory) {
+  Target target(directory);
+  try {
+    Dump(path, target).run();
+  } catch (const pack::Error& error) {
+    throw Failure(std::string("a manifest cannot express this bundle: ") + error.what());
+  } catch (const Json::type_error&) {
+    throw Failure("a manifest cannot express this bundle: a text in it is not UTF-8");
+  }
+  target.keep();
+  return target.files;
+}
+
+}  // namespace coupler::tools
