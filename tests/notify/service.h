@@ -1,3 +1,4 @@
+// A real service for the message layer's requests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,14 +12,15 @@ namespace coupler::test {
 
 using Frames = std::vector<std::string>;
 
-/// A real service at the address of the notification service.
 class Service {
  public:
-  Service() : socket_(zmq_socket(context_, ZMQ_REP)) {
+  /// At the address of the notification service, unless told otherwise.
+  explicit Service(int kind = ZMQ_REP, const std::string& endpoint = "tcp://127.0.0.1:5558")
+      : socket_(zmq_socket(context_, kind)) {
     const int limit = 20'000, linger = 0;
     zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &limit, sizeof limit);
     zmq_setsockopt(socket_, ZMQ_LINGER, &linger, sizeof linger);
-    EXPECT_EQ(zmq_bind(socket_, "tcp://127.0.0.1:5558"), 0) << zmq_strerror(zmq_errno());
+    EXPECT_EQ(zmq_bind(socket_, endpoint.c_str()), 0) << zmq_strerror(zmq_errno());
   }
   ~Service() {
     zmq_close(socket_);
@@ -27,22 +29,16 @@ class Service {
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  /// Answers the next request with `reply`, without frames not at all. @return the request
-  std::future<Frames> answer(Frames reply) {
-    return std::async(std::launch::async, [this, reply = std::move(reply)] {
-      Frames request = receive();
-      for (size_t i = 0; i < reply.size(); ++i) {
-        zmq_send(socket_, reply[i].data(), reply[i].size(), i + 1 < reply.size() ? ZMQ_SNDMORE : 0);
-      }
-      return request;
-    });
+  std::string endpoint() const {
+    char text[64] = "";
+    size_t size = sizeof text;
+    zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, text, &size);
+    return text;
   }
 
- private:
   Frames receive() {
     Frames frames;
-    bool more = true;
-    while (more) {
+    for (bool more = true; more;) {
       zmq_msg_t message;
       zmq_msg_init(&message);
       if (zmq_msg_recv(&message, socket_, 0) >= 0) {
@@ -54,6 +50,24 @@ class Service {
     return frames;
   }
 
+  void reply(const Frames& frames) {
+    for (size_t i = 0; i < frames.size(); ++i) {
+      zmq_send(socket_, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
+    }
+  }
+
+  void echo() { reply(receive()); }
+
+  /// Answers the next request with `frames`, without frames not at all. @return the request
+  std::future<Frames> answer(Frames frames) {
+    return std::async(std::launch::async, [this, frames = std::move(frames)] {
+      Frames request = receive();
+      reply(frames);
+      return request;
+    });
+  }
+
+ private:
   void* const context_ = zmq_ctx_new();
   void* const socket_;
 };

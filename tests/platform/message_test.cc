@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zmq.h>
 
 #include <csignal>
@@ -12,66 +14,22 @@
 #include <string>
 #include <vector>
 
+#include "tests/notify/service.h"
+
 namespace {
 
 using namespace std::string_literals;
+using coupler::test::Frames;
+using coupler::test::Service;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using Frames = std::vector<std::string>;
 
 const std::string kType7 = "\7\0\0\0"s;
 
-/// A service on a loopback port of its own. ZeroMQ's threads carry the messages, so client and service share the
-/// test's.
-class Service {
- public:
-  explicit Service(int kind, const std::string& endpoint = "tcp://127.0.0.1:*") : socket_(zmq_socket(context_, kind)) {
-    const int limit = 10'000;
-    const int linger = 0;
-    zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &limit, sizeof limit);
-    zmq_setsockopt(socket_, ZMQ_LINGER, &linger, sizeof linger);
-    EXPECT_EQ(zmq_bind(socket_, endpoint.c_str()), 0) << zmq_strerror(zmq_errno());
-  }
-  ~Service() {
-    zmq_close(socket_);
-    zmq_ctx_term(context_);
-  }
-  Service(const Service&) = delete;
-  Service& operator=(const Service&) = delete;
-
-  std::string endpoint() const {
-    char text[64] = "";
-    size_t size = sizeof text;
-    zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, text, &size);
-    return text;
-  }
-
-  Frames receive() {
-    Frames frames;
-    int more = 1;
-    for (size_t size = sizeof more; more != 0; zmq_getsockopt(socket_, ZMQ_RCVMORE, &more, &size)) {
-      char bytes[256];
-      const int count = zmq_recv(socket_, bytes, sizeof bytes, 0);
-      if (count < 0) return frames;
-      frames.emplace_back(bytes, static_cast<size_t>(count));
-    }
-    return frames;
-  }
-
-  void reply(const Frames& frames) {
-    for (size_t i = 0; i < frames.size(); ++i) {
-      zmq_send(socket_, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0);
-    }
-  }
-
-  void echo() { reply(receive()); }
-
- private:
-  void* const context_ = zmq_ctx_new();
-  void* const socket_;
-};
+/// A loopback port of the service's own. ZeroMQ's threads carry the messages, so client and service share the test's.
+constexpr const char* kAnyPort = "tcp://127.0.0.1:*";
 
 void send(mesvo::MsgRequestClientChannel& channel, std::string data) {
   channel.ipcSend(7, data.data(), static_cast<int>(data.size()));
@@ -94,7 +52,7 @@ class MessageTest : public testing::Test {
 };
 
 TEST_F(MessageTest, RequestOnTheWire) {
-  Service service(ZMQ_ROUTER);
+  Service service(ZMQ_ROUTER, kAnyPort);
   channel_.setServerEndPoint(service.endpoint());
   char data[] = "a\0b";
   channel_.ipcSend(-2, data, 3);
@@ -117,11 +75,12 @@ TEST_F(MessageTest, Replies) {
       {"two data frames", {kType7, "code", "text"}, 7, 2, "code"},
       {"data too short for a number", {kType7, "x"}, 7, 1, "x\0\0\0"s},
       {"empty data", {kType7, ""}, 7, 1, "\0\0\0\0"s},
+      {"more data than is kept", {kType7, std::string(5000, 'l')}, 7, 1, std::string(4096, 'l') + "\0\0\0\0"s},
       {"negative type", {"\xff\xff\xff\xff", "code"}, -1, 1, "code"},
       {"type cut short", {"\7", "code"}, 0, 1, "code"},
       {"nothing at all", {""}, 0, 0, ""},
   };
-  Service service(ZMQ_REP);
+  Service service(ZMQ_REP, kAnyPort);
   channel_.setServerEndPoint(service.endpoint());
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -137,8 +96,32 @@ TEST_F(MessageTest, Replies) {
   }
 }
 
+TEST_F(MessageTest, ReplyThatIsTooLargeIsDropped) {
+  Service service(ZMQ_REP, kAnyPort);
+  channel_.setServerEndPoint(service.endpoint());
+  send(channel_, "request");
+  service.receive();
+  service.reply({kType7, std::string((1 << 20) + 1, 'l')});
+  EXPECT_THAT(reason([&] { channel_.ipcReceive(&reply_, 300); }), HasSubstr("no reply"));
+}
+
+TEST_F(MessageTest, ForkedProcessCannotUseIt) {
+  channel_.setServerEndPoint("tcp://127.0.0.1:9");
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto refusal = HasSubstr("another process");
+    EXPECT_THAT(reason([&] { send(channel_, "request"); }), refusal);
+    EXPECT_THAT(reason([&] { channel_.ipcReceive(&reply_, -1); }), refusal);
+    EXPECT_THAT(reason([&] { channel_.setServerEndPoint("tcp://127.0.0.1:9"); }), refusal);
+    _exit(HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
 TEST_F(MessageTest, LateReplyIsNotTakenForTheNext) {
-  Service service(ZMQ_REP);
+  Service service(ZMQ_REP, kAnyPort);
   channel_.setServerEndPoint(service.endpoint());
   send(channel_, "one");
   EXPECT_THAT(reason([&] { channel_.ipcReceive(&reply_, 10); }), HasSubstr("no reply"));
@@ -152,7 +135,7 @@ TEST_F(MessageTest, LateReplyIsNotTakenForTheNext) {
 
 TEST_F(MessageTest, ServiceThatComesLaterAnswersTheNextRequest) {
   std::string endpoint;
-  endpoint = Service(ZMQ_REP).endpoint();
+  endpoint = Service(ZMQ_REP, kAnyPort).endpoint();
   channel_.setServerEndPoint(endpoint);
   send(channel_, "lost");
   setenv("MESVO_TIMEOUT_MS", "10", 1);
