@@ -1,8 +1,11 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
+#include <thread>
 #include <vector>
 
 #include "brantix/notify.h"
@@ -87,6 +90,31 @@ TEST_F(SyslogTest, EveryOperationRunsTheScript) {
   }
 }
 
+TEST_F(SyslogTest, EverySeverityAndFacility) {
+  const char* const severities[] = {"emergencies", "alerts",        "critical",    "errors",
+                                    "warnings",    "notifications", "information", "debugging"};
+  for (int32_t i = 0; i < 8; ++i) {
+    const std::string severity = '<' + std::string(severities[i]) + '>';
+    EXPECT_EQ(SCI_EnableExternalSyslogging(i, "h", i, i), 0);
+    EXPECT_THAT(recorded(), testing::EndsWith("<h>" + severity + "<local" + std::to_string(i) + ">"));
+    EXPECT_EQ(SCI_SetPlatformSyslogging(i), 0);
+    EXPECT_THAT(recorded(), testing::EndsWith(severity));
+    EXPECT_EQ(SCI_EnableConsoleSyslogging(i), i < 3 ? 0 : -1);
+    EXPECT_EQ(recorded(), i < 3 ? "<-SyslogSetConsoleLevel>" + severity : "");
+  }
+}
+
+TEST_F(SyslogTest, CancelledThreadFinishesItsCalls) {
+  int calls = 0;
+  std::thread([&calls] {
+    pthread_cancel(pthread_self());
+    EXPECT_EQ(SCI_DisableFileSyslogging(), 0);
+    SCI_SendSyslogMessage(1, 2, 3, 4, 5, 6);
+    ++calls;
+  }).join();
+  EXPECT_EQ(calls, 1);
+}
+
 TEST_F(SyslogTest, ScriptThatFails) {
   const struct {
     const char* ending;
@@ -138,7 +166,6 @@ TEST_F(SyslogTest, RefusedBeforeAnythingRuns) {
       [] { return SCI_EnableExternalSyslogging(1, "h", 0, 8); },
       [] { return SCI_EnableExternalSyslogging(1, "h", 0, -1); },
       [] { return SCI_EnableExternalSyslogging(1, nullptr, 0, 0); },
-      [] { return SCI_EnableConsoleSyslogging(3); },
       [] { return SCI_EnableConsoleSyslogging(INT32_MIN); },
       [] { return SCI_SetPlatformSyslogging(8); },
       [] { return SCI_EnableFileSyslogging(INT32_MAX, "f"); },
