@@ -1,8 +1,6 @@
+// The agent's read-only communities: added to its configuration file, listed and deleted there.
 #include "brantix/snmp.h"
-#include "snmp/agent.h"
-#include "snmp/append.h"
-#include "snmp/given.h"
-#include "snmp/rewrite.h"
+#include "snmp/config_file.h"
 #include "support/lines.h"
 #include "support/text.h"
 
@@ -12,11 +10,12 @@ namespace {
 constexpr const char* kAdd = "SCI_ConfigureSnmp";
 constexpr const char* kList = "SCI_GetSnmpCommunity";
 constexpr const char* kDelete = "SCI_DeleteSnmpCommunity";
+constexpr LogMessage<> kNotOpened{critical, "\nSNMPD_CONF_FILE fopen() Error!!!"};
 
 constexpr LineRemoval kRemoval{
     .operation = kDelete,
     .failure = -1,
-    .selects = [](std::string_view line, std::string_view community) { return line.find(community) != line.npos; },
+    .selects = [](std::string_view) { return true; },
     .not_opened = {critical, "\nSNMPD_CONF_FILE fopen() Error!!!"},
     .new_not_opened = {critical, "\n/etc/snmp/snmpd.conf.new fopen failed"},
     .not_removed = {critical, "\nFile SNMPD_CONF_FILE remove failed"},
@@ -26,35 +25,28 @@ constexpr LineRemoval kRemoval{
     .new_not_removed = {critical, "\nFile SNMPD_CONF_FILE.new remove failed"},
 };
 
+bool add(const char* community) {
+  return is_given(kAdd, "Community", community) &&
+         append_to_config(ConfigLock(), kAdd, kNotOpened,
+                          {"rocommunity  ", community, "\n", "rocommunity6  ", community, "\n"});
+}
+
+bool remove(const char* community) {
+  return is_given(kDelete, "Community", community) && remove_lines(ConfigLock(), kRemoval, community).status == 0;
+}
+
 /// The second of the words that blanks separate; tabs and the line's end belong to a word.
 std::string_view second_word(std::string_view line) {
   take_word(line, " ");
   return take_word(line, " ");
 }
 
-}  // namespace
-}  // namespace coupler::snmp
-
-using namespace coupler;
-using namespace coupler::snmp;
-
-int32_t SCI_ConfigureSnmp(const char* community) {
-  if (!is_given(kAdd, "Community", community)) return -1;
-  Descriptor config = open_config_for_appending();
-  if (!config) {
-    LOG_LINE(critical, kAdd, "\nSNMPD_CONF_FILE fopen() Error!!!");
-    return -1;
-  }
-  const bool added =
-      append_to_config(kAdd, std::move(config), {"rocommunity  ", community, "\n", "rocommunity6  ", community, "\n"});
-  return added ? 0 : -1;
-}
-
-int32_t SCI_GetSnmpCommunity(SCI_snmp_community_s* communities, unsigned int* count) {
+// Without a community the count stays as it was.
+bool list(SCI_snmp_community_s* communities, unsigned int* count) {
   const Descriptor config = open_at_once(kConfig, O_RDONLY);
   if (!config) {
-    LOG_LINE(critical, kList, "\nSNMPD_CONF_FILE fopen() Error!!!");
-    return -1;
+    kNotOpened.write(kList);
+    return false;
   }
   unsigned int found = 0;
   LinesOf<511> lines(config.get());
@@ -62,11 +54,18 @@ int32_t SCI_GetSnmpCommunity(SCI_snmp_community_s* communities, unsigned int* co
     if (line->find("rocommunity") == line->npos) continue;
     if (communities != nullptr) Text(communities[found].community).copy(second_word(*line));
     ++found;
-    if (count != nullptr) *count = found;
   }
-  return 0;
+  if (found > 0 && count != nullptr) *count = found;
+  return true;
 }
 
-int32_t SCI_DeleteSnmpCommunity(const char* community) {
-  return is_given(kDelete, "Community", community) ? remove_lines(kRemoval, community).status : -1;
+}  // namespace
+}  // namespace coupler::snmp
+
+int32_t SCI_ConfigureSnmp(const char* community) { return coupler::snmp::add(community) ? 0 : -1; }
+
+int32_t SCI_GetSnmpCommunity(SCI_snmp_community_s* communities, unsigned int* count) {
+  return coupler::snmp::list(communities, count) ? 0 : -1;
 }
+
+int32_t SCI_DeleteSnmpCommunity(const char* community) { return coupler::snmp::remove(community) ? 0 : -1; }

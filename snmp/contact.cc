@@ -1,8 +1,13 @@
+// The agent's system contact and location, and the kill by which a new location reaches the running agent.
+#include <signal.h>
+#include <unistd.h>
+
+#include <charconv>
+
 #include "brantix/snmp.h"
-#include "snmp/append.h"
-#include "snmp/given.h"
-#include "snmp/rewrite.h"
-#include "snmp/service.h"
+#include "snmp/config_file.h"
+#include "snmp/paths.h"
+#include "support/lines.h"
 
 namespace coupler::snmp {
 namespace {
@@ -12,8 +17,7 @@ constexpr const char* kRemove = "GetAndDeleteSnmpSysConOrLoc";
 constexpr LineRemoval kRemoval{
     .operation = kRemove,
     .failure = -1,
-    .selects = [](std::string_view line,
-                  std::string_view keyword) { return !line.starts_with('#') && line.find(keyword) != line.npos; },
+    .selects = [](std::string_view line) { return !line.starts_with('#'); },
     .not_opened = {critical, "\nSNMPD_CONF_FILE fopen failed"},
     .new_not_opened = {critical, "\nSNMPD_CONF_FILE.new fopen failed"},
     .not_removed = {critical, "\nFile SNMPD_CONF_FILE remove failed"},
@@ -21,6 +25,10 @@ constexpr LineRemoval kRemoval{
     .nothing_selected = {debug, "\nnot find a match to delete %s"},
     .new_not_removed = {critical, "\nFile SNMPD_CONF_FILE.new remove failed"},
 };
+
+bool remove(const char* keyword) {
+  return is_given(kRemove, "Keyword", keyword) && remove_lines(ConfigLock(), kRemoval, keyword).status == 0;
+}
 
 struct SystemText {
   const char* operation;
@@ -31,34 +39,48 @@ struct SystemText {
 constexpr SystemText kContact{"SCI_SetSnmpSysContact", "sysContact", {critical, "\nSysContact set failed"}};
 constexpr SystemText kLocation{"SCI_SetSnmpSysLocation", "sysLocation", {critical, "\nsysLocation set failed"}};
 
-int32_t set(const SystemText& row, const char* text) {
-  if (!is_given(row.operation, row.keyword, text)) return -1;
-  if (GetAndDeleteSnmpSysConOrLoc(row.keyword) == -1) {
+// Deletion and addition are one change for whoever else waits for the file.
+bool set(const SystemText& row, const char* text) {
+  if (!is_given(row.operation, row.keyword, text)) return false;
+  const ConfigLock lock;
+  if (remove_lines(lock, kRemoval, row.keyword).status != 0) {
     row.not_set.write(row.operation);
-    return -1;
+    return false;
   }
-  Descriptor config = open_config_for_appending();
-  if (!config) {
-    LOG_LINE(critical, row.operation, "\n SNMPD_CONF_FILE fopen() Error!!!\n");
-    return -1;
-  }
-  const std::string_view shown = *text == '\0' ? "''" : text;
-  return append_to_config(row.operation, std::move(config), {row.keyword, " ", shown, "\n"}) ? 0 : -1;
+  return append_to_config(lock, row.operation, {critical, "\n SNMPD_CONF_FILE fopen() Error!!!\n"},
+                          {row.keyword, " ", *text == '\0' ? "''" : text, "\n"});
+}
+
+/// The process id of the agent; 0 when none runs. Of several the first is taken.
+int find_agent() {
+  const Pipe found(::popen(kFindAgent.c_str(), "re"));
+  LinesOf<9> lines(found ? ::fileno(found.get()) : -1);
+  const std::string_view first = lines.next_piece().value_or("");
+  unsigned process = 0;
+  std::from_chars(first.data(), first.data() + first.size(), process);
+  return static_cast<int>(process);
+}
+
+/// Its service starts the agent anew.
+void kill_snmpd(const char* operation) {
+  const int process = find_agent();
+  LOG_LINE(critical, operation, "\n%s: SNMPD: sending SIGKILL to pid:%d", operation, process);
+  if (process == 0) return;
+  ::kill(process, SIGKILL);
+  ::sleep(1);
+}
+
+bool set_location(const char* text) {
+  if (!set(kLocation, text)) return false;
+  kill_snmpd(kLocation.operation);
+  return true;
 }
 
 }  // namespace
 }  // namespace coupler::snmp
 
-using namespace coupler::snmp;
+int32_t GetAndDeleteSnmpSysConOrLoc(const char* keyword) { return coupler::snmp::remove(keyword) ? 0 : -1; }
 
-int32_t GetAndDeleteSnmpSysConOrLoc(const char* keyword) {
-  return is_given(kRemove, "Keyword", keyword) ? remove_lines(kRemoval, keyword).status : -1;
-}
+int32_t SCI_SetSnmpSysContact(const char* text) { return coupler::snmp::set(coupler::snmp::kContact, text) ? 0 : -1; }
 
-int32_t SCI_SetSnmpSysContact(const char* text) { return set(kContact, text); }
-
-int32_t SCI_SetSnmpSysLocation(const char* text) {
-  const int32_t status = set(kLocation, text);
-  if (status == 0) kill_snmpd(kLocation.operation);
-  return status;
-}
+int32_t SCI_SetSnmpSysLocation(const char* text) { return coupler::snmp::set_location(text) ? 0 : -1; }

@@ -1,14 +1,13 @@
+// The destinations of traps and informs: their list in memory, their directives, the file that counts them.
 #include <charconv>
 #include <cstdlib>
 #include <new>
 
-#include "snmp/agent.h"
-#include "snmp/append.h"
+#include "brantix/snmp.h"
+#include "snmp/config_file.h"
 #include "snmp/directive.h"
-#include "snmp/engine_id.h"
-#include "snmp/given.h"
 #include "snmp/name_list.h"
-#include "snmp/rewrite.h"
+#include "snmp/paths.h"
 #include "support/output.h"
 #include "support/text.h"
 
@@ -27,7 +26,7 @@ namespace {
 constexpr const char* kSet = "SCI_SetSnmpHostV3";
 constexpr const char* kDelete = "SCI_DeleteSnmpHostV3";
 
-bool is_trap_line(std::string_view line, std::string_view host) {
+bool is_trap_line(std::string_view line) {
   struct Kind {
     std::string_view word;
     LogMessage<const char*> found;
@@ -38,7 +37,6 @@ bool is_trap_line(std::string_view line, std::string_view host) {
       {"trapsink", {debug, "\nv1 trapsink match found: %s\n"}},
       {"informsink", {debug, "\nv1 Inform match found: %s\n"}},
   };
-  if (line.find(host) == line.npos) return false;
   for (const Kind& kind : kKinds) {
     if (line.find(kind.word) == line.npos) continue;
     char text[512];
@@ -89,60 +87,27 @@ bool add_snmpv3_host_to_list(const char* name) {
   return true;
 }
 
-unsigned count_hosts() {
-  unsigned count = 0;
-  SCI_GetSnmpHostsV3(nullptr, &count);
+uint32_t list(SCI_snmp_host_s* hosts) {
+  uint32_t count = 0;
+  for (const snmp_host_entry* entry = hostnode; entry != nullptr; entry = entry->next, ++count) {
+    if (hosts != nullptr) Text(hosts[count].server_addr).copy(entry->name);
+  }
+  if (count > 0) LOG_LINE(info, "SCI_GetSnmpHostsV3", "GetSnmpHostv3 aInCount = %u", count);  // also while counting
   return count;
 }
 
 // Without the file there is no one to tell: no line, no failure.
-void write_host_count(unsigned count) {
-  OutputFile file(kHostCountFile);
+void write_host_count(uint32_t count) {
+  OutputFile file(kHostCountFile.c_str());
   char digits[16];
   const char* const end = std::to_chars(digits, digits + sizeof(digits), count).ptr;
   if (file && file.write(digits, static_cast<size_t>(end - digits))) file.commit();
 }
 
-const snmpv3_user_entry* find_user_of(const SCI_snmp_host_s& host) {
-  LOG_LINE(debug, kSet, "Searching for Username = %s\n", host.community);
-  const snmpv3_user_entry* const user = find_user(host.community);
-  if (user != nullptr) {
-    LOG_LINE(debug, kSet, "Found Username = %s", user->username);
-  } else {
-    LOG_LINE(critical, kSet, "Username: %s Not found. Cannot add trap host: %s\n", host.community, host.server_addr);
-  }
-  return user;
-}
-
-void add_v3_directive(CommandText& directive, const SCI_snmp_host_s& host, const snmpv3_user_entry& user) {
-  char engine_id[kEngineIdCapacity] = {};
-  if (host.v3_priv == SCI_SNMP_AUTH_PRIV) LOG_LINE(critical, kSet, "priv_type_str = %s", privacy_protocol(user));
-  if (host.v3_priv == SCI_SNMP_AUTH_PRIV || host.v3_priv == SCI_SNMP_AUTH_NO_PRIV) findEngineId(engine_id);
-  add_directive(directive, host, {&user, engine_id});
-}
-
-/// @return 0 or the operation's failure
-int32_t compose_directive(CommandText& directive, const SCI_snmp_host_s& host) {
-  switch (host.version) {
-    case 1:
-    case 2:
-      add_directive(directive, host, {});
-      return 0;
-    case 3: {
-      const snmpv3_user_entry* const user = find_user_of(host);
-      if (user != nullptr) add_v3_directive(directive, host, *user);
-      return user != nullptr ? 0 : 1;
-    }
-    default:
-      LOG_LINE(critical, kSet, "Unknown version of SNMP passed\n");
-      return -1;
-  }
-}
-
 /// Composes the script's command line; nothing has been changed by then. @return 0 or the operation's failure
 int32_t compose_command(CommandText& command, const SCI_snmp_host_s& host) {
   CommandLine<512> directive;
-  if (const int32_t failure = compose_directive(directive, host); failure != 0) return failure;
+  if (const int32_t failure = add_directive(directive, host); failure != 0) return failure;
   command.add(kCreateHost).add(" ").add(directive).add(" ").add(ShellWord(host.server_addr));
   if (host.port != 0) command.add(":").add(host.port);
   if (!command.is_cut()) return 0;
@@ -158,20 +123,22 @@ int32_t run_script(const CommandText& command, const SCI_snmp_host_s& host) {
     LOG_LINE(info, kSet, "Updated SNMP config file successfully with host %s:%d", host.server_addr, host.port);
     return 0;
   }
-  if (open_for_reading(kCreateHost)) {
+  if (open_for_reading(kCreateHost.c_str())) {
     LOG_LINE(critical, kSet, "Eror while updating SNMP config file");
   } else {
-    LOG_LINE(critical, kSet, "Script to create SNMP host - %s not found", kCreateHost);
+    LOG_LINE(critical, kSet, "Script to create SNMP host - %s not found", kCreateHost.c_str());
   }
   return 1;
 }
 
-int32_t add_destination(const SCI_snmp_host_s& host) {
+int32_t set(const SCI_snmp_host_s* given) {
+  if (!is_given(kSet, "Host", given)) return 1;
+  const SCI_snmp_host_s host = terminated(*given, &SCI_snmp_host_s::server_addr, &SCI_snmp_host_s::community);
   LOG_LINE(info, kSet, "%s: Adding Host: %s\n", kSet, host.server_addr);
   LOG_LINE(debug, kSet,
            "SCI_SetSnmpHostV3: server_addr:%s, commmunity:%s, port:%d, Version:%d, v3_priv:%d, notify_type:%d\n",
            host.server_addr, host.community, host.port, host.version, host.v3_priv, host.notify_type);
-  if (!open_config_for_appending()) {  // only whether it can be: the script is what writes
+  if (!can_be_appended_to()) {  // the script is what appends
     LOG_LINE(critical, kSet, "\nsnmpd conf file fopen() Error!!!");
     return 1;
   }
@@ -179,37 +146,29 @@ int32_t add_destination(const SCI_snmp_host_s& host) {
   if (const int32_t failure = compose_command(command, host); failure != 0) return failure;
   LOG_LINE(debug, kSet, "Done adding SNMP host:%s\n", host.server_addr);
   if (!add_snmpv3_host_to_list(host.server_addr)) return 1;
-  write_host_count(count_hosts());
+  write_host_count(list(nullptr));
   return run_script(command, host);
+}
+
+int32_t remove(const char* host) {
+  if (!is_given(kDelete, "Host", host)) return 1;
+  LOG_LINE(info, kDelete, "%s: Delete Host: %s\n", kDelete, host);
+  const RemovalResult removal = remove_lines(ConfigLock(), kRemoval, host);
+  if (removal.status != 0) return removal.status;
+  if (removal.dropped > 0) remove_entry<&snmp_host_entry::name>(&hostnode, host);
+  if (list(nullptr) == 0) write_host_count(0);
+  return 0;
 }
 
 }  // namespace
 }  // namespace coupler::snmp
 
-using namespace coupler::snmp;
+int32_t SCI_SetSnmpHostV3(const SCI_snmp_host_s* host) { return coupler::snmp::set(host); }
 
-int32_t SCI_SetSnmpHostV3(const SCI_snmp_host_s* host) {
-  return is_given(kSet, "Host", host)
-             ? add_destination(coupler::terminated(*host, &SCI_snmp_host_s::server_addr, &SCI_snmp_host_s::community))
-             : 1;
-}
-
-int32_t SCI_DeleteSnmpHostV3(const char* host) {
-  if (!is_given(kDelete, "Host", host)) return 1;
-  LOG_LINE(info, kDelete, "%s: Delete Host: %s\n", kDelete, host);
-  const RemovalResult removal = remove_lines(kRemoval, host);
-  if (removal.status != 0) return removal.status;
-  if (removal.dropped > 0) remove_entry<&snmp_host_entry::name>(&hostnode, host);
-  if (count_hosts() == 0) write_host_count(0);
-  return 0;
-}
+int32_t SCI_DeleteSnmpHostV3(const char* host) { return coupler::snmp::remove(host); }
 
 int32_t SCI_GetSnmpHostsV3(SCI_snmp_host_s* hosts, unsigned int* aInCount, ...) {
-  unsigned int count = 0;
-  for (const snmp_host_entry* entry = hostnode; entry != nullptr; entry = entry->next, ++count) {
-    if (hosts != nullptr) coupler::Text(hosts[count].server_addr).copy(entry->name);
-  }
+  const uint32_t count = coupler::snmp::list(hosts);
   if (aInCount != nullptr) *aInCount = count;
-  if (count > 0) LOG_LINE(info, "SCI_GetSnmpHostsV3", "GetSnmpHostv3 aInCount = %u", count);
   return 0;
 }

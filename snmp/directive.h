@@ -1,22 +1,15 @@
+// The line of the agent's configuration that makes it send to a destination.
 #pragma once
 
 #include "brantix/snmp.h"
-#include "snmp/users.h"
 #include "support/shell.h"
 
 namespace coupler::snmp {
 
-/// What a version 3 destination takes from elsewhere; empty for the others.
-struct V3Credentials {
-  const snmpv3_user_entry* user = nullptr;
-  const char* engine_id = "";  ///< of the agent; empty: not known
-};
-
-/// The privacy protocol by which the agent reaches a destination of this user.
-const char* privacy_protocol(const snmpv3_user_entry& user);
-
-/// Adds the directive line for a destination, in double quotes; nothing for a combination of version, level and notify
-/// type that has none.
-void add_directive(CommandText& command, const SCI_snmp_host_s& host, const V3Credentials& credentials);
+/// Adds the directive of a destination, in double quotes; nothing for a combination of version, level and notify type
+/// that has none. A version 3 destination takes its passwords from the user list.
+///
+/// @return 0 or what `SCI_SetSnmpHostV3` then returns, which has logged why
+int32_t add_directive(CommandText& line, const SCI_snmp_host_s& host);
 
 }  // namespace coupler::snmp

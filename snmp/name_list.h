@@ -1,9 +1,10 @@
+// The mechanism of the two lists, of destinations and of users.
 #pragma once
 
 #include <string_view>
 
-/// The mechanism of the two lists, of destinations and of users: singly linked, each entry under its name. The list's
-/// head is a pointer; an entry has `next` and its name in a field, `kName`.
+/// Singly linked, each entry under its name: the head is a pointer; an entry has `next` and its name in a field,
+/// `kName`.
 namespace coupler::snmp {
 
 /// The link to the first entry called `name`; where there is none, the empty link at the end, which is where a new

@@ -1,17 +1,9 @@
-#include "snmp/service.h"
-
-#include <signal.h>
-#include <unistd.h>
-
-#include <algorithm>
+// Switches the service that runs the agent on and off.
 #include <cstdlib>
 
 #include "brantix/snmp.h"
 #include "frame/message.h"
-#include "snmp/agent.h"
-#include "support/handle.h"
-#include "support/number.h"
-#include "support/shell.h"
+#include "snmp/paths.h"
 
 namespace coupler::snmp {
 namespace {
@@ -43,29 +35,12 @@ int32_t turn(const ServiceSwitch& service) {
   CommandLine<256> edit;
   run(edit.add(service.edit).add(kServiceFile).c_str());
   service.edited.write(service.operation);
-  run(kRescan);
+  run(kRescan.c_str());
   service.finished.write(service.operation);
   return 0;
 }
 
-/// The process id of the agent; 0 when none runs.
-int find_agent() {
-  const Pipe found(::popen(kFindAgent, "re"));
-  char first[10];
-  if (!found || std::fgets(first, sizeof(first), found.get()) == nullptr) return 0;
-  return static_cast<int>(std::max<int64_t>(0, leading_number(first)));
-}
-
 }  // namespace
-
-void kill_snmpd(const char* operation) {
-  const int process = find_agent();
-  LOG_LINE(critical, operation, "\n%s: SNMPD: sending SIGKILL to pid:%d", operation, process);
-  if (process == 0) return;
-  ::kill(process, SIGKILL);
-  ::sleep(1);
-}
-
 }  // namespace coupler::snmp
 
 int32_t SCI_EnableSnmp(void) { return coupler::snmp::turn(coupler::snmp::kEnable); }

@@ -1,12 +1,13 @@
+// The SNMPv3 users: their list in memory, and the scripts that create and delete them in the agent.
 #include "snmp/users.h"
 
 #include <cstdlib>
 #include <new>
 
 #include "brantix/snmp.h"
-#include "snmp/agent.h"
-#include "snmp/given.h"
+#include "frame/log.h"
 #include "snmp/name_list.h"
+#include "snmp/paths.h"
 #include "support/shell.h"
 #include "support/text.h"
 
@@ -107,7 +108,7 @@ bool delete_earlier_user(const char* username) {
   return delete_snmpv3_user_at_snmpd(username) == 0;
 }
 
-bool set_user(const SCI_snmp_user_s* given) {
+bool create(const SCI_snmp_user_s* given) {
   if (given == nullptr) {
     LOG_LINE(critical, kSet, "%s:User details passed as NULL\n", kSet);
     return false;
@@ -120,12 +121,39 @@ bool set_user(const SCI_snmp_user_s* given) {
          add_snmpv3_user_at_snmpd(user);
 }
 
-bool delete_user(const char* username) {
-  if (!is_given(kDelete, "User name", username)) return false;
+bool remove(const char* username) {
+  if (username == nullptr) {
+    LOG_LINE(critical, kDelete, "%s: User name passed as NULL\n", kDelete);
+    return false;
+  }
   LOG_LINE(info, kDelete, "%s: Deleting User: %s\n", kDelete, username);
   LOG_LINE(debug, kDelete, "Deleting User = %s", username);
   delete_snmpv3_user_from_list(username);
   return delete_snmpv3_user_at_snmpd(username) == 0;
+}
+
+int32_t set_user(const SCI_snmp_user_s* user, Text error) {
+  error.clear();
+  if (create(user)) return 0;
+  LOG_LINE(critical, kSet, "error setting snmp users, error");
+  error.copy("Error setting SNMP user");
+  return 1;
+}
+
+int32_t delete_user(const char* username, Text error) {
+  if (remove(username)) return 0;
+  LOG_LINE(critical, kDelete, "Error deleting snmp user");
+  error.copy("Error deleting SNMP user");
+  return 1;
+}
+
+uint32_t list_users(SCI_snmp_user_s* users) {
+  uint32_t count = 0;
+  for (const snmpv3_user_entry* entry = node; entry != nullptr; entry = entry->next, ++count) {
+    if (users != nullptr) Text(users[count].username).copy(entry->username);
+  }
+  LOG_LINE(info, "SCI_GetSnmpUsers", "GetSnmpUsers aInCount = %u", count);
+  return count;
 }
 
 }  // namespace
@@ -136,30 +164,16 @@ const char* auth_protocol(int32_t auth_type) { return auth_type == 1 ? "MD5" : a
 
 }  // namespace coupler::snmp
 
-using namespace coupler::snmp;
-using coupler::Text;
-
 int32_t SCI_SetSnmpUser(const SCI_snmp_user_s* aInConf, char* error) {
-  Text(error, kErrorCapacity).clear();
-  if (set_user(aInConf)) return 0;
-  LOG_LINE(critical, kSet, "error setting snmp users, error");
-  Text(error, kErrorCapacity).copy("Error setting SNMP user");
-  return 1;
+  return coupler::snmp::set_user(aInConf, {error, coupler::snmp::kErrorCapacity});
 }
 
 int32_t SCI_DeleteSnmpUser(const char* username, char* error) {
-  if (delete_user(username)) return 0;
-  LOG_LINE(critical, kDelete, "Error deleting snmp user");
-  Text(error, kErrorCapacity).copy("Error deleting SNMP user");
-  return 1;
+  return coupler::snmp::delete_user(username, {error, coupler::snmp::kErrorCapacity});
 }
 
 int32_t SCI_GetSnmpUsers(SCI_snmp_user_s* users, unsigned int* aInCount) {
-  unsigned int count = 0;
-  for (const snmpv3_user_entry* entry = node; entry != nullptr; entry = entry->next, ++count) {
-    if (users != nullptr) Text(users[count].username).copy(entry->username);
-  }
+  const uint32_t count = coupler::snmp::list_users(users);
   if (aInCount != nullptr) *aInCount = count;
-  LOG_LINE(info, "SCI_GetSnmpUsers", "GetSnmpUsers aInCount = %u", count);
   return 0;
 }

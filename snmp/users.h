@@ -1,3 +1,4 @@
+// The list of SNMPv3 users, as destinations look into it.
 #pragma once
 
 #include <cstdint>

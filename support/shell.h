@@ -12,12 +12,10 @@ class Fixed {
  public:
   consteval Fixed(const char* text) : text_(text) {}  // NOLINT(google-explicit-constructor): a literal is one
   constexpr std::string_view text() const { return text_; }
-  constexpr Fixed character(size_t i) const { return Fixed(text_.substr(i, 1)); }
+  constexpr const char* c_str() const { return text_; }
 
  private:
-  constexpr explicit Fixed(std::string_view part) : text_(part) {}
-
-  std::string_view text_;
+  const char* text_;
 };
 
 /// A value from outside, as one literal argument of a command. An ordinary value stands as it is; in any other each

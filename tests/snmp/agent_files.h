@@ -2,9 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,34 +18,6 @@ inline const std::string kConfig = "/etc/snmp/snmpd.conf";
 inline const std::string kNewConfig = kConfig + ".new";
 inline const std::string kScripts = "/opt/tolm-mgmt-scripts/";
 inline const std::string kHostCount = "/opt/quorva/config/platform/snmp_trap_host_count";
-
-/// A mount in the appliance, for as long as it lives.
-class Mount {
- public:
-  /// Lays a file over itself: it can be read and written, but neither deleted nor renamed. Nothing where no mounts
-  /// are to be had.
-  static std::unique_ptr<Mount> pin(const std::string& path) {
-    return make(path.c_str(), path, nullptr, MS_BIND, nullptr);
-  }
-  /// Lays a disk of two pages over a directory, one of them taken.
-  static std::unique_ptr<Mount> small_disk(const std::string& path) {
-    std::unique_ptr<Mount> disk = make("tmpfs", path, "tmpfs", 0, "size=8k");
-    if (disk) write_file(path + "/taken", std::string(4096, 'x'));
-    return disk;
-  }
-  ~Mount() { umount2(path_.c_str(), MNT_DETACH); }
-  Mount(const Mount&) = delete;
-
- private:
-  explicit Mount(std::string path) : path_(std::move(path)) {}
-  static std::unique_ptr<Mount> make(const char* what, const std::string& path, const char* kind, unsigned long flags,
-                                     const char* options) {
-    const bool mounted = is_machine_of_its_own() && mount(what, path.c_str(), kind, flags, options) == 0;
-    return std::unique_ptr<Mount>(mounted ? new Mount(path) : nullptr);
-  }
-
-  std::string path_;
-};
 
 /// The agent's files and scripts, fresh for each test; the scripts write down their names and arguments.
 class AgentFiles : public testing::Test {
@@ -69,6 +39,7 @@ class AgentFiles : public testing::Test {
     }
     for (const std::string& name : users()) SCI_DeleteSnmpUser(name.c_str(), nullptr);
     forced_status.reset();
+    failing.clear();
     take_commands();
   }
 

@@ -1,7 +1,14 @@
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
+#include <algorithm>
+#include <functional>
 #include <map>
+#include <thread>
 
+#include "support/handle.h"
 #include "tests/snmp/agent_files.h"
 
 namespace coupler::test {
@@ -47,15 +54,11 @@ TEST_F(ConfigTest, DeletesLinesThatHoldTheCommunity) {
   const std::string binary("bin\0ary public\nbin\0ary\n", 23);
   write_file(kConfig, "rocommunity public\n#public\nsysLocation in public\n" + (piece + "public " + piece + "tail\n") +
                           binary + "rocommunity other");
-  chmod(kConfig.c_str(), 0600);
   LogCapture log;
   EXPECT_EQ(SCI_DeleteSnmpCommunity("public"), 0);
   EXPECT_EQ(read_file(kConfig), piece + piece.substr(0, 7) + "tail\n" + binary.substr(15) + "rocommunity other");
   EXPECT_THAT(log.take_lines(),
               ElementsAre("debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf"));
-  struct stat status;
-  stat(kConfig.c_str(), &status);
-  EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
 TEST_F(ConfigTest, ContactReplacesEveryLineButComments) {
@@ -70,100 +73,212 @@ TEST_F(ConfigTest, ContactReplacesEveryLineButComments) {
   EXPECT_EQ(take_commands(), "");
 }
 
-// What goes wrong is one column; what the operation then says the other.
-enum class Fault { kNoConfig, kNewIsDirectory, kDiskFull, kConfigPinned, kNewPinned, kNewPinnedNoMatch, kNoMatch };
-
-class FaultTest : public AgentFiles {
- protected:
-  /// @return what the operation logs; nothing where no mounts are to be had
-  std::vector<std::string> run(Fault fault, int (*operation)(), int expected) {
-    std::filesystem::remove_all(kNewConfig);
-    std::unique_ptr<Mount> mount;
-    const bool match = fault != Fault::kNoMatch && fault != Fault::kNewPinnedNoMatch;
-    const bool new_pinned = fault == Fault::kNewPinned || fault == Fault::kNewPinnedNoMatch;
-    if (fault == Fault::kDiskFull) mount = Mount::small_disk("/etc/snmp");
-    const std::string before = std::string(match ? "trapsink KEY sysContact\n" : "") + std::string(4000, '.') + "\n";
-    write_file(kConfig, before);
-    if (fault == Fault::kNoConfig) std::filesystem::remove(kConfig);
-    if (fault == Fault::kNewIsDirectory) std::filesystem::create_directory(kNewConfig);
-    if (fault == Fault::kConfigPinned) mount = Mount::pin(kConfig);
-    if (new_pinned) {
-      write_file(kNewConfig, "");
-      mount = Mount::pin(kNewConfig);
-    }
-    if (!mount && (new_pinned || fault == Fault::kDiskFull || fault == Fault::kConfigPinned)) return {};
-    LogCapture log;
-    EXPECT_EQ(operation(), expected);
-    const bool untouched = fault != Fault::kNoConfig && fault != Fault::kNewPinned;
-    EXPECT_EQ(read_file(kConfig), untouched ? before : "");
-    const bool new_gone = fault == Fault::kNoConfig || fault == Fault::kDiskFull || fault == Fault::kNoMatch;
-    EXPECT_EQ(std::filesystem::exists(kNewConfig), !new_gone);
-    return log.take_lines();
+/// A part of the disk is all the process may have.
+class SizeLimit {
+ public:
+  explicit SizeLimit(rlim_t size) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{size, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
   }
+  ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  SizeLimit(const SizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
 };
 
-TEST_F(FaultTest, EveryStepThatFailsHasItsLine) {
-  const std::string full = "\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device";
+// What goes wrong is a column, and so is what each operation then says.
+TEST_F(ConfigTest, EveryStepThatFailsHasItsLine) {
+  enum Left { kOld, kNew, kNothing };
+  const std::string copied = "critical \n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: ";
+  const std::string eio = "Input/output error", unlink_old = "unlink " + kConfig, unlink_new = "unlink " + kNewConfig;
+  const std::string locked = "critical \n/etc/snmp not locked: " + eio;
   const struct {
-    const char* name;
-    int (*run)();
-    int failure;
-    std::map<Fault, std::string> last;
-  } kOperations[] = {
-      {"SCI_DeleteSnmpHostV3",
-       [] { return SCI_DeleteSnmpHostV3("KEY"); },
-       1,
-       {{Fault::kNoConfig, "debug SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n"},
-        {Fault::kNewIsDirectory, "debug SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf.new fopen failed"},
-        {Fault::kDiskFull, "critical " + full},
-        {Fault::kConfigPinned, "debug SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf remove failed\n"},
-        {Fault::kNewPinned, "debug SCI_DeleteSnmpHostV3:file snmpd.conf.new renamed failed\n"},
-        {Fault::kNewPinnedNoMatch, "debug SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n"},
-        {Fault::kNoMatch, "debug SCI_DeleteSnmpHostV3:File /etc/snmp/snmpd.conf.new  deleted\n"}}},
-      {"SCI_DeleteSnmpCommunity",
-       [] { return SCI_DeleteSnmpCommunity("KEY"); },
-       -1,
-       {{Fault::kNoConfig, "critical \nSNMPD_CONF_FILE fopen() Error!!!"},
-        {Fault::kNewIsDirectory, "critical \n/etc/snmp/snmpd.conf.new fopen failed"},
-        {Fault::kDiskFull, "critical " + full},
-        {Fault::kConfigPinned, "critical \nFile SNMPD_CONF_FILE remove failed"},
-        {Fault::kNewPinned, "critical \n file snmpd.conf.new renamed failed"},
-        {Fault::kNewPinnedNoMatch, "critical \nFile SNMPD_CONF_FILE.new remove failed"},
-        {Fault::kNoMatch, "debug \nFile SNMPD_CONF_FILE.new  deleted"}}},
-      {"GetAndDeleteSnmpSysConOrLoc",
-       [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); },
-       -1,
-       {{Fault::kNoConfig, "critical \nSNMPD_CONF_FILE fopen failed"},
-        {Fault::kNewIsDirectory, "critical \nSNMPD_CONF_FILE.new fopen failed"},
-        {Fault::kDiskFull, "critical " + full},
-        {Fault::kConfigPinned, "critical \nFile SNMPD_CONF_FILE remove failed"},
-        {Fault::kNewPinned, "critical \n file snmpd.conf.new renamed failed"},
-        {Fault::kNewPinnedNoMatch, "critical \nFile SNMPD_CONF_FILE.new remove failed"},
-        {Fault::kNoMatch, "debug \nnot find a match to delete sysContact"}}},
+    const char* fault;
+    std::map<std::string, int> failing;
+    bool match;
+    Left config;
+    bool new_stays;
+    std::string host, community, contact;  // the last line of each operation
+  } kRows[] = {
+      {"no configuration",
+       {},
+       true,
+       kNothing,
+       false,
+       "debug SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n",
+       "critical \nSNMPD_CONF_FILE fopen() Error!!!",
+       "critical \nSNMPD_CONF_FILE fopen failed"},
+      {"not locked", {{"flock", 1}}, true, kOld, false, locked, locked, locked},
+      {"a directory",
+       {},
+       true,
+       kOld,
+       true,
+       "debug SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf.new fopen failed",
+       "critical \n/etc/snmp/snmpd.conf.new fopen failed",
+       "critical \nSNMPD_CONF_FILE.new fopen failed"},
+      {"too large",
+       {},
+       true,
+       kOld,
+       false,
+       copied + "File too large",
+       copied + "File too large",
+       copied + "File too large"},
+      {"not owned", {{"fchown", 1}}, true, kOld, false, copied + eio, copied + eio, copied + eio},
+      {"not synced", {{"fsync", 1}}, true, kOld, false, copied + eio, copied + eio, copied + eio},
+      {"not removed",
+       {{"rename", 1}, {unlink_old, 1}},
+       true,
+       kOld,
+       true,
+       "debug SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf remove failed\n",
+       "critical \nFile SNMPD_CONF_FILE remove failed",
+       "critical \nFile SNMPD_CONF_FILE remove failed"},
+      {"not renamed",
+       {{"rename", 2}},
+       true,
+       kNothing,
+       true,
+       "debug SCI_DeleteSnmpHostV3:file snmpd.conf.new renamed failed\n",
+       "critical \n file snmpd.conf.new renamed failed",
+       "critical \n file snmpd.conf.new renamed failed"},
+      {"renamed in two steps",
+       {{"rename", 1}},
+       true,
+       kNew,
+       false,
+       "debug SCI_DeleteSnmpHostV3: file snmpd.conf.new renamed to snmpd.conf\n",
+       "debug \n file snmpd.conf.new renamed to snmpd.conf",
+       ""},
+      {"no match",
+       {{"fsync", 1}},
+       false,
+       kOld,
+       false,
+       "debug SCI_DeleteSnmpHostV3:File /etc/snmp/snmpd.conf.new  deleted\n",
+       "debug \nFile SNMPD_CONF_FILE.new  deleted",
+       "debug \nnot find a match to delete sysContact"},
+      {"no match, not removed",
+       {{unlink_new, 2}},
+       false,
+       kOld,
+       true,
+       "debug SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n",
+       "critical \nFile SNMPD_CONF_FILE.new remove failed",
+       "critical \nFile SNMPD_CONF_FILE.new remove failed"},
   };
-  for (const auto& operation : kOperations) {
-    for (const auto& [fault, line] : operation.last) {
-      SCOPED_TRACE(line);
-      const bool fails = fault != Fault::kNewPinnedNoMatch && fault != Fault::kNoMatch;
-      const std::vector<std::string> lines = run(fault, operation.run, fails ? operation.failure : 0);
-      if (lines.empty()) GTEST_SKIP() << "no mounts are to be had here";
+  const std::string rest = std::string(4000, '.') + "\n";
+  for (const auto& row : kRows) {
+    const struct {
+      const char* name;
+      int status;
+      int (*run)();
+      std::string line;
+    } kOperations[] = {
+        {"SCI_DeleteSnmpHostV3", 1, [] { return SCI_DeleteSnmpHostV3("KEY"); }, row.host},
+        {"SCI_DeleteSnmpCommunity", -1, [] { return SCI_DeleteSnmpCommunity("KEY"); }, row.community},
+        {"GetAndDeleteSnmpSysConOrLoc", -1, [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }, row.contact},
+    };
+    for (const auto& [name, status, run, line] : kOperations) {
+      SCOPED_TRACE(std::string(name) + ": " + row.fault);
+      const std::string before = (row.match ? "trapsink KEY sysContact\n" : "") + rest;
+      std::filesystem::remove_all(kNewConfig);
+      write_file(kConfig, before);
+      if (row.config == kNothing && row.failing.empty()) std::filesystem::remove(kConfig);
+      if (row.fault == std::string("a directory")) std::filesystem::create_directory(kNewConfig);
+      const SizeLimit limit(row.fault == std::string("too large") ? 4000 : 1 << 20);
+      failing = row.failing;
+      LogCapture log;
+      EXPECT_EQ(run(), row.match && row.config != kNew ? status : 0);
+      failing.clear();
+      EXPECT_EQ(read_file(kConfig), row.config == kOld ? before : row.config == kNew ? rest : "");
+      EXPECT_EQ(std::filesystem::exists(kNewConfig), row.new_stays);
       const size_t level = line.find(' ') + 1;
-      EXPECT_EQ(lines.back(), line.substr(0, level) + operation.name + "|" + line.substr(level));
+      const std::vector<std::string> lines = log.take_lines();
+      const std::string last = lines.empty() ? "" : lines.back();
+      EXPECT_EQ(last, line.empty() ? "" : line.substr(0, level) + name + "|" + line.substr(level));
     }
   }
 }
 
-// What does not fit is taken back, so that no half line is left for the agent.
-TEST_F(FaultTest, AFullDiskLeavesNoHalfLine) {
-  const std::unique_ptr<Mount> disk = Mount::small_disk("/etc/snmp");
-  if (!disk) GTEST_SKIP() << "no mounts are to be had here";
-  const std::string before = std::string(4080, '.') + "\n";
-  write_file(kConfig, before);
+// Whatever lies at the new file's name; a link there leads nowhere.
+TEST_F(ConfigTest, TheNewFileIsTheOldOnesHeir) {
+  const mode_t mask = umask(0077);
+  for (const char* left_over : {"nothing", "file", "link"}) {
+    SCOPED_TRACE(left_over);
+    write_file("/tmp/victim", "whole");
+    if (left_over == std::string("file")) write_file(kNewConfig, std::string(100, 'x'));
+    if (left_over == std::string("link")) std::filesystem::create_symlink("/tmp/victim", kNewConfig);
+    write_file(kConfig, "a\nrocommunity b\nc");
+    chmod(kConfig.c_str(), 0646);
+    EXPECT_EQ(SCI_DeleteSnmpCommunity("b"), 0);
+    EXPECT_EQ(read_file(kConfig), "a\nc");
+    struct stat status;
+    lstat(kConfig.c_str(), &status);
+    EXPECT_EQ(status.st_mode, mode_t(S_IFREG | 0646));
+    EXPECT_EQ(read_file("/tmp/victim"), "whole");
+    EXPECT_FALSE(std::filesystem::exists(kNewConfig));
+  }
+  umask(mask);
+}
+
+// What does not fit is taken back, so that no half line is left for the agent, and no signal ends the host.
+TEST_F(ConfigTest, AnAdditionIsWholeOrNotThere) {
+  write_file(kConfig, "first\n");
+  const SizeLimit limit(20);
   LogCapture log;
   EXPECT_EQ(SCI_ConfigureSnmp("public"), -1);
   EXPECT_THAT(log.take_lines(),
-              ElementsAre("critical SCI_ConfigureSnmp|\n/etc/snmp/snmpd.conf not written: No space left on device"));
-  EXPECT_EQ(read_file(kConfig), before);
+              ElementsAre("critical SCI_ConfigureSnmp|\n/etc/snmp/snmpd.conf not written: File too large"));
+  failing["flock"] = 1;
+  EXPECT_EQ(SCI_ConfigureSnmp(""), -1);
+  EXPECT_THAT(log.take_lines(), ElementsAre("critical SCI_ConfigureSnmp|\n/etc/snmp not locked: Input/output error"));
+  EXPECT_EQ(read_file(kConfig), "first\n");
+}
+
+/// Runs `work` in processes of two threads each, and waits for them.
+void at_once(int processes, const std::function<void(std::string name)>& work) {
+  for (int i = 0; i < processes; ++i) {
+    if (fork() != 0) continue;
+    std::thread other(work, std::to_string(i) + "b");
+    work(std::to_string(i) + "a");
+    other.join();
+    _exit(testing::Test::HasFailure());
+  }
+  for (int status = 0; processes > 0; --processes) {
+    wait(&status);
+    EXPECT_EQ(status, 0);
+  }
+}
+
+TEST_F(ConfigTest, ChangesAtOnceLoseNoLine) {
+  at_once(3, [](const std::string& name) {
+    for (int i = 0; i < 20; ++i) {
+      EXPECT_EQ(SCI_ConfigureSnmp(("stays-" + name + std::to_string(i) + ".").c_str()), 0);
+      EXPECT_EQ(SCI_ConfigureSnmp(("goes-" + name + ".").c_str()), 0);
+      EXPECT_EQ(SCI_DeleteSnmpCommunity(("goes-" + name + ".").c_str()), 0);
+      EXPECT_EQ(SCI_SetSnmpSysContact(name.c_str()), 0);
+    }
+  });
+  const std::string config = read_file(kConfig);
+  for (const std::string name : {"0a", "0b", "1a", "1b", "2a", "2b"}) {
+    for (int i = 0; i < 20; ++i)
+      EXPECT_THAT(config, testing::HasSubstr("6  stays-" + name + std::to_string(i) + ".\n"));
+  }
+  EXPECT_EQ(std::count(config.begin(), config.end(), '\n'), 3 * 2 * 20 * 2 + 1) << config;
+}
+
+// Who holds the file for ever is waited for a few seconds.
+TEST_F(ConfigTest, AHeldLockIsNotWaitedForForEver) {
+  const Descriptor other = open_at_once("/etc/snmp", O_RDONLY);
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
+  LogCapture log;
+  EXPECT_EQ(SCI_ConfigureSnmp("public"), -1);
+  EXPECT_THAT(log.take_lines(), ElementsAre("critical SCI_ConfigureSnmp|\n/etc/snmp not locked: Resource temporarily "
+                                            "unavailable"));
 }
 
 TEST_F(ConfigTest, RefusesWhatIsNotThere) {
