@@ -23,25 +23,41 @@ word() {
   printf '"%s"' "${text//\"/\\\"}"
 }
 
-# append FILE LINE: whatever the last line lacks
+# locked COMMAND...: while it runs nobody else changes the configuration. It must not wait for the agent, nor start it.
+locked() (
+  flock -w 10 9 || fail "${config%/*} is locked"
+  "$@"
+) 9<"${config%/*}"
+
+# The agent is stopped until the script ends, however it ends.
+stop_agent() {
+  trap 'skellan_svc rescan snmp || exit 1' EXIT
+  skellan_svc stop snmp
+}
+
+# append FILE LINE: in one write, whatever the last line lacks
 append() {
-  if [[ -s $1 && -n $(tail -c 1 "$1") ]]; then echo >>"$1"; fi
-  printf '%s\n' "$2" >>"$1"
+  local end=
+  if [[ -s $1 && -n $(tail -c 1 "$1") ]]; then end=$'\n'; fi
+  printf '%s%s\n' "$end" "$2" >>"$1"
 }
 
 # forget_user FILE NAME: takes what the file says about the user out of it. The agent keeps names that are not plain in
 # hexadecimal.
-forget_user() {
+forget_user() (
   local file=$1 quoted hexadecimal new line
   quoted=$(word "$2")
   hexadecimal=0x$(printf %s "$2" | od -An -v -tx1 | tr -d ' \n')
   if [[ ! -e $file ]]; then return; fi
   new=$(mktemp "$file.XXXXXX")
+  trap 'rm -f -- "$new"' EXIT
   while IFS= read -r line || [[ $line ]]; do
     if [[ $line =~ ^(usmUser\ [^\ ]+\ [^\ ]+\ [^\ ]+|createUser|rouser)\ (.*)$ &&
       (${BASH_REMATCH[2]} == "$quoted "* || ${BASH_REMATCH[2]} == "$hexadecimal "*) ]]; then continue; fi
     printf '%s\n' "$line"
   done <"$file" >"$new"
+  chown --reference="$file" "$new"
   chmod --reference="$file" "$new"
-  mv "$new" "$file"
-}
+  sync "$new"
+  mv -T "$new" "$file"
+)

@@ -15,6 +15,7 @@ namespace coupler::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using ConfigTest = AgentFiles;
 
 std::vector<std::string> communities() {
@@ -262,13 +263,14 @@ TEST_F(ConfigTest, ChangesAtOnceLoseNoLine) {
       EXPECT_EQ(SCI_DeleteSnmpCommunity(("goes-" + name + ".").c_str()), 0);
       EXPECT_EQ(SCI_SetSnmpSysContact(name.c_str()), 0);
     }
+    const Pipe script(popen((COUPLER_SCRIPTS "/tolm_snmp_create_traphost 'trapsink " + name + "' x").c_str(), "re"));
   });
   const std::string config = read_file(kConfig);
   for (const std::string name : {"0a", "0b", "1a", "1b", "2a", "2b"}) {
     for (int i = 0; i < 20; ++i)
       EXPECT_THAT(config, testing::HasSubstr("6  stays-" + name + std::to_string(i) + ".\n"));
   }
-  EXPECT_EQ(std::count(config.begin(), config.end(), '\n'), 3 * 2 * 20 * 2 + 1) << config;
+  EXPECT_EQ(std::count(config.begin(), config.end(), '\n'), 3 * 2 * (20 * 2 + 1) + 1) << config;
 }
 
 // Who holds the file for ever is waited for a few seconds.

@@ -12,8 +12,11 @@ const std::string kServiceFile = "/opt/quorva/tolmos_skellan/etc/snmp.conf";
 
 class ServiceTest : public AgentFiles {
  protected:
-  ServiceTest() {
-    write_file(kScripts + "skellan_svc", "#!/bin/sh\necho \"$*\" >>/tmp/ran\nexit 3\n");
+  ServiceTest() { answer(3); }
+
+  /// What the platform's service command ends with.
+  static void answer(int status) {
+    write_file(kScripts + "skellan_svc", "#!/bin/sh\necho \"$*\" >>/tmp/ran\nexit " + std::to_string(status) + "\n");
     std::filesystem::permissions(kScripts + "skellan_svc", std::filesystem::perms::all);
   }
 };
@@ -45,6 +48,21 @@ TEST_F(ServiceTest, SwitchesTheFlagAndAsksForARescan) {
   }
   std::filesystem::remove(kServiceFile);
   EXPECT_EQ(SCI_EnableSnmp(), 0);
+}
+
+// Half-way: the state file is a directory by then.
+TEST_F(ServiceTest, UserScriptsThatFailStartTheAgentAgain) {
+  answer(0);
+  const std::string state = "/var/lib/net-snmp";
+  for (const std::string script : {"tolm_snmp_create_user authNoPriv ann SHA secret12", "tolm_snmp_delete_user ann"}) {
+    std::filesystem::remove_all(state);
+    std::filesystem::create_directories(state + "/snmpd.conf");
+    EXPECT_NE(std::system((COUPLER_SCRIPTS "/" + script + " 2>/dev/null").c_str()), 0);
+    EXPECT_EQ(ran(), "stop snmp\nrescan snmp\n");
+    EXPECT_EQ(names_in(state), "snmpd.conf");
+    EXPECT_EQ(names_in("/etc/snmp"), "snmpd.conf");
+  }
+  std::filesystem::remove_all(state);
 }
 
 TEST_F(ServiceTest, ANewLocationKillsTheFirstAgentAndNothingElse) {
