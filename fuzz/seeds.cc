@@ -71,6 +71,12 @@ std::string ssd_file(const std::string& models, const std::string& version, size
          padded_text(std::to_string(length)) + std::string(there, 'b');
 }
 
+/// A text with NULs in it.
+template <size_t N>
+std::string bytes(const char (&text)[N]) {
+  return {text, N - 1};
+}
+
 const std::pair<const char*, Files> kSeeds[] = {
     {"bundle_fuzz", bundles()},
     {"image_fuzz", images()},
@@ -81,6 +87,12 @@ const std::pair<const char*, Files> kSeeds[] = {
       {"boot string", "kickstart:fw.img:\n"},
       {"three words", "one two three\n"},
       {"drive", "REV\nM_MZ7LH240 HBLS\n"}}},
+    {"rewrite_fuzz",
+     {{"community", bytes("\0\0\0public\0rocommunity public\n#public\nsysName x\n")},
+      {"contact", bytes("\1\0\0sysContact\0 sysContact a\n#sysContact b\n")},
+      {"host, at the end of what is read", bytes("\2\x7f\xf0h\0trapsink h\ninformsink h\nh\ntrapsess h")}}},
+    {"shell_fuzz",
+     {{"bash", bytes("\0a b\0$x'\"\\")}, {"bash, GBK", "\3\x81\\\x81;\x81|x"}, {"dash", "\1#~`*?[]{}()\n\t!"}}},
     {"ssd_fuzz",
      {{"match", ssd_file("MZ120", "A12B", 32, 32)},
       {"cut", ssd_file("MZ120", "A12B", 32, 3)},
