@@ -31,11 +31,8 @@ function(coupler_package component name section depends description)
 endfunction()
 
 set(exactly "(= ${PROJECT_VERSION})")
-set(platform "brantix-platform")
-if(NOT COUPLER_PLATFORM_DIR)
-  string(PREPEND platform "brantix-platform-stand-ins | ")
-endif()
-coupler_package(library libbrantix-coupler libs "${platform}"
+# No dependency on the platform: on an appliance it is there, packaged or not, and nothing may pull in stand-ins.
+coupler_package(library libbrantix-coupler libs ""
 "library between an appliance's management application and its platform
 The management application loads it into its own process and asks through
 a flat C interface: image headers, firmware bundles and upgrades, running
@@ -46,13 +43,15 @@ coupler_package(development libbrantix-coupler-dev libdevel "libbrantix-coupler 
 The public headers for C11 and C++17, a pkg-config file and a CMake package,
 for authors of a management application.")
 if(NOT COUPLER_PLATFORM_DIR)
-  coupler_package(platform-stand-ins brantix-platform-stand-ins libs ""
-"stand-ins for the appliance's own platform libraries
-They let the coupler library load and answer on an ordinary machine. An
-appliance has the platform's own libraries instead of this package: as long
-as it is installed, the coupler library finds the stand-ins first.")
-  set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_PROVIDES brantix-platform)
-  set(CPACK_DEBIAN_PLATFORM-STAND-INS_PACKAGE_CONFLICTS brantix-platform)
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS brantix-appliance)
+  coupler_package(appliance brantix-appliance utils "bubblewrap | proot, procps"
+"simulated appliance to try the coupler library in
+It runs a command where the fixed paths, scripts and services of the appliance
+are there and nothing of this machine is touched. With it come stand-ins for
+the appliance's own platform libraries, which the loader finds last, so that
+the coupler library loads on a machine that is no appliance, and a service that
+receives notifications.")
+  set(CPACK_DEBIAN_APPLIANCE_PACKAGE_SUGGESTS "rsyslog, snmp, snmpd, snmptrapd")
 endif()
 if(TARGET couplerctl)
   coupler_package(tool couplerctl utils "libbrantix-coupler ${exactly}"
@@ -71,4 +70,11 @@ file(WRITE ${PROJECT_BINARY_DIR}/debian/symbols "libbrantix_coupler.so libbranti
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/symbols
                                                ${PROJECT_BINARY_DIR}/debian/triggers)
+
+# Behind the folders that the loader knows by itself, and by the file's name behind those that others add.
+set(CPACK_COUPLER_LAST /etc/ld.so.conf.d/zzzz-brantix-stand-ins.conf)
+set(CPACK_COUPLER_LAST_FOLDERS "/lib\n/usr/lib\n${CMAKE_INSTALL_PREFIX}/${platform_folder}\n")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/conffiles "${CPACK_COUPLER_LAST}\n")
+set(CPACK_DEBIAN_APPLIANCE_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/conffiles
+                                                 ${PROJECT_BINARY_DIR}/debian/triggers)
 include(CPack)

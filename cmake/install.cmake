@@ -3,24 +3,21 @@
 include(CMakePackageConfigHelpers)
 
 set(COUPLER_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Folder for completions of zsh")
-set(stand_in_folder brantix/platform)
+set(platform_folder ${CMAKE_INSTALL_LIBDIR}/brantix/platform)
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/BrantixCoupler)
 
-# In the build tree the files lie as they are installed, so both have one run path: for a path that changes CMake keeps room
-# with empty entries, which the loader reads as the working directory.
-set_target_properties(brantix_coupler PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
-
-# The folder of the stand-ins is searched before the loader's own: where it is installed, the stand-ins are meant. An
-# appliance leaves that component out, and the loader finds the real libraries. LD_LIBRARY_PATH comes before both.
+# In the build tree the library finds the stand-ins beside it. The installed one has no run path: no host on a real
+# appliance may meet a stand-in before the real library. (CMake itself would leave an empty entry, the working directory.)
 if(NOT COUPLER_PLATFORM_DIR)
-  set_target_properties(brantix_coupler PROPERTIES INSTALL_RPATH $ORIGIN/${stand_in_folder})
-  install(TARGETS melskfw quorvaosc tolmsyslog mesvo LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${stand_in_folder}
-                                                             COMPONENT platform-stand-ins)
+  set_target_properties(brantix_coupler PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH $ORIGIN/brantix/platform)
 endif()
 
-# Hosts load the library by its bare name, which therefore carries no version.
+# Hosts load the library by its bare name, which therefore carries no version. They link where its platform is not.
+target_link_options(brantix_coupler INTERFACE $<INSTALL_INTERFACE:-Wl,--allow-shlib-undefined>)
 set_target_properties(brantix_coupler PROPERTIES EXPORT_NAME coupler)
 install(TARGETS brantix_coupler EXPORT BrantixCoupler LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+install(CODE "file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libbrantix_coupler.so\")"
+        COMPONENT library)
 
 install(DIRECTORY include/brantix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT BrantixCoupler NAMESPACE BrantixCoupler:: FILE BrantixCouplerConfig.cmake DESTINATION ${config_folder}
@@ -44,4 +41,19 @@ if(TARGET couplerctl)
   install(FILES tools/completion/couplerctl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tool)
   install(FILES tools/completion/_couplerctl DESTINATION ${COUPLER_ZSH_COMPLETIONS} COMPONENT tool)
+endif()
+
+# The simulated appliance: the platform's folder as it stands in the source, with the stand-ins in it.
+if(NOT COUPLER_PLATFORM_DIR)
+  install(TARGETS melskfw quorvaosc tolmsyslog mesvo LIBRARY DESTINATION ${platform_folder} COMPONENT appliance)
+  install(PROGRAMS platform/appliance DESTINATION ${platform_folder} COMPONENT appliance)
+  install(DIRECTORY platform/appliance.d platform/scripts DESTINATION ${platform_folder} COMPONENT appliance
+          USE_SOURCE_PERMISSIONS)
+  install(PROGRAMS platform/services/snmp DESTINATION ${platform_folder}/services COMPONENT appliance)
+  install(TARGETS notification-service RUNTIME COMPONENT appliance)
+  file(RELATIVE_PATH appliance ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${platform_folder}/appliance)
+  file(CREATE_LINK ${appliance} ${PROJECT_BINARY_DIR}/brantix-appliance SYMBOLIC)
+  install(FILES ${PROJECT_BINARY_DIR}/brantix-appliance DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT appliance)
+  install(FILES docs/brantix-appliance.1 docs/notification-service.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+          COMPONENT appliance)
 endif()

@@ -75,7 +75,7 @@ for block in "$work"/blocks/*; do
       cp "$block" "$name"
       if [[ $name != *.c ]]; then continue; fi
       "${cc[@]}" "$name" -o "$work/bin/${name%.c}" "-L$folder" -lbrantix_coupler "-Wl,-rpath,$folder" \
-        "-Wl,-rpath-link,$folder/../platform" 2>"$work/printed" || fail "$line" 'does not compile:' "$work/printed"
+        "-Wl,-rpath-link,$folder/brantix/platform" 2>"$work/printed" || fail "$line" 'does not compile:' "$work/printed"
       ;;
     '|sh')
       bash -eu -o pipefail "$block" >"$work/printed" 2>&1 || fail "$line" "ends with $?:" "$work/printed"

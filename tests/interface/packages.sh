@@ -1,6 +1,7 @@
 #!/bin/bash
 # The Debian packages of a build satisfy lintian, install, and serve a host author who has nothing else: the README's host
-# program compiles against them by pkg-config and by find_package, and runs. Then they go without a trace.
+# program compiles against them by pkg-config and by find_package, and runs in the appliance that comes with them. Then
+# they go without a trace.
 # usage: packages.sh SOURCE BUILD, the build being of the preset "package". Only .ci/run runs it.
 set -euo pipefail
 source=$(realpath -- "$1") build=$(realpath -- "$2")
@@ -16,6 +17,7 @@ quietly() {
 }
 
 (cd "$build" && quietly cpack -B "$work")
+if grep -i warning "$work/log"; then exit 1; fi
 lintian --allow-root --no-cfg --fail-on error,warning "$work"/*.deb
 
 # A root of its own where what this machine has installed satisfies the dependencies.
@@ -32,9 +34,11 @@ if grep -rlF "$source" "$root/usr"; then
   exit 1
 fi
 
-# expect_output COMMAND...: what the host program says, run where the stand-ins are found beside the library.
+# Folders of this root that the loader would know; those of the stand-ins the appliance adds itself.
+appliance() { LD_LIBRARY_PATH=$root/$library "$root/usr/bin/brantix-appliance" "$@"; }
+# expect_output COMMAND...: what the host program says
 expect_output() {
-  LD_LIBRARY_PATH=$root/$library "$source/platform/appliance" "$@" fw.img__hdr 2>"$work/log" | sed 's/ $//' >output
+  appliance "$@" fw.img__hdr 2>"$work/log" | sed 's/ $//' >output
   diff -u - output <<'END'
 command 212 is "description %s"
 image fw-4.1.img, version
@@ -61,12 +65,26 @@ quietly cmake -B made -DCMAKE_PREFIX_PATH="$root/usr"
 quietly cmake --build made
 expect_output made/by-find-package
 
-LD_LIBRARY_PATH=$root/$library "$source/platform/appliance" "$root/usr/bin/couplerctl" firmware report >/dev/null
-man --warnings -l "$root/usr/share/man/man1/couplerctl.1.gz" >/dev/null
+appliance "$root/usr/bin/couplerctl" firmware report >/dev/null
+for page in "$root"/usr/share/man/man1/*.gz; do man --warnings -l "$page" >/dev/null; done
 
-run_dpkg -P couplerctl libbrantix-coupler-dev libbrantix-coupler brantix-platform-stand-ins
+# Stand-ins come last: behind any folder that is told to the loader, and never through the library.
+tail -n 1 "$root"/etc/ld.so.conf.d/zzzz-brantix-stand-ins.conf | grep -qx "/$library/brantix/platform"
+if readelf -d "$root/$library/libbrantix_coupler.so" | grep -E 'R(UN)?PATH'; then exit 1; fi
+if grep -q stand-ins <(dpkg-deb -f "$work"/libbrantix-coupler_*.deb Depends Recommends); then exit 1; fi
+
+run_dpkg -P couplerctl libbrantix-coupler-dev libbrantix-coupler brantix-appliance
 left=$(cd "$root" && find . -path ./var -prune -o -not -name . -print)
 if [[ $left ]]; then
   echo "left behind: $left"
   exit 1
 fi
+
+# Beside real platform libraries, for which copies stand here, neither stand-ins nor appliance are made.
+mkdir "$work/own"
+cp "$build"/lib/brantix/platform/lib*.so* "$work/own"
+quietly cmake -S "$source" -B "$work/real" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_INSTALL_PREFIX=/usr \
+  -DBUILD_TESTING=OFF -DCOUPLER_TOOL=OFF -DCOUPLER_PLATFORM_DIR="$work/own"
+quietly cmake --build "$work/real"
+(cd "$work/real" && quietly cpack -B made)
+diff - <(cd "$work/real/made" && LC_ALL=C && echo *.deb | sed -E 's/_[^ ]*//g') <<<'libbrantix-coupler-dev libbrantix-coupler'
