@@ -41,11 +41,12 @@ inline void set_stage() {
   write_file(kDrive, ssd_head({"QRV", {"MZ240HBLS"}, "HXT7405Q"}, 6000) + std::string(6000, 'd'));
   write_file("/tmp/ssd_fwInfo", "HXT7404Q\nQRV_MZ240HBLS\n");
   write_file(kConfig, std::string(20000, '#').append("\nrocommunity secret\ntrapsink 10.0.0.9\nsysContact me\n"));
-  // Scripts that do nothing are soon done.
-  for (const char* name : {"tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user",
-                           "syslog_utils.sh", "skellan_svc"}) {
-    write_file(fs::path("/opt/tolm-mgmt-scripts") / name, "#!/bin/sh\n");
-  }
+  const std::pair<const char*, const char*> small_files[] = {
+      {"/tmp/SNMP_EngineId", "0x80001f88\n"}, {"/mnt/boot/.boot_string", "boot:fw.img\n"},
+      {"/mnt/boot/.boot_npu", "npu.img\n"},   {"/mnt/boot/.boot_brantixmgr", "manager.img detail\n"},
+      {"/etc/version.txt", "version 1.2\n"},  {"/opt/quorva/npu/version.txt", "version 3.4\n"}};
+  for (const auto& [path, content] : small_files) write_file(path, content);
+  write_file("/etc/group", "root:x:0:\nread-only:x:900:root\n");
 }
 
 using Files = std::map<std::string, std::string>;
