@@ -50,13 +50,21 @@ const Operation kOperations[] = {
      {{"/mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q", "older"}},
      nullptr,
      true},
+    {"SCI_ConfigureSnmp", [] { return SCI_ConfigureSnmp("public"); }},
+    {"SCI_DeleteSnmpCommunity", [] { return SCI_DeleteSnmpCommunity("secret"); }, {}, nullptr, true},
+    {"SCI_SetSnmpSysContact",
+     [] { return SCI_SetSnmpSysContact("you"); },
+     {},
+     [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }},
+    {"GetAndDeleteSnmpSysConOrLoc", [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }, {}, nullptr, true},
+    {"SCI_DeleteSnmpHostV3", [] { return SCI_DeleteSnmpHostV3("10.0.0.9"); }, {}, nullptr, true},
 };
 
 void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
 
 /// What a killed process may leave under names of its own, and the next one clears away.
 bool is_left_over(const std::string& path) {
-  return path == std::string(kConfig) + ".new" || (path.ends_with(".unfinished") && path.find("/.") != path.npos);
+  return path == kNewConfig || (path.ends_with(".unfinished") && path.find("/.") != path.npos);
 }
 
 class EveryCrashTest : public testing::TestWithParam<Operation> {

@@ -22,6 +22,7 @@ inline constexpr const char* kHeaderFile = "/tmp/flow/fw.img__hdr";
 inline constexpr const char* kDrive = "/tmp/flow/drive";
 inline constexpr const char* kOut = "/tmp/flow/out";
 inline constexpr const char* kConfig = "/etc/snmp/snmpd.conf";
+inline constexpr const char* kNewConfig = "/etc/snmp/snmpd.conf.new";
 
 /// Puts everything in place. Payloads have several kilobytes, so that heads and texts come from reads of their own.
 inline void set_stage() {
