@@ -1,3 +1,4 @@
+// The calls of the C interface, handed to those of C++.
 #include "brantix/clikrell.hpp"
 
 _SCI_cli_session_iterator_s* SCI_cli_get_sessions(void) { return clikrell::getSessions(); }

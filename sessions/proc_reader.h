@@ -1,32 +1,26 @@
+// Reads small files of the proc file system; allocates nothing.
 #pragma once
-
-#include <fcntl.h>
 
 #include <optional>
 #include <string_view>
 
+#include "support/handle.h"
+
 namespace coupler::sessions {
 
-/// Reads small files of the proc file system: as much of one as settles every question that is asked of it. Allocates
-/// nothing.
+/// Opens what is at `path`, relative to `directory`. Interrupted opens are resumed.
+Descriptor open_in(int directory, const char* path, int flags);
+
+/// Reads the start of a file: as much of it as settles every question that is asked of one.
 class ProcReader {
  public:
-  /// Reads by absolute path.
-  ProcReader() = default;
-  /// Reads below "/proc", opened as `directory`, which must outlive the reader: no walk from the root for each file.
-  explicit ProcReader(int directory) : directory_(directory), prefix_("") {}
+  enum class Until { kEnd, kLineEnd };  // where reading may stop
 
-  /// The start of a file, valid until the next call; empty when there is nothing to read, none when it cannot be
-  /// opened.
-  std::optional<std::string_view> read(const char* name);
-  /// The same for a file of process `pid`.
-  std::optional<std::string_view> read(int pid, const char* name);
+  /// The start of the file at `path`, relative to `directory`, valid until the next call. @return nothing when it
+  /// cannot be opened or read, as when its process has ended meanwhile
+  std::optional<std::string_view> read(int directory, const char* path, Until until = Until::kEnd);
 
  private:
-  std::optional<std::string_view> read_path(const char* path);
-
-  int directory_ = AT_FDCWD;
-  const char* prefix_ = "/proc/";
   char buffer_[1024];
 };
 

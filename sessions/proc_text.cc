@@ -1,3 +1,4 @@
+// Parses files of the proc file system.
 #include "sessions/proc_text.h"
 
 #include <algorithm>
@@ -70,6 +71,11 @@ bool parse_stat(std::string_view file, clikrell::ProcessStatEntry_t& entry) {
       &times[0], &times[1], &times[2], &times[3], &priority, &nice, &threads, &timer, &start);
   entry.startTime = start;
   return converted == 20;
+}
+
+bool tells_of_an_end(std::string_view stat_file) {
+  const size_t state = stat_file.rfind(')') + 2;
+  return state >= stat_file.size() || stat_file[state] == 'Z' || stat_file[state] == 'X';
 }
 
 bool parse_cmdline(std::string_view file, clikrell::ProcessUserEntry_t& entry) {

@@ -1,3 +1,4 @@
+// What the files of the proc file system say about a process.
 #pragma once
 
 #include <optional>
@@ -14,6 +15,9 @@ bool parse_status(std::string_view file, clikrell::ProcessStatusEntry_t& entry);
 bool parse_stat(std::string_view file, clikrell::ProcessStatEntry_t& entry);
 bool parse_cmdline(std::string_view file, clikrell::ProcessUserEntry_t& entry);
 bool parse_environ(std::string_view file, clikrell::ProcessUserEntry_t& entry);
+
+/// Whether a "stat" file is of a process that has ended and only waits to be asked how.
+bool tells_of_an_end(std::string_view stat_file);
 
 /// The whole seconds that "uptime" begins with.
 std::optional<int32_t> parse_uptime(std::string_view file);
