@@ -1,45 +1,62 @@
+// Hands out one snapshot of the sessions at a time, and walks it.
 #include <cstdio>
 #include <memory>
 #include <utility>
 
 #include "brantix/clikrell.hpp"
+#include "support/cancellation.h"
 #include "support/text.h"
 
-namespace clikrell {
-
-SessionIterator* SessionIterator::iterators[1] = {};
-
-std::mutex& SessionIterator::init() {
-  static constinit std::mutex lMutex;
-  return lMutex;
-}
-
+namespace coupler::sessions {
 namespace {
 
-using coupler::Text;
+using clikrell::SessionIterator;
+using clikrell::TermInfo;
+using clikrell::TermProcessInfo;
+using Snapshot = std::unique_ptr<SessionIterator>;
 
 constexpr unsigned kId = 0;
 
-/// @return null when the scan failed
+SessionIterator*& registered() { return SessionIterator::iterators[kId]; }
+
+// Messages are printed outside the lock: a host may hold standard output in one thread while it calls.
+
+/// Frees snapshots until none is registered: another thread may register its own during a message.
+void release_registered(std::unique_lock<std::mutex>& lock) {
+  while (const Snapshot older{std::exchange(registered(), nullptr)}) {
+    lock.unlock();
+    std::printf("Warning: Internal error: getIterator() called for non-null iterator pointer for id: %u", kId);
+    lock.lock();
+  }
+}
+
+/// Registers a new snapshot and fills it under the lock, so that nobody walks it before. @return null when it failed
 SessionIterator* take_snapshot() {
-  std::unique_ptr<SessionIterator> snapshot(new (std::nothrow) SessionIterator);
-  if (snapshot == nullptr || snapshot->parseProcTbl() != 0) return nullptr;
+  // Made before the older one is freed, so that the two differ in their handles.
+  Snapshot snapshot(new (std::nothrow) SessionIterator);
+  std::unique_lock lock(SessionIterator::init());
+  release_registered(lock);
+  registered() = snapshot.get();
+  if (snapshot == nullptr || snapshot->parseProcTbl() != 0) {
+    registered() = nullptr;
+    return nullptr;
+  }
   snapshot->parseUtmpTbl();
   snapshot->curTerm = snapshot->terms.begin();
   return snapshot.release();
 }
 
-/// Uses the registered snapshot under the lock, if `handle` is its address. Messages are printed outside the lock,
-/// since a host may hold standard output while it calls.
+/// Uses the registered snapshot under the lock, if `handle` is its address.
 template <typename Use>
 int32_t with_snapshot(const char* operation, const void* handle, Use use) {
+  const CancellationHeldOff held_off;
   if (handle == nullptr) {
     std::printf("%s: Internal error: Invalid null iterator pointer for id: %u", operation, kId);
     return 0;
   }
   {
     const std::lock_guard lock(SessionIterator::init());
-    if (handle == SessionIterator::iterators[kId]) return use(SessionIterator::iterators[kId]);
+    if (handle == registered()) return use(*registered());
   }
   std::printf("%s: Internal error: Invalid iterator pointer for id: %u", operation, kId);
   return 0;
@@ -52,52 +69,57 @@ bool is_at_session(SessionIterator& snapshot) {
   return term != snapshot.terms.end();
 }
 
-int32_t next_session(SessionIterator& snapshot, _SCI_cli_session_s* session) {
-  if (session == nullptr || !is_at_session(snapshot)) return 0;
+bool next_session(SessionIterator& snapshot, _SCI_cli_session_s* session) {
+  if (session == nullptr || !is_at_session(snapshot)) return false;
   TermInfo& term = snapshot.curTerm->second;
-  Text(session->user).copy(term.user);
+  const TermProcessInfo& process = (term.curProcess++)->second;
+  Text(session->user).copy(process.user[0] != '\0' ? process.user : term.user);
   Text(session->host).copy(term.host);
   Text(session->tty).copy(term.tty);
-  const TermProcessInfo& process = (term.curProcess++)->second;
   session->pid = process.pid;
   session->loginTime = process.loginTime;
-  if (process.user[0] != '\0') Text(session->user).copy(process.user);
-  return 1;
+  return true;
+}
+
+int32_t release(SessionIterator& snapshot) {
+  registered() = nullptr;
+  delete &snapshot;
+  return 0;
 }
 
 }  // namespace
+}  // namespace coupler::sessions
+
+namespace clikrell {
+
+namespace sessions = coupler::sessions;
+
+SessionIterator* SessionIterator::iterators[1] = {};
+
+std::mutex& SessionIterator::init() {
+  static constinit std::mutex lMutex;
+  return lMutex;
+}
 
 _SCI_cli_session_iterator_s* getSessions() {
-  std::unique_ptr<SessionIterator> older;
-  SessionIterator* snapshot;
-  {
-    const std::lock_guard lock(SessionIterator::init());
-    snapshot = take_snapshot();
-    older.reset(std::exchange(SessionIterator::iterators[kId], snapshot));
-  }
-  if (older != nullptr) {
-    std::printf("Warning: Internal error: getIterator() called for non-null iterator pointer for id: %u", kId);
-  }
+  const coupler::CancellationHeldOff held_off;
+  SessionIterator* const snapshot = sessions::take_snapshot();
   if (snapshot == nullptr) std::printf("%s: Internal error in retrieving sessions", "getSessions");
   return reinterpret_cast<_SCI_cli_session_iterator_s*>(snapshot);
 }
 
 int32_t hasNextSession(_SCI_cli_session_iterator_s* iterator) {
-  return with_snapshot("hasNextSession", iterator,
-                       [](SessionIterator* snapshot) { return is_at_session(*snapshot) ? 1 : 0; });
+  return sessions::with_snapshot("hasNextSession", iterator, sessions::is_at_session);
 }
 
 int32_t getNextSession(_SCI_cli_session_iterator_s* iterator, _SCI_cli_session_s* session) {
-  return with_snapshot("getNextSession", iterator,
-                       [session](SessionIterator* snapshot) { return next_session(*snapshot, session); });
+  return sessions::with_snapshot("getNextSession", iterator, [session](SessionIterator& snapshot) {
+    return sessions::next_session(snapshot, session);
+  });
 }
 
 void freeSessionIterator(_SCI_cli_session_iterator_s* iterator) {
-  with_snapshot("freeSessionIterator", iterator, [](SessionIterator* snapshot) {
-    SessionIterator::iterators[kId] = nullptr;
-    delete snapshot;
-    return 0;
-  });
+  sessions::with_snapshot("freeSessionIterator", iterator, sessions::release);
 }
 
 }  // namespace clikrell
