@@ -1,3 +1,4 @@
+// Names that the application shares with the platform.
 #include "brantix/access.h"
 
 const char* const USER_ADMINBACKUP = "adminbackup";

@@ -1,3 +1,4 @@
+// The operations that do nothing, from the one list of them.
 #include "brantix/noop.h"
 
 #include <iterator>
@@ -11,6 +12,7 @@
 #include "brantix/noop.def"
 #undef NOOP
 
+namespace coupler::access {
 namespace {
 
 #define NOOP(operation, result) #operation,
@@ -21,3 +23,4 @@ constexpr const char* kOperations[] = {
 static_assert(std::size(kOperations) == 79);
 
 }  // namespace
+}  // namespace coupler::access

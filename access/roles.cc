@@ -1,46 +1,56 @@
-#include <cstring>
-
+// A user's role from the operating system's groups, and the answers that are always the same.
 #include "brantix/access.h"
+#include "support/cancellation.h"
 #include "support/handle.h"
+#include "support/lines.h"
 #include "support/shell.h"
 #include "support/text.h"
 
+namespace coupler::access {
 namespace {
 
-using namespace coupler;
-
 struct Role {
-  const char* group;  // a part of the line that `groups` prints
-  const char* name;
+  std::string_view group;  // a part of the line that `groups` prints
+  std::string_view name;
 };
 constexpr Role kRoles[] = {{"ldapgroup", "admin read-only"}, {"read-only", "read-only"}};  // the first that fits
 
 constexpr size_t kLongestName = 255;
+constexpr size_t kLongestLine = 1023;
 
 Text buffer(char* data, int32_t size) { return Text(data, size > 0 ? static_cast<size_t>(size) : 0); }
 
-bool read_groups(const char* user, char* line, int size) {
-  CommandLine<7 + 3 * kLongestName + 1> command;  // an escaped character takes up to three
-  command.add("groups ").add(ShellWord({user, ::strnlen(user, kLongestName)}));
+const Role* role_in(std::string_view groups) {
+  for (const Role& role : kRoles) {
+    if (groups.find(role.group) != groups.npos) return &role;
+  }
+  return nullptr;
+}
+
+const Role* role_of(const char* user) {
+  const CancellationHeldOff held_off;
+  CommandLine<7 + 3 * kLongestName + 1> command;  // a quoted character takes three
+  // An empty name is an argument too: without one, `groups` would tell of the caller.
+  command.add("groups ").add(ShellArgument({user, ::strnlen(user, kLongestName)}));
   const Pipe groups(::popen(command.c_str(), "re"));
-  return groups && std::fgets(line, size, groups.get()) != nullptr;
+  if (!groups) return nullptr;
+  LinesOf<kLongestLine> lines(::fileno(groups.get()));
+  const auto line = lines.next_line();
+  return line ? role_in(*line) : nullptr;
 }
 
 }  // namespace
+}  // namespace coupler::access
 
 int32_t SCI_getUserRoles(const char* user, char* roleBuf, int32_t roleBufSize) {
-  char line[1024];
-  if (user == nullptr || !read_groups(user, line, sizeof(line))) return 1;
-  for (const auto& [group, name] : kRoles) {
-    if (std::strstr(line, group) == nullptr) continue;
-    buffer(roleBuf, roleBufSize).copy(name);
-    return 0;
-  }
-  return 1;
+  const coupler::access::Role* const role = user == nullptr ? nullptr : coupler::access::role_of(user);
+  if (role == nullptr) return 1;
+  coupler::access::buffer(roleBuf, roleBufSize).copy(role->name);
+  return 0;
 }
 
 int32_t SCI_getUserLocales(const void*, char* localeBuf, int32_t localeBufSize) {
-  buffer(localeBuf, localeBufSize).clear();
+  coupler::access::buffer(localeBuf, localeBufSize).clear();
   return 0;
 }
 
