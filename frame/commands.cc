@@ -15,6 +15,7 @@ const char* VER_0_CMDS[] = {
 const char** grand_daddy_of_all_commands[] = {nullptr};
 int32_t CUR_VER = 0;
 
+namespace coupler::frame {
 namespace {
 
 constexpr std::string_view kGuard = "Array Guard";
@@ -40,13 +41,14 @@ const char** selected_table() {
 }
 
 }  // namespace
+}  // namespace coupler::frame
 
 int32_t SC_Initialize_commands(void) {
   CUR_VER = 0;
   LOG_LINE(info, "SC_Initialize_commands", "Number of commands in array = %d and in enums = %d", BRANTIX_COMMAND_COUNT,
            BRANTIX_COMMAND_COUNT);
   const char* guard = VER_0_CMDS[BRANTIX_COMMAND_COUNT];
-  if (guard == nullptr || guard != kGuard) {
+  if (guard == nullptr || guard != coupler::frame::kGuard) {
     LOG_LINE(info, "SC_Initialize_commands", "Looks like command array for version 0 is corrupted!");
     return -1;
   }
@@ -60,7 +62,7 @@ const char* SC_Get_command(unsigned int cmd) {
     LOG_LINE(info, "SC_Get_command", "Invalid cmd (%d)", static_cast<int>(cmd));
     return nullptr;
   }
-  const char** table = selected_table();
+  const char** table = coupler::frame::selected_table();
   if (table == nullptr) {
     LOG_LINE(info, "SC_Get_command", "No command table is selected");
     return nullptr;

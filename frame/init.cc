@@ -2,11 +2,8 @@
 #include "frame/log.h"
 #include "platform/firmware/melskfw.h"
 
-namespace {
-constexpr int32_t kInitialized = 1000;
-}  // namespace
-
 int32_t SCI_Initialize_lib(const void*, const void*, const void*, const SCI_lib_init_s* init) {
+  constexpr int32_t kInitialized = 1000;  // what hosts expect, and no status
   if (init == nullptr) return kInitialized;
   debug = init->debugLevel;
   info = init->infoLevel;
