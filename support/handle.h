@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "support/cancellation.h"
+
 namespace coupler {
 
 /// Owns an operating system handle and closes it.
@@ -23,6 +25,7 @@ class Handle {
     return *this;
   }
   ~Handle() {
+    const CancellationHeldOff held_off;  // closing is where a thread may be cancelled, and a destructor throws nothing
     if (raw_ != kNone) kClose(raw_);
   }
 

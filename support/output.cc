@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <string_view>
 
+#include "support/cancellation.h"
 #include "support/text.h"
 
 namespace coupler {
@@ -48,6 +49,7 @@ SignalFreeWrites::SignalFreeWrites() {
 
 // Takes back the signals that came of the writes, not one that was pending before them.
 SignalFreeWrites::~SignalFreeWrites() {
+  const CancellationHeldOff held_off;
   const int reason = errno;
   constexpr timespec kAtOnce{};
   for (const int signal : kSignalsOfWrites) {
