@@ -1,3 +1,4 @@
+// Roles and locales of users, and names that the application shares with the platform.
 #pragma once
 
 #include <stdint.h>
@@ -24,9 +25,10 @@ BRANTIX_EXPORT extern const char* const PELK_APPL_SUB_TYPE_CONSOLE; /**< "consol
 
 /**
  * Tells a user's role from the operating system's groups: "admin read-only" when the line that `groups` prints holds
- * "ldapgroup" anywhere, else "read-only" when it holds that. Never logs.
+ * "ldapgroup" anywhere, else "read-only" when it holds that. Never logs. Cancellation is held off.
  *
- * @param user        the user's name, which reaches `groups` as one argument, whatever it holds; cut to 255 characters
+ * @param user        the user's name, also an empty one: one argument of `groups`, whatever it holds; cut to 255
+ * characters
  * @param roleBuf     receives the role, cut to its size; untouched when there is none
  * @param roleBufSize size of `roleBuf` in bytes
  * @return 0; 1: no role, no such user, or the groups cannot be asked for

@@ -1,3 +1,4 @@
+// The scan for CLI sessions, for hosts in C++.
 #pragma once
 
 #include <cstdint>
@@ -76,8 +77,8 @@ class SessionIterator {
   BRANTIX_EXPORT int32_t parseUtmpTbl();
 
   /// @name One file of a process
-  /// Each fills an entry, zero where the file has nothing for it. -1 when the file cannot be opened or is not one of
-  /// its kind; that no user was found is not an error.
+  /// Each fills an entry, zero where the file has nothing for it. -1 when the file cannot be read or is not one of its
+  /// kind; that no user was found is not an error.
   /// @{
   BRANTIX_EXPORT static int32_t parseStatusEntry(int pid, ProcessStatusEntry_t& entry);  ///< "/proc/PID/status"
   BRANTIX_EXPORT static int32_t parseStatEntry(int pid, ProcessStatEntry_t& entry);      ///< "/proc/PID/stat"

@@ -1,3 +1,4 @@
+// The numbered templates of the switch command language.
 #pragma once
 
 #include <stdint.h>

@@ -1,3 +1,4 @@
+// What the declarations of the interface are marked with.
 #pragma once
 
 /** @file

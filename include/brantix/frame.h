@@ -1,3 +1,4 @@
+// Initialisation, the log function of the host, callbacks, trace flags.
 #pragma once
 
 #include <stddef.h>

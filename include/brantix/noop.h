@@ -1,3 +1,4 @@
+// The operations that do nothing on this platform.
 #pragma once
 
 #include "brantix/export.h"

@@ -1,3 +1,4 @@
+// The CLI sessions that are open on the appliance.
 #pragma once
 
 #include <stddef.h>
@@ -7,12 +8,14 @@
 
 /**
  * @file
- * The CLI sessions that are open on the appliance: every process named "vsh" or "wytsh", with the terminal that
+ * The CLI sessions that are open on the appliance: every running process named "vsh" or "wytsh", with the terminal that
  * controls it and, where utmp has a login record for that terminal, who came from where.
  *
- * One snapshot exists at a time. The calls may be made from any thread: one lock is held in each of them, so no thread
- * can free the snapshot under another's call. Messages go to standard output, without a line end; `%s` is the call's
- * name without its prefix: "hasNextSession", "getNextSession", "freeSessionIterator", "getSessions".
+ * One snapshot exists at a time; taking a second one ends the first. The calls may be made from any thread: one lock is
+ * held in each of them, so no thread can free the snapshot under another's call or see it half filled. A process that
+ * ends during the scan is left out. Cancellation of the calling thread is held off during a call. Messages go to
+ * standard output, without a line end; `%s` is the call's name without its prefix: "hasNextSession", "getNextSession",
+ * "freeSessionIterator", "getSessions".
  */
 
 BRANTIX_BEGIN_C
