@@ -32,12 +32,12 @@ need_for_services() {
 }
 
 need_for_tests() {
-  need libgtest-dev libgmock-dev locales python3 psmisc
+  need libgtest-dev libgmock-dev locales python3 psmisc abigail-tools
   need_for_services
   need doxygen
 }
 
-# To make the Debian packages, and to check them and the types of the interface.
+# To make the Debian packages, and to check them.
 need_for_packages() {
-  need abigail-tools dpkg-dev file lintian man-db zsh
+  need dpkg-dev file lintian man-db zsh
 }

@@ -18,6 +18,8 @@ target_include_directories(coupler_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJE
 # All of the library, compiled once: the shared library and the unit tests link it.
 add_library(coupler_objects OBJECT)
 target_link_libraries(coupler_objects PUBLIC coupler_flags coupler_platform)
+# The comparison of the interface reads the types from the debug information, which packaging strips.
+target_compile_options(coupler_objects PRIVATE -g)
 
 # coupler_sources(FILE...): adds sources of the calling folder to the library.
 function(coupler_sources)
