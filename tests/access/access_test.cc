@@ -1,10 +1,12 @@
+// Roles from a `groups` of our own, the fixed answers, and the operations that do nothing.
+#include "brantix/access.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <string>
 
-#include "brantix/access.h"
 #include "brantix/noop.h"
 #include "tests/common/files.h"
 
@@ -12,24 +14,21 @@ namespace {
 
 using namespace coupler::test;
 
-/// A `groups` of our own, that tells its arguments and prints the line of a user.
+/// A `groups` that tells its arguments and prints a line.
 class RolesTest : public testing::Test {
  protected:
   void SetUp() override {
     setenv("PATH", (directory_.path() + ":" + old_path_).c_str(), 1);
-    write_file(directory_ / "line", "");
-    script("printf '<%s>' \"$@\" > " + directory_ / "arguments" + "; cat " + directory_ / "line");
+    write_file(directory_ / "groups",
+               "#!/bin/sh\nprintf '<%s>' \"$@\" > " + directory_ / "arguments" + "; cat " + directory_ / "line" + "\n");
+    chmod((directory_ / "groups").c_str(), 0755);
   }
   void TearDown() override { setenv("PATH", old_path_.c_str(), 1); }
 
-  void script(const std::string& body) {
-    write_file(directory_ / "groups", "#!/bin/sh\n" + body + "\n");
-    chmod((directory_ / "groups").c_str(), 0755);
-  }
-  std::string role_of(const std::string& line, int32_t size = 32) {
+  std::string role_of(const std::string& line, const std::string& user = "user", int32_t size = 32) {
     char role[32] = "untouched";
     write_file(directory_ / "line", line);
-    const int32_t result = SCI_getUserRoles("user", role, size);
+    const int32_t result = SCI_getUserRoles(user.c_str(), role, size);
     return std::to_string(result) + ' ' + role;
   }
 
@@ -37,27 +36,28 @@ class RolesTest : public testing::Test {
   const std::string old_path_ = getenv("PATH");
 };
 
-TEST_F(RolesTest, FollowsTheLineOfGroups) {
-  EXPECT_EQ(role_of("user : staff ldapgroup x-read-only\n"), "0 admin read-only");
+TEST_F(RolesTest, FollowsTheFirstLineOfGroups) {
+  EXPECT_EQ(role_of("user : x-read-only staff ldapgroup\n"), "0 admin read-only");
   EXPECT_EQ(role_of("user : read-only-2\n"), "0 read-only");
   EXPECT_EQ(role_of("ldapgroupie : staff"), "0 admin read-only");
   EXPECT_EQ(role_of("user : staff\nldapgroup\n"), "1 untouched");
-  EXPECT_EQ(role_of(std::string(1020, 'x') + "ldapgroup\n"), "1 untouched");
+  EXPECT_EQ(role_of(std::string(1014, 'x') + "ldapgroup\n"), "0 admin read-only");  // 1,023 characters count
+  EXPECT_EQ(role_of(std::string(1015, 'x') + "ldapgroup\n"), "1 untouched");
   EXPECT_EQ(role_of(""), "1 untouched");
-  EXPECT_EQ(role_of("read-only", 5), "0 read");
-  EXPECT_EQ(role_of("read-only", 0), "0 untouched");
+  EXPECT_EQ(role_of("read-only", "user", 5), "0 read");
+  EXPECT_EQ(role_of("read-only", "user", 0), "0 untouched");
+  EXPECT_EQ(role_of("read-only", "user", -1), "0 untouched");
   EXPECT_EQ(SCI_getUserRoles("user", nullptr, 5), 0);
   EXPECT_EQ(SCI_getUserRoles(nullptr, nullptr, 5), 1);
 }
 
 TEST_F(RolesTest, ANameIsOneArgument) {
-  for (const std::string name : {"bob", "a b", "$(reboot)", "x; touch /tmp/pwned", "'\"`", "a\nb"}) {
-    char role[16];
-    SCI_getUserRoles(name.c_str(), role, sizeof(role));
+  for (const std::string& name : {std::string("bob"), std::string(), std::string("a b"), std::string("x; touch /tmp/y"),
+                                  std::string(255, '\'')}) {
+    role_of("", name);
     EXPECT_EQ(read_file(directory_ / "arguments"), "<" + name + ">");
   }
-  char role[16];
-  SCI_getUserRoles(std::string(300, '\n').c_str(), role, sizeof(role));
+  role_of("", std::string(256, '\n'));
   EXPECT_EQ(read_file(directory_ / "arguments"), "<" + std::string(255, '\n') + ">");
 }
 

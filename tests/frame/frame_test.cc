@@ -1,51 +1,58 @@
+// What a host finds before initialisation, and how initialisation, log gate, callbacks, trace and command table behave.
 #include <gmock/gmock.h>
 
+#include "brantix/commands.h"
 #include "frame/log.h"
+#include "platform/firmware/melskfw.h"
 #include "tests/common/log_capture.h"
 
 namespace {
 
 using coupler::test::LogCapture;
 using testing::ElementsAre;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
-struct Call {
-  std::string operation;
-  int32_t* threshold;
-  int32_t level;
-};
-Call last_call;
-void record(const char* operation, int32_t* threshold, int32_t level, const char*, ...) {
-  last_call = {operation, threshold, level};
+const bool silent_at_load = gLogPelkFn == nullptr && gLogPelkModuleOffset == nullptr && debug == -1 && info == -1 &&
+                            critical == -1 && cs_debug_verbose == 0 && cs_debug_errors == 0 &&
+                            cs_debug_revocation == 0 && cs_debug_key == 0 && cs_debug_envelope == 0;
+const bool empty_at_load = cmi_session_id == 0 && cmi_username == 0 && !SCI_krellLoginCb &&
+                           !SCI_krellTftpCoreTransferStatusCb && !SCI_snmpGetRequestCb && !SCI_cliSessionAnnounceCb &&
+                           CUR_VER == 0 && grand_daddy_of_all_commands[0] == nullptr;
+
+std::vector<std::string> events;
+int32_t threshold = 20;
+
+void record(const char* operation, int32_t* limit, int32_t level, const char* format, ...) {
+  events.push_back(std::to_string(level) + ' ' + operation + '|' + format + (limit == &threshold ? "" : " strayed"));
 }
 
-TEST(InitializeTest, StoresTheRecordAndLogsThroughIt) {
-  int32_t threshold = 20;
+}  // namespace
+
+// Instead of the platform's.
+int melskfw_initBrantixDebug(int its_debug, int its_info, int its_critical, melskfw_log_fn* log, int* limit) {
+  for (const int level : {its_debug, its_info, its_critical}) events.push_back(std::to_string(level));
+  events.emplace_back(log == record && limit == &threshold ? "the host's" : "none");
+  return -1;
+}
+
+namespace {
+
+TEST(InitializeTest, StoresTheRecordThenTellsTheFirmwareLibraryThenLogs) {
+  EXPECT_TRUE(silent_at_load && empty_at_load);
   SCI_lib_init_s init{record, 10, 20, 30, &threshold};
   EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, &init), 1000);
+  EXPECT_THAT(events, ElementsAre("10", "20", "30", "the host's",
+                                  "20 SCI_Initialize_lib|Successfully initialized pelk_coupler lib"));
   EXPECT_EQ(debug, 10);
   EXPECT_EQ(info, 20);
   EXPECT_EQ(critical, 30);
-  EXPECT_EQ(last_call.operation, "SCI_Initialize_lib");
-  EXPECT_EQ(last_call.threshold, &threshold);
-  EXPECT_EQ(last_call.level, 20);
 
   init = {nullptr, 1, 2, 3, nullptr};
+  events.clear();
   EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, &init), 1000);
   EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, nullptr), 1000);
-  EXPECT_EQ(critical, 3);
-  EXPECT_EQ(gLogPelkFn, nullptr);
-  EXPECT_EQ(gLogPelkModuleOffset, nullptr);
+  EXPECT_THAT(events, ElementsAre("1", "2", "3", "none"));
+  EXPECT_TRUE(critical == 3 && gLogPelkFn == nullptr && gLogPelkModuleOffset == nullptr);
   EXPECT_EQ(get_interface_version(), 0);
-}
-
-// The platform's own firmware library logs through the host as well, hence the line comes last.
-TEST(InitializeTest, SuccessLine) {
-  LogCapture log;
-  const SCI_lib_init_s init{gLogPelkFn, debug, info, critical, gLogPelkModuleOffset};
-  SCI_Initialize_lib(nullptr, nullptr, nullptr, &init);
-  EXPECT_EQ(log.take_lines().back(), "info SCI_Initialize_lib|Successfully initialized pelk_coupler lib");
 }
 
 TEST(LogLineTest, ComputesItsArgumentsOnlyWhenItPasses) {
@@ -55,27 +62,35 @@ TEST(LogLineTest, ComputesItsArgumentsOnlyWhenItPasses) {
   log.set_threshold(2);
   LOG_LINE(debug, "op", "%d", argument());
   LOG_LINE(info, "op", "%d", argument());
+  VERBOSE_LINE("op", "%d", argument());
   log.set_threshold(3);
   LOG_LINE(info, "op", "%d", argument());
   LOG_LINE(critical, "op", "%d", argument());
-  EXPECT_THAT(log.take_lines(), ElementsAre("info op|1", "critical op|2"));
+  log.set_threshold(2);
+  cs_debug_verbose = -1;
+  VERBOSE_LINE("op", "%d", argument());
+  EXPECT_THAT(log.take_lines(), ElementsAre("info op|1", "critical op|2", "info op|3"));
   gLogPelkModuleOffset = nullptr;
   LOG_LINE(critical, "op", "%d", argument());
   gLogPelkFn = nullptr;
   LOG_LINE(critical, "op", "%d", argument());
-  EXPECT_EQ(computed, 2);
+  EXPECT_EQ(computed, 3);
 }
 
 TEST(CallbackTest, FillsAndClearsItsOwnSlot) {
+  const auto filled = [] {
+    return std::vector<bool>{SCI_krellLoginCb != nullptr, SCI_krellTftpCoreTransferStatusCb != nullptr,
+                             SCI_snmpGetRequestCb != nullptr, SCI_cliSessionAnnounceCb != nullptr};
+  };
   FCI_register_SCI_krellLoginCb([](const char*, const char*) {});
+  EXPECT_THAT(filled(), ElementsAre(true, false, false, false));
   FCI_register_SCI_krellTftpCoreTransferStatusCb([](int, const char*, const char*, const char*) {});
+  EXPECT_THAT(filled(), ElementsAre(true, true, false, false));
   FCI_register_SCI_snmpGetRequestCb([](const SCI_snmp_get_req_s*, SCI_snmp_get_resp_s**) {});
+  EXPECT_THAT(filled(), ElementsAre(true, true, true, false));
   FCI_register_SCI_cliSessionAnnounceCb([](const _SCI_cli_session_s*) {});
-  EXPECT_TRUE(SCI_krellLoginCb && SCI_krellTftpCoreTransferStatusCb && SCI_snmpGetRequestCb &&
-              SCI_cliSessionAnnounceCb);
   FCI_register_SCI_snmpGetRequestCb(nullptr);
-  EXPECT_TRUE(SCI_krellLoginCb && SCI_krellTftpCoreTransferStatusCb && !SCI_snmpGetRequestCb &&
-              SCI_cliSessionAnnounceCb);
+  EXPECT_THAT(filled(), ElementsAre(true, true, false, true));
 }
 
 TEST(TraceTest, FlagsOpenTheirLevels) {
@@ -87,12 +102,65 @@ TEST(TraceTest, FlagsOpenTheirLevels) {
        {Row{0, 0, ""}, Row{1, 0, "-3 %d;-2 %d;-1 %d;0 %d;"}, Row{0, -1, "1 %d;2 %d;"}}) {
     cs_debug_verbose = verbose;
     cs_debug_errors = errors;
-    CaptureStdout();
+    testing::internal::CaptureStdout();
     for (int level = -5; level <= 4; ++level) T_log(level, (std::to_string(level) + " %d;").c_str());
     T_log(0, nullptr);
-    EXPECT_EQ(GetCapturedStdout(), printed);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
   }
   cs_debug_verbose = cs_debug_errors = 0;
+}
+
+class CommandsTest : public testing::Test {
+ protected:
+  void SetUp() override { grand_daddy_of_all_commands[0] = nullptr; }
+  void TearDown() override { VER_0_CMDS[BRANTIX_COMMAND_COUNT] = guard_; }
+
+  LogCapture log_;
+  const char* const guard_ = VER_0_CMDS[BRANTIX_COMMAND_COUNT];
+};
+
+// 64-bit FNV-1a over the templates of the command language's reference, each with its NUL.
+TEST_F(CommandsTest, HoldsEveryTemplateOfTheReference) {
+  uint64_t digest = 0xcbf29ce484222325;
+  for (const char* text : VER_0_CMDS) {
+    do digest = (digest ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
+    while (*text++ != '\0');
+  }
+  EXPECT_EQ(digest, 0x7b9b877f3ed44321);
+}
+
+TEST_F(CommandsTest, SelectsItsTableAndHandsOutTemplates) {
+  CUR_VER = 7;
+  EXPECT_EQ(SC_Get_command(0), nullptr);
+  EXPECT_EQ(SC_Initialize_commands(), 0);
+  EXPECT_EQ(CUR_VER, 0);
+  EXPECT_EQ(SC_Get_command(0), VER_0_CMDS[0]);
+  EXPECT_EQ(SC_Get_command(446), VER_0_CMDS[446]);
+  EXPECT_EQ(SC_Get_command(447), nullptr);
+  EXPECT_EQ(SC_Get_command(static_cast<unsigned>(-1)), nullptr);
+  for (const int version : {-1, 1}) {
+    CUR_VER = version;
+    EXPECT_EQ(SC_Get_command(0), nullptr);
+  }
+  CUR_VER = 0;
+  EXPECT_THAT(log_.take_lines(),
+              ElementsAre("info SC_Get_command|No command table is selected",
+                          "info SC_Initialize_commands|Number of commands in array = 447 and in enums = 447",
+                          "info SC_Initialize_commands|Command array and enum matches!",
+                          "info SC_Get_command|Invalid cmd (447)", "info SC_Get_command|Invalid cmd (-1)",
+                          "info SC_Get_command|No command table is selected",
+                          "info SC_Get_command|No command table is selected"));
+}
+
+TEST_F(CommandsTest, RefusesADamagedTable) {
+  for (const char* guard : {"Array Guard ", "Array Guar", "", static_cast<const char*>(nullptr)}) {
+    VER_0_CMDS[BRANTIX_COMMAND_COUNT] = guard;
+    log_.take_lines();
+    EXPECT_EQ(SC_Initialize_commands(), -1);
+    EXPECT_EQ(log_.take_lines().at(1),
+              "info SC_Initialize_commands|Looks like command array for version 0 is corrupted!");
+    EXPECT_EQ(SC_Get_command(0), nullptr);
+  }
 }
 
 }  // namespace
