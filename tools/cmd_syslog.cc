@@ -55,7 +55,10 @@ std::string first_line(const fs::path& path) {
 
 std::string severity_name(const std::string& text) {
   for (const Choice& choice : kSeverities) {
-    if ((" " + std::string(choice.also) + " ").find(" " + text + " ") != std::string::npos) return choice.name;
+    std::string_view names = choice.also;
+    for (auto name = take_word(names, " "); !name.empty(); name = take_word(names, " ")) {
+      if (name == text) return choice.name;
+    }
   }
   return text;
 }
