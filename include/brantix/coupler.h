@@ -19,7 +19,8 @@
  *  8. Paths and command lines of the platform are fixed.
  *  9. The host's threads, signal handlers, locale, environment and working directory stay as they are. `dlclose`
  *     unloads the library and releases nothing else. Once a notification was sent it stays: its channel has threads.
- * 10. Each header compiles alone, as C11, C17 and C23 and as C++17 and later.
+ *
+ * Each header compiles alone, as C11, C17 and C23 and as C++17 and later.
  *
  * What holds in every operation, unless its comment says otherwise:
  *
@@ -33,12 +34,12 @@
  *    effect; memory, descriptors and locks are given back, files are as after a kill.
  *  - Descriptors: opened close-on-exec and closed before the operation ends, but for the channel's.
  *  - Locale: neither set nor needed, and no encoding turns a value into a command. The system's error texts in log
- * lines follow it.
+ *    lines follow it.
  *  - errno: any value after an operation.
  *  - Line ends: the format of a log line may begin or end with a line feed; many do not.
  *  - Threads: sessions and notifications, any. A second snapshot of sessions ends the first, whichever thread took it.
- * The agent's configuration is changed by one thread and process at a time; the lists of users and destinations and the
- *    process-wide texts are not locked.
+ *    The agent's configuration is changed by one thread and process at a time; the lists of users and destinations
+ *    and the process-wide texts are not locked.
  */
 
 #include "brantix/access.h"
