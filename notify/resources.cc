@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <memory>
 #include <semaphore>
+#include <stdexcept>
+#include <string>
 #include <system_error>
 
 #include "support/handle.h"
@@ -46,7 +48,7 @@ class Thread {
 };
 
 [[noreturn]] void refuse(int error) {
-  throw std::system_error(error, std::generic_category(), "no channel can be made");
+  throw std::runtime_error("no channel can be made: " + std::generic_category().message(error));
 }
 
 void require_descriptors() {

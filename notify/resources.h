@@ -7,7 +7,7 @@ namespace coupler::notify {
 /// transport there would be taken for them, and what is printed would reach it.
 void occupy_standard_streams();
 
-/// Takes the descriptors, the threads and the memory of a channel, and gives them back. Throws std::system_error when
+/// Takes the descriptors, the threads and the memory of a channel, and gives them back. Throws std::runtime_error when
 /// they cannot be had.
 void require_channel_resources();
 

@@ -132,8 +132,14 @@ int exhaust_descriptors() {
   return opened;
 }
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kFewest = 2;  // the sanitizer looks at an exception through a pipe
+#else
+constexpr int kFewest = 0;
+#endif
+
 TEST(ChannelTest, FewFreeDescriptors) {
-  for (int free = 0; free <= 20; ++free) {
+  for (int free = kFewest; free <= 20; ++free) {
     SCOPED_TRACE(free);
     in_child([free] {
       setenv("MESVO_TIMEOUT_MS", "20", 1);
