@@ -172,6 +172,9 @@ TEST(ChannelTest, ThreadsThatCannotBeStarted) {
 }
 
 TEST(ChannelTest, ForkedProcessMakesItsOwn) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer lets a forked process with threads start no more of them";
+#endif
   in_child([] {
     Service service;
     expect_delivery(service);
