@@ -45,7 +45,7 @@ endfunction()
 
 # coupler_stand_in(TARGET SONAME FILE...): a platform library of our own under the platform's soname.
 function(coupler_stand_in target soname)
-  add_library(${target} SHARED ${ARGN})
+  add_library(${target} SHARED ${ARGN} stand_in.cc)
   target_link_libraries(${target} PRIVATE coupler_flags)
   set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX "" OUTPUT_NAME ${soname} NO_SONAME ON
                                              LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib/brantix/platform)

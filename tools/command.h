@@ -81,5 +81,6 @@ Command sessions_command();
 Command role_command();
 Command notify_command();
 Command syslog_family();
+Command doctor_command();
 
 }  // namespace coupler::tools

@@ -147,7 +147,7 @@ int main(int argc, char** argv) {
   const std::vector<Command> families = {
       image_family(),     container_family(), bundle_family(),  versions_command(), boot_names_command(),
       firmware_family(),  ssd_family(),       snmp_family(),    notify_command(),   syslog_family(),
-      sessions_command(), role_command(),     command_family(),
+      sessions_command(), role_command(),     command_family(), doctor_command(),
   };
   CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
                "couplerctl");

@@ -142,6 +142,13 @@ if [[ $APPLIANCE_KIND == bubblewrap ]]; then
   kill $!
 fi
 
+# The doctor: all that is here is well; what is taken away is told with what it breaks.
+expect 1 out 'libmelskfw.so (stand-in)' doctor
+holds '[n["what"] for n in r["needs"] if not n["well"]] == ["tcp://127.0.0.1:5558"]' doctor
+chmod -x /opt/tolm-mgmt-scripts/syslog_utils.sh && mv /mnt/boot/equipped_ssd_firmware away
+holds '[n["breaks"] for n in r["needs"] if not n["well"]] == ["syslog", "SSD firmware", "notifications"]' doctor
+chmod +x /opt/tolm-mgmt-scripts/syslog_utils.sh && mv away /mnt/boot/equipped_ssd_firmware
+
 # Roles; a name is a name.
 printf 'ldapgroup:x:900:root\n' >>/etc/group
 expect 0 out 'admin read-only' role root

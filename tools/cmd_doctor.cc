@@ -1,0 +1,198 @@
+// What the library needs at its fixed places: whether it is there, and which operations suffer when it is not.
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <paths.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/handle.h"
+#include "tools/print.h"
+
+namespace coupler::tools {
+namespace {
+
+/// A need, and what came of looking: nothing where all is well.
+struct Need {
+  const char* kind;
+  std::string what;
+  const char* breaks;
+  std::string found;
+  std::string wrong;
+};
+
+struct Library {
+  const char* name;
+  const char* symbols;
+  const char* breaks;
+};
+
+constexpr Library kLibraries[] = {
+    {"libmelskfw.so",
+     "melskfw_initBrantixDebug melskfw_upgradeStart melskfw_readVersionRommon melskfw_readVersionFpga "
+     "melskfw_readVersionPseq melskfw_bootStatus melskfw_getUpgState",
+     "staging, firmware report"},
+    {"libquorvaosc.so.1", "get_platform_board_type", "running versions, firmware report"},
+    {"libtolmsyslog.so", "tolm_syslog", "syslog message"},
+    {"libmesvo.so",
+     "_ZN5mesvo23MsgRequestClientChannelC1ENSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE "
+     "_ZN5mesvo23MsgRequestClientChannel17setServerEndPointENSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE "
+     "_ZN5mesvo23MsgRequestClientChannel7ipcSendEiPci _ZN5mesvo23MsgRequestClientChannel10ipcReceiveEPNS_6IpcMsgEl "
+     "_ZN5mesvo6IpcMsgC1Ev _ZN5mesvo6IpcMsgD1Ev _ZN5mesvo6IpcMsg10getMsgDataEv _ZN5mesvo6IpcMsg10getMsgTypeEv "
+     "_ZN5mesvo6IpcMsg11getNumPartsEv",
+     "notifications"},
+    {"libzmq.so.5", "", "notifications"},
+};
+
+struct Place {
+  const char* kind;
+  const char* path;  ///< a command without a slash is looked for on PATH
+  int rights;        ///< as access(2) takes them
+  const char* breaks;
+};
+
+constexpr Place kPlaces[] = {
+    {"script", "/opt/tolm-mgmt-scripts/tolm_snmp_create_traphost", X_OK, "SNMP destinations"},
+    {"script", "/opt/tolm-mgmt-scripts/tolm_snmp_create_user", X_OK, "SNMP users"},
+    {"script", "/opt/tolm-mgmt-scripts/tolm_snmp_delete_user", X_OK, "SNMP users"},
+    {"script", "/opt/tolm-mgmt-scripts/syslog_utils.sh", X_OK, "syslog"},
+    {"command", "fdisk", X_OK, "firmware report on boards 2 and 3"},
+    {"command", "/sbin/hdparm", X_OK, "firmware report on boards 2 and 3, SSD firmware"},
+    {"command", "grep", X_OK, "firmware report, SNMP destinations"},
+    {"command", "/bin/grep", X_OK, "firmware report on boards 2 and 3, SSD firmware"},
+    {"command", "/usr/bin/awk", X_OK, "firmware report on boards 2 and 3, SSD firmware"},
+    {"command", "/usr/bin/tr", X_OK, "firmware report on boards 2 and 3, SSD firmware"},
+    {"command", "cut", X_OK, "SNMP destinations"},
+    {"command", "sed", X_OK, "SNMP service"},
+    {"command", "skellan_svc", X_OK, "SNMP service"},
+    {"command", "pgrep", X_OK, "SNMP location"},
+    {"command", "groups", X_OK, "roles"},
+    {"folder", "/mnt/boot", R_OK | X_OK, "boot loader names"},
+    {"folder", "/mnt/boot/ssd_firmwares", W_OK | X_OK, "bundles with SSD firmware"},
+    {"folder", "/mnt/boot/equipped_ssd_firmware", W_OK | X_OK, "SSD firmware"},
+    {"folder", "/etc/snmp", W_OK | X_OK, "SNMP configuration"},
+    {"folder", "/tmp", W_OK | X_OK, "firmware report, SSD firmware, SNMP destinations"},
+    {"folder", "/opt/quorva/config/platform", W_OK | X_OK, "SNMP destinations"},
+    {"folder", "/proc/self", R_OK | X_OK, "sessions"},
+    {"file", "/etc/snmp/snmpd.conf", R_OK | W_OK, "SNMP configuration"},
+    {"file", "/opt/quorva/tolmos_skellan/etc/snmp.conf", R_OK | W_OK, "SNMP service"},
+    {"file", _PATH_UTMP, R_OK, "sessions"},
+};
+
+Need look(const Library& library) {
+  Need need{"library", library.name, library.breaks, "", ""};
+  void* const handle = ::dlopen(library.name, RTLD_LAZY | RTLD_NOLOAD);
+  if (handle == nullptr) need.wrong = "not loaded";
+  if (handle == nullptr) return need;
+  const link_map* map = nullptr;
+  if (::dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0) need.found = map->l_name;
+  if (::dlsym(handle, "brantix_stand_in") != nullptr) need.found += " (stand-in)";
+  std::istringstream symbols(library.symbols);
+  for (std::string symbol; symbols >> symbol;) {
+    if (::dlsym(handle, symbol.c_str()) == nullptr) need.wrong += (need.wrong.empty() ? "lacks " : ", ") + symbol;
+  }
+  ::dlclose(handle);
+  return need;
+}
+
+std::string on_path(const std::string& command) {
+  const char* const path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? _PATH_DEFPATH : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (::access((folder + "/" + command).c_str(), X_OK) == 0) return folder + "/" + command;
+  }
+  return command;
+}
+
+Need look(const Place& place) {
+  const bool by_path = std::strchr(place.path, '/') == nullptr;
+  Need need{place.kind, place.path, place.breaks, by_path ? on_path(place.path) : "is there", ""};
+  if (::access(by_path ? need.found.c_str() : place.path, place.rights) != 0)
+    need.wrong = by_path ? "not on PATH" : std::strerror(errno);
+  return need;
+}
+
+/// dash reads the &> of a fixed command line as "in the background", which ends with 0.
+Need look_at_shell() {
+  Need need{"command", "sh", "firmware report: every board seems to have an SSD", "reads &> as bash does", ""};
+  const int status = std::system("false &>/dev/null");
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 1) need.wrong = "reads &> otherwise than bash";
+  return need;
+}
+
+std::string text_of(const std::string& path) {
+  std::string text(4096, '\0');
+  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  const ssize_t count = file ? ::read(file.get(), text.data(), text.size()) : 0;
+  text.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
+  return text;
+}
+
+bool runs(const std::string& command_line) {
+  const Directory proc(::opendir("/proc"));
+  while (const dirent* entry = proc ? ::readdir(proc.get()) : nullptr) {
+    std::string text = text_of("/proc/" + std::string(entry->d_name) + "/cmdline");
+    std::ranges::replace(text, '\0', ' ');
+    if (text.starts_with(command_line)) return true;
+  }
+  return false;
+}
+
+Need look_at_agent() {
+  constexpr const char* kAgent =
+      "/usr/sbin/snmpd -f -c /etc/snmp/snmpd.conf -Lf /tmp/brantix_snmp_ma_logs udp:161 udp6:161";
+  Need need{"process", kAgent, "SNMP location: the agent is not told", "", ""};
+  const bool enabled = text_of("/opt/quorva/tolmos_skellan/etc/snmp.conf").find("enabled = True") != std::string::npos;
+  const bool running = runs(kAgent);
+  need.found = running ? "runs" : enabled ? "" : "disabled";
+  if (enabled && !running) need.wrong = "enabled, but no process has this command line";
+  return need;
+}
+
+Need look_at_notification_service() {
+  Need need{"service", "tcp://127.0.0.1:5558", "notifications", "answers", ""};
+  sockaddr_in address{
+      .sin_family = AF_INET, .sin_port = htons(5558), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+  const Descriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    need.wrong = std::strerror(errno);
+  }
+  return need;
+}
+
+void examine(const Context& context, const Arguments&) {
+  std::vector<Need> needs;
+  for (const Library& library : kLibraries) needs.push_back(look(library));
+  for (const Place& place : kPlaces) needs.push_back(look(place));
+  for (const auto& special : {look_at_shell, look_at_agent, look_at_notification_service}) needs.push_back(special());
+
+  Table table({{"NEED"}, {"WHAT"}, {"STATE"}, {"BREAKS"}});
+  nlohmann::ordered_json document = {{"needs", nlohmann::ordered_json::array()}};
+  for (const auto& [kind, what, breaks, found, wrong] : needs) {
+    const bool well = wrong.empty();
+    table.row({kind, what, well ? found : wrong, well ? "" : breaks}, well ? Style::kPlain : Style::kAlarm);
+    document["needs"].push_back({{"kind", kind}, {"what", what}, {"well", well}, {"state", well ? found : wrong}});
+    if (!well) document["needs"].back()["breaks"] = breaks;
+  }
+  print_table(context, document, table);
+  const auto missing = std::ranges::count_if(needs, [](const Need& need) { return !need.wrong.empty(); });
+  if (missing > 0) throw Failure(std::to_string(missing) + " of these are missing or wrong");
+}
+
+}  // namespace
+
+Command doctor_command() {
+  return {
+      "doctor", "Look for all that the library needs of the platform, and say what its absence breaks", {}, examine};
+}
+
+}  // namespace coupler::tools
