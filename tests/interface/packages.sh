@@ -66,7 +66,7 @@ quietly cmake --build made
 expect_output made/by-find-package
 
 appliance "$root/usr/bin/couplerctl" firmware report >/dev/null
-for page in "$root"/usr/share/man/man1/*.gz; do man --warnings -l "$page" >/dev/null; done
+for page in couplerctl brantix-appliance; do man --warnings -l "$root/usr/share/man/man1/$page.1.gz" >/dev/null; done
 
 # Stand-ins come last: behind any folder that is told to the loader, and never through the library.
 tail -n 1 "$root"/etc/ld.so.conf.d/zzzz-brantix-stand-ins.conf | grep -qx "/$library/brantix/platform"
