@@ -46,12 +46,13 @@ cd "$work/here"
 PATH=$work/bin:$(dirname -- "$couplerctl"):$folder/../platform:$PATH
 status=0
 
-# fail LINE WHAT [FILE]
+# fail WHAT: what was printed and where
 fail() {
-  echo "$page:$((10#$1)): $2"
-  if [[ ${3-} ]]; then sed 's/^/    /' "$3"; fi
+  echo "$page:$((10#$line)): $1"
+  sed 's/^/    /' "$work/printed"
   status=1
 }
+compile() { "${cc[@]}" "$@" 2>"$work/printed" || fail 'does not compile:'; }
 
 for block in "$work"/blocks/*; do
   line=${block##*/}
@@ -68,23 +69,19 @@ for block in "$work"/blocks/*; do
       ;;
     'output|'*)
       if [[ ! -e $work/printed ]]; then continue; fi
-      diff "$block" "$work/printed" >"$work/difference" || fail "$line" 'prints something else:' "$work/difference"
+      diff "$block" "$work/printed" >"$work/difference" || { mv "$work"/{difference,printed} && fail 'prints something else:'; }
       ;;
     'file: '*)
       name=${mark#file: }
       cp "$block" "$name"
       if [[ $name != *.c ]]; then continue; fi
-      "${cc[@]}" "$name" -o "$work/bin/${name%.c}" "-L$folder" -lbrantix_coupler "-Wl,-rpath,$folder" \
-        "-Wl,-rpath-link,$folder/brantix/platform" 2>"$work/printed" || fail "$line" 'does not compile:' "$work/printed"
+      compile "$name" -o "$work/bin/${name%.c}" "-L$folder" -lbrantix_coupler "-Wl,-rpath,$folder" \
+        "-Wl,-rpath-link,$folder/brantix/platform"
       ;;
-    '|sh')
-      bash -eu -o pipefail "$block" >"$work/printed" 2>&1 || fail "$line" "ends with $?:" "$work/printed"
-      ;;
-    '|c')
-      "${cc[@]}" -fsyntax-only -x c "$block" 2>"$work/printed" || fail "$line" 'does not compile:' "$work/printed"
-      ;;
+    '|sh') bash -eu -o pipefail "$block" >"$work/printed" 2>&1 || fail "ends with $?:" ;;
+    '|c') compile -fsyntax-only -x c "$block" ;;
     '|'*) ;;
-    *) fail "$line" "unknown mark: $mark" ;;
+    *) echo "$mark" >"$work/printed" && fail 'unknown mark:' ;;
   esac
 done
 exit "$status"

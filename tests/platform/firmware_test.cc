@@ -33,12 +33,10 @@ TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOn
     std::string told;
   } rows[] = {
       {"", 2, ""},
-      {"board_type = 3", 3, ""},
-      {"\tboard_type=1 \r\nboot_status = 5\n", 1, ""},
+      {"\tboard_type=1 \r\n", 1, ""},
       {"# board_type = 3\n# bord = 1\n", 2, ""},
-      {"board_type = 1\n\nboard_type = 3\n", 3, ""},
-      {"board_type = seven\n", 2, "platform settings: board_type = seven is no number\n"},
-      {"board_type = seven\n", 2, ""},
+      {"board_type = 1\n\nboard_type = 3", 3, ""},
+      {"board_type = x\nboard_type = seven\n", 2, "platform settings: board_type = seven is no number\n"},
       {"board_type = 3x\n", 3, "platform settings: board_type = 3x is no number\n"},
       {"board_type = 99999999999\n", 2, "platform settings: board_type = 99999999999 is no number\n"},
       {"board_type\n= 3\nbord = 3\nbord = 1\n", 2, "platform settings: no key bord\n"},
@@ -49,18 +47,16 @@ TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOn
     write_file(kSettings, row.text);
     testing::internal::CaptureStderr();
     melskfw_initBrantixDebug(0, 0, 0, nullptr, nullptr);
-    EXPECT_EQ(get_platform_board_type(), row.board);
+    for (int again = 0; again < 2; ++again) EXPECT_EQ(get_platform_board_type(), row.board);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), row.told);
   }
 }
 
 TEST_F(PlatformFirmwareTest, VersionTextStaysWhereItIsAndFollowsItsSetting) {
   const char* version = melskfw_readVersionRommon();
-  EXPECT_STREQ(version, "1.2.3");
-  write_file(kSettings, "rommon_version =\nfpga_version = " + std::string(100, '7'));
+  write_file(kSettings, "rommon_version = " + std::string(100, '7'));
   EXPECT_EQ(melskfw_readVersionRommon(), version);
-  EXPECT_STREQ(version, "");
-  EXPECT_EQ(melskfw_readVersionFpga(), std::string(63, '7'));
+  EXPECT_EQ(version, std::string(63, '7'));
 }
 
 TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheMode) {
