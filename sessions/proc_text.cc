@@ -73,9 +73,13 @@ bool parse_stat(std::string_view file, clikrell::ProcessStatEntry_t& entry) {
   return converted == 20;
 }
 
-bool tells_of_an_end(std::string_view stat_file) {
-  const size_t state = stat_file.rfind(')') + 2;
-  return state >= stat_file.size() || stat_file[state] == 'Z' || stat_file[state] == 'X';
+bool tells_of_an_end(std::string_view file) {
+  constexpr unsigned long kExiting = 4;  // PF_EXITING of the kernel: before the memory goes, and in what is left
+  const Line line(take_line(file, kLine));
+  const size_t name_end = line.view().rfind(')');
+  unsigned long flags = 0;
+  return name_end == std::string_view::npos ||
+         std::sscanf(line.text + name_end + 1, " %*c %*d %*d %*d %*d %*d %lu", &flags) != 1 || (flags & kExiting) != 0;
 }
 
 bool parse_cmdline(std::string_view file, clikrell::ProcessUserEntry_t& entry) {

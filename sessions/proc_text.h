@@ -16,8 +16,8 @@ bool parse_stat(std::string_view file, clikrell::ProcessStatEntry_t& entry);
 bool parse_cmdline(std::string_view file, clikrell::ProcessUserEntry_t& entry);
 bool parse_environ(std::string_view file, clikrell::ProcessUserEntry_t& entry);
 
-/// Whether a "stat" file is of a process that has ended and only waits to be asked how.
-bool tells_of_an_end(std::string_view stat_file);
+/// Whether a "stat" file is of a process that is ending or has ended.
+bool tells_of_an_end(std::string_view file);
 
 /// The whole seconds that "uptime" begins with.
 std::optional<int32_t> parse_uptime(std::string_view file);
