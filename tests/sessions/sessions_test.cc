@@ -1,13 +1,20 @@
+// Snapshots of shells that really run: what is in them, their order, whose handles are refused, threads.
 #include "brantix/sessions.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 
+#include <atomic>
 #include <cstring>
 #include <ctime>
+#include <thread>
 
 #include "brantix/clikrell.hpp"
 #include "support/handle.h"
@@ -24,14 +31,16 @@ using testing::ElementsAre;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
+constexpr const char* kWarning =
+    "Warning: Internal error: getIterator() called for non-null iterator pointer for id: 0";
+
 string session(const string& user, const string& host, const string& tty, pid_t pid) {
   return user + '|' + host + '|' + tty + '|' + std::to_string(pid);
 }
 
-/// Takes a snapshot and walks it with get-next alone.
-std::vector<string> open_sessions() {
+/// Walks a snapshot with get-next alone and frees it.
+std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator) {
   std::vector<string> found;
-  _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
   _SCI_cli_session_s next;
   while (SCI_cli_get_next_session(iterator, &next) == 1) {
     found.push_back(session(next.user, next.host, next.tty, next.pid));
@@ -44,25 +53,14 @@ class SessionsTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!has_own_process_table()) GTEST_SKIP() << "needs a process table of its own";
-    clear_logins();
+    set_logins({});
   }
 };
 
 TEST_F(SessionsTest, NoneIsOpen) {
-  const Shells others(Shells::kOnTerminal, {{"vshx"},
-                                            {"xvsh"},
-                                            {"VSH"},
-                                            {"vsh "},
-                                            {" vsh"},
-                                            {"vsh\n"},
-                                            {"vsh\nvsh"},
-                                            {"(vsh)"},
-                                            {"vsh)"},
-                                            {") S 1 (vsh"},
-                                            {"wytsh2"},
-                                            {"wyts"},
-                                            {"bash", {"vsh"}}});
-  add_login({others.line(), "alice"});
+  const Shells others(Shells::kOnTerminal,
+                      {{"vshx"}, {"xvsh"}, {"VSH"}, {"vsh "}, {"vsh\n"}, {"vsh\nvsh"}, {"(vsh)"}, {") S 1 (vsh"}});
+  set_logins({{others.line(), "alice"}});
   _SCI_cli_session_s record, before;
   std::memset(&record, 'x', sizeof(record));
   before = record;
@@ -74,32 +72,33 @@ TEST_F(SessionsTest, NoneIsOpen) {
   EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0);
   SCI_cli_free_session_iterator(iterator);
   EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(TermProcessInfo::bootTime, -1);
 }
 
 TEST_F(SessionsTest, UserOfAProcess) {
   const Shells shells(Shells::kOnTerminal, {{"vsh", {"-p", "bob"}, {"USER=carol"}},
                                             {"wytsh", {}, {"TERM=x", "USER=", "USER=dora"}},
                                             {"vsh", {"-x", "-p"}, {"USER=erin"}},
-                                            {"vsh", {"-p", ""}, {"USER=fred"}},
                                             {"vsh", {}, {"NOUSER=x"}}});
-  add_login({shells.line(), "alice", "10.0.0.7"});
-  EXPECT_THAT(open_sessions(), ElementsAre(session("bob", "10.0.0.7", shells.tty(), shells.pid(0)),
-                                           session("dora", "10.0.0.7", shells.tty(), shells.pid(1)),
-                                           session("erin", "10.0.0.7", shells.tty(), shells.pid(2)),
-                                           session("fred", "10.0.0.7", shells.tty(), shells.pid(3)),
-                                           session("alice", "10.0.0.7", shells.tty(), shells.pid(4))));
+  set_logins({{shells.line(), "alice", "10.0.0.7"}});
+  const char* const users[] = {"bob", "dora", "erin", "alice"};
+  std::vector<string> expected;
+  for (size_t i = 0; i < 4; ++i) expected.push_back(session(users[i], "10.0.0.7", shells.tty(), shells.pid(i)));
+  EXPECT_EQ(sessions_of(SCI_cli_get_sessions()), expected);
 }
 
 // The terminal with the lower number is taken by the later processes.
-TEST_F(SessionsTest, TerminalsComeByDeviceNumber) {
+TEST_F(SessionsTest, TerminalsComeByDeviceNumberAndProcessesById) {
   auto gone = std::make_unique<Shells>(Shells::kOnTerminal, std::vector<Shell>{{}});
   const Shells high(Shells::kOnTerminal, {{}, {"wytsh"}});
   gone.reset();
   const Shells low(Shells::kOnTerminal, {{}});
   const Shells none(Shells::kWithoutTerminal, {{"vsh", {"-p", "root"}}});
-  add_login({high.line(), "alice", "a.example"});
-  add_login({low.line(), "bob"});
-  EXPECT_THAT(open_sessions(),
+  set_logins({{high.line(), "alice", "a.example"}, {low.line(), "bob"}});
+  _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(SCI_cli_has_next_session(iterator), 1);  // moves nothing, nor does this
+  EXPECT_EQ(SCI_cli_get_next_session(iterator, nullptr), 0);
+  EXPECT_THAT(sessions_of(iterator),
               ElementsAre(session("root", "", "", none.pid(0)), session("bob", "", low.tty(), low.pid(0)),
                           session("alice", "a.example", high.tty(), high.pid(0)),
                           session("alice", "a.example", high.tty(), high.pid(1))));
@@ -108,74 +107,74 @@ TEST_F(SessionsTest, TerminalsComeByDeviceNumber) {
 TEST_F(SessionsTest, LoginRecords) {
   const Shells shells(Shells::kOnTerminal, {{}});
   const string number = shells.line().substr(std::strlen("pts/"));
+  const string wide = "/dev/pts/../pts/../pts/../pts/" + number;
   const struct {
     std::vector<Login> logins;
     string user, host, tty;
   } rows[] = {
-      {{}, "", "", ""},
       {{{shells.line(), "early", "first"}, {shells.line(), "late"}}, "late", "", shells.tty()},
       {{{shells.line(), "here"}, {"pts/97", "elsewhere"}}, "here", "", shells.tty()},
-      {{{shells.line(), "gone", "", 8}}, "", "", ""},  // a dead process
-      {{{number, "short"}}, "short", "", shells.tty()},
-      {{{shells.tty(), "whole"}}, "whole", "", shells.tty()},
-      {{{shells.line(), string(32, 'u'), string(256, 'h')}}, string(32, 'u'), string(255, 'h'), shells.tty()},
-      {{{"/dev/pts/../pts/../pts/../pts/" + number, "wide"}}, "wide", "", "/dev/pts/../pts/../pts/../pts/" + number},
-      {{{"", "nobody"}}, "", "", ""},
+      {{{shells.line(), "gone", "", 8}, {"", "nobody"}}, "", "", ""},  // a dead process
+      {{{shells.tty(), string(32, 'u'), string(256, 'h')}}, string(32, 'u'), string(255, 'h'), shells.tty()},
+      {{{wide, "wide"}}, "wide", "", wide},
   };
   for (const auto& row : rows) {
-    clear_logins();
-    for (const Login& login : row.logins) add_login(login);
-    EXPECT_THAT(open_sessions(), ElementsAre(session(row.user, row.host, row.tty, shells.pid(0))));
+    set_logins(row.logins);
+    EXPECT_THAT(sessions_of(SCI_cli_get_sessions()), ElementsAre(session(row.user, row.host, row.tty, shells.pid(0))));
   }
-}
-
-TEST_F(SessionsTest, NoLoginDatabase) {
-  const Shells shells(Shells::kOnTerminal, {{}});
   std::filesystem::remove("/var/run/utmp");
-  EXPECT_THAT(open_sessions(), ElementsAre(session("", "", "", shells.pid(0))));
-}
-
-TEST_F(SessionsTest, HasNextMovesNothing) {
-  const Shells first(Shells::kOnTerminal, {{}});
-  const Shells second(Shells::kOnTerminal, {{}});
-  _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
-  _SCI_cli_session_s next;
-  for (const Shells* shells : {&first, &second}) {
-    EXPECT_EQ(SCI_cli_has_next_session(iterator), 1);
-    EXPECT_EQ(SCI_cli_get_next_session(iterator, nullptr), 0);
-    EXPECT_EQ(SCI_cli_has_next_session(iterator), 1);
-    EXPECT_EQ(SCI_cli_get_next_session(iterator, &next), 1);
-    EXPECT_EQ(next.pid, shells->pid(0));
-  }
-  EXPECT_EQ(SCI_cli_has_next_session(iterator), 0);
-  SCI_cli_free_session_iterator(iterator);
+  EXPECT_THAT(sessions_of(SCI_cli_get_sessions()), ElementsAre(session("", "", "", shells.pid(0))));
 }
 
 TEST_F(SessionsTest, RefusedHandles) {
   _SCI_cli_session_s record;
-  int elsewhere;
-  auto* const never = reinterpret_cast<_SCI_cli_session_iterator_s*>(&elsewhere);
-  CaptureStdout();
-  EXPECT_EQ(SCI_cli_has_next_session(nullptr), 0);
-  EXPECT_EQ(SCI_cli_get_next_session(nullptr, &record), 0);
-  SCI_cli_free_session_iterator(nullptr);
-  EXPECT_EQ(GetCapturedStdout(),
-            "hasNextSession: Internal error: Invalid null iterator pointer for id: 0"
-            "getNextSession: Internal error: Invalid null iterator pointer for id: 0"
-            "freeSessionIterator: Internal error: Invalid null iterator pointer for id: 0");
-
   CaptureStdout();
   _SCI_cli_session_iterator_s* const replaced = SCI_cli_get_sessions();
-  _SCI_cli_session_iterator_s* const last = SCI_cli_get_sessions();
-  EXPECT_EQ(SCI_cli_has_next_session(replaced), 0);
-  EXPECT_EQ(SCI_cli_get_next_session(never, &record), 0);
-  SCI_cli_free_session_iterator(last);
-  SCI_cli_free_session_iterator(last);
+  _SCI_cli_session_iterator_s* const freed = SCI_cli_get_sessions();
+  EXPECT_EQ(SCI_cli_get_next_session(replaced, &record), 0);
+  SCI_cli_free_session_iterator(freed);
   EXPECT_EQ(GetCapturedStdout(),
-            "Warning: Internal error: getIterator() called for non-null iterator pointer for id: 0"
-            "hasNextSession: Internal error: Invalid iterator pointer for id: 0"
-            "getNextSession: Internal error: Invalid iterator pointer for id: 0"
-            "freeSessionIterator: Internal error: Invalid iterator pointer for id: 0");
+            kWarning + string("getNextSession: Internal error: Invalid iterator pointer for id: 0"));
+  for (_SCI_cli_session_iterator_s* const handle : {freed, static_cast<_SCI_cli_session_iterator_s*>(nullptr)}) {
+    const string end = (handle == nullptr ? ": Internal error: Invalid null" : ": Internal error: Invalid") +
+                       string(" iterator pointer for id: 0");
+    CaptureStdout();
+    EXPECT_EQ(SCI_cli_has_next_session(handle), 0);
+    EXPECT_EQ(SCI_cli_get_next_session(handle, &record), 0);
+    SCI_cli_free_session_iterator(handle);
+    EXPECT_EQ(GetCapturedStdout(), "hasNextSession" + end + "getNextSession" + end + "freeSessionIterator" + end);
+  }
+}
+
+/// Standard output whose reader, at its first message, starts a shell and takes a snapshot of its own.
+struct Meddler {
+  string printed = {};
+  std::unique_ptr<Shells> shell = {};
+  _SCI_cli_session_iterator_s* snapshot = nullptr;
+
+  static ssize_t take(void* self, const char* text, size_t size) {
+    auto& meddler = *static_cast<Meddler*>(self);
+    meddler.printed.append(text, size);
+    if (meddler.shell == nullptr) {
+      meddler.shell = std::make_unique<Shells>(Shells::kWithoutTerminal, std::vector<Shell>{{}});
+      meddler.snapshot = SCI_cli_get_sessions();
+    }
+    return static_cast<ssize_t>(size);
+  }
+};
+
+TEST_F(SessionsTest, WarnsThenReleasesThenScans) {
+  Meddler meddler;
+  SCI_cli_get_sessions();
+  std::FILE* const old_output =
+      std::exchange(stdout, fopencookie(&meddler, "w", {nullptr, Meddler::take, nullptr, nullptr}));
+  setvbuf(stdout, nullptr, _IONBF, 0);
+  _SCI_cli_session_iterator_s* const last = SCI_cli_get_sessions();
+  std::fclose(std::exchange(stdout, old_output));
+  EXPECT_EQ(meddler.printed, kWarning + string(kWarning));
+  EXPECT_NE(meddler.snapshot, last);
+  EXPECT_EQ(SessionIterator::iterators[0], reinterpret_cast<SessionIterator*>(last));
+  EXPECT_THAT(sessions_of(last), ElementsAre(session("", "", "", meddler.shell->pid(0))));
 }
 
 TEST_F(SessionsTest, ScanThatFailsLeavesNoSnapshot) {
@@ -183,135 +182,171 @@ TEST_F(SessionsTest, ScanThatFailsLeavesNoSnapshot) {
   getrlimit(RLIMIT_NOFILE, &files);
   const rlimit none = {0, files.rlim_max};
   CaptureStdout();
-  _SCI_cli_session_iterator_s* const older = SCI_cli_get_sessions();
+  SCI_cli_get_sessions();
   setrlimit(RLIMIT_NOFILE, &none);
   EXPECT_EQ(SCI_cli_get_sessions(), nullptr);
   setrlimit(RLIMIT_NOFILE, &files);
-  EXPECT_EQ(SCI_cli_has_next_session(older), 0);
-  EXPECT_EQ(GetCapturedStdout(),
-            "Warning: Internal error: getIterator() called for non-null iterator pointer for id: 0"
-            "getSessions: Internal error in retrieving sessions"
-            "hasNextSession: Internal error: Invalid iterator pointer for id: 0");
+  EXPECT_EQ(GetCapturedStdout(), kWarning + string("getSessions: Internal error in retrieving sessions"));
   EXPECT_EQ(SessionIterator::iterators[0], nullptr);
 }
 
-class LoginTimeTest : public SessionsTest {
- protected:
-  static int64_t login_time() {
-    _SCI_cli_session_s next = {};
-    _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
-    EXPECT_EQ(SCI_cli_get_next_session(iterator, &next), 1);
-    SCI_cli_free_session_iterator(iterator);
-    return next.loginTime;
-  }
-};
+int64_t login_time() {
+  _SCI_cli_session_s next = {};
+  _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
+  EXPECT_EQ(SCI_cli_get_next_session(iterator, &next), 1);
+  SCI_cli_free_session_iterator(iterator);
+  return next.loginTime;
+}
 
-TEST_F(LoginTimeTest, StartOfTheProcess) {
+TEST_F(SessionsTest, LoginTimeCountsFromTheBootTimeThatIsLearnedOnce) {
   const Shells shells(Shells::kOnTerminal, {{}});
   const auto started = static_cast<double>(std::time(nullptr));
   TermProcessInfo::bootTime = -1;
   EXPECT_NEAR(static_cast<double>(login_time()), started, 5);
-}
+  EXPECT_EQ(TermProcessInfo::clocksPerSec, sysconf(_SC_CLK_TCK));
 
-TEST_F(LoginTimeTest, BootTimeIsLearnedOnce) {
-  const Shells shells(Shells::kOnTerminal, {{}});
   TermProcessInfo::clocksPerSec = 1000;
-  TermProcessInfo::bootTime = 5'000'000;
+  TermProcessInfo::bootTime = 0;
   clikrell::ProcessStatEntry_t stat;
   ASSERT_EQ(SessionIterator::parseStatEntry(shells.pid(0), stat), 0);
-  EXPECT_EQ(login_time(), static_cast<int64_t>(stat.startTime) / 1000 + 5'000'000);
-}
+  EXPECT_EQ(login_time(), static_cast<int64_t>(stat.startTime) / 1000);
 
-TEST_F(LoginTimeTest, NoShellNoBootTime) {
-  TermProcessInfo::bootTime = -1;
-  open_sessions();
-  EXPECT_EQ(TermProcessInfo::bootTime, -1);
-}
-
-TEST_F(LoginTimeTest, UptimeThatTellsNothing) {
-  const Shells shells(Shells::kOnTerminal, {{}});
   TermProcessInfo::bootTime = -1;
   if (mount("/dev/null", "/proc/uptime", nullptr, MS_BIND, nullptr) != 0) GTEST_SKIP() << "may not mount here";
   const time_t before = std::time(nullptr);
   login_time();
   umount("/proc/uptime");
   EXPECT_EQ(TermProcessInfo::upTime, -1);
-  const int64_t boot = TermProcessInfo::bootTime;
-  EXPECT_TRUE(boot > before && boot <= std::time(nullptr) + 1) << boot;
-  login_time();
-  EXPECT_EQ(TermProcessInfo::bootTime, boot);
+  EXPECT_TRUE(TermProcessInfo::bootTime > before && TermProcessInfo::bootTime <= std::time(nullptr) + 1);
 }
 
 TEST_F(SessionsTest, EntriesOfOneProcess) {
   const Shells shells(Shells::kOnTerminal, {{"a) b (c", {"-p", "alice"}, {"USER=bob"}}});
   struct stat terminal;
   ASSERT_EQ(stat(shells.tty().c_str(), &terminal), 0);
-  clikrell::ProcessStatusEntry_t status;
-  clikrell::ProcessStatEntry_t entry;
-  clikrell::ProcessUserEntry_t user;
-  EXPECT_EQ(SessionIterator::parseStatusEntry(shells.pid(0), status), 0);
+  clikrell::ProcessStatusEntry_t status = {};
+  clikrell::ProcessStatEntry_t entry = {};
+  clikrell::ProcessUserEntry_t argument = {}, variable = {};
+  const auto parse = [&](int pid) {
+    return std::vector<int32_t>{
+        SessionIterator::parseStatusEntry(pid, status), SessionIterator::parseStatEntry(pid, entry),
+        SessionIterator::parseCmdlineEntry(pid, argument), SessionIterator::parseEnvEntry(pid, variable)};
+  };
+  EXPECT_THAT(parse(shells.pid(0)), ElementsAre(0, 0, 0, 0));
   EXPECT_EQ(status.tgid, shells.pid(0));
-  EXPECT_EQ(SessionIterator::parseStatEntry(shells.pid(0), entry), 0);
-  EXPECT_STREQ(entry.comm, "a) b (c");
   EXPECT_EQ(entry.ttyNr, static_cast<int32_t>(terminal.st_rdev));
-  EXPECT_EQ(SessionIterator::parseCmdlineEntry(shells.pid(0), user), 0);
-  EXPECT_STREQ(user.user, "alice");
-  EXPECT_EQ(SessionIterator::parseEnvEntry(shells.pid(0), user), 0);
-  EXPECT_STREQ(user.user, "bob");
-  for (const int pid : {-1, 0, 1 << 30}) {
-    std::memset(&user, 'x', sizeof(user));
-    EXPECT_EQ(SessionIterator::parseStatusEntry(pid, status), -1);
-    EXPECT_EQ(SessionIterator::parseStatEntry(pid, entry), -1);
-    EXPECT_EQ(SessionIterator::parseCmdlineEntry(pid, user), -1);
-    EXPECT_STREQ(user.user, "");
-    EXPECT_EQ(SessionIterator::parseEnvEntry(pid, user), -1);
-  }
+  EXPECT_EQ(entry.comm + string("|") + argument.user + '|' + variable.user, "a) b (c|alice|bob");
+  EXPECT_THAT(parse(1 << 30), ElementsAre(-1, -1, -1, -1));
+  EXPECT_EQ(string(entry.comm) + argument.user + variable.user, "");
 }
 
 TEST_F(SessionsTest, DeviceOfATerminalLine) {
   const Shells shells(Shells::kOnTerminal, {{}});
-  const string number = shells.line().substr(std::strlen("pts/"));
-  const ScratchDirectory scratch;
-  write_file(scratch / "file", "");
+  const string number = shells.line().substr(std::strlen("pts/")), file = "/dev/tty" + number;
   struct stat terminal;
   ASSERT_EQ(stat(shells.tty().c_str(), &terminal), 0);
+  write_file(file, "");
   const auto pts = static_cast<int32_t>(terminal.st_rdev);
   const auto null = static_cast<int32_t>(makedev(1, 3));
   const struct {
-    string line;
+    const string line;
     unsigned size;
     int32_t device;
     string path;
   } rows[] = {
-      {"null", 32, null, "/dev/null"},
-      {"null", 9, -1, ""},  // its path does not fit
-      {"null", 0, -1, ""},
-      {"/dev/null", 32, null, "/dev/null"},
+      {"null", 10, null, "/dev/null"},
+      {"null", 9, -1, "/dev/pts"},  // its path does not fit
+      {"null", 0, -1, "####"},
       {"/dev/null", 6, null, "/dev/"},
       {"/null", 32, null, "/dev//null"},
       {shells.line(), 32, pts, shells.tty()},
-      {number, 32, pts, shells.tty()},
-      {scratch / "file", 64, 0, scratch / "file"},
-      {"no such line", 32, -1, ""},
-      {string(300, 'x'), 32, -1, ""},
+      {number, 32, 0, file},
+      {"s/" + number, 32, -1, "/dev/pts/s/" + number},
+      {"no such line", 32, -1, "/dev/pts/no such line"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.line);
-    char path[65];
-    std::memset(path, '#', sizeof(path));
-    EXPECT_EQ(SessionIterator::ttyToDevNum(row.line.c_str(), path, row.size), row.device);
-    if (row.device != -1) {
-      EXPECT_STREQ(path, row.path.c_str());
-    }
-    EXPECT_EQ(path[row.size], '#');
+    char path[64] = "####";
+    EXPECT_EQ(SessionIterator::ttyToDevNum(row.line.c_str(), path, row.size), row.device) << row.line;
+    EXPECT_EQ(path, row.path);
   }
-  write_file("/dev/tty" + number, "");
+  std::filesystem::remove(file);
   char path[32];
-  EXPECT_EQ(SessionIterator::ttyToDevNum(number.c_str(), path, sizeof(path)), 0);
-  EXPECT_EQ(path, "/dev/tty" + number);
-  std::filesystem::remove("/dev/tty" + number);
+  EXPECT_EQ(SessionIterator::ttyToDevNum(number.c_str(), path, sizeof(path)), pts);
   EXPECT_EQ(SessionIterator::ttyToDevNum(nullptr, path, sizeof(path)), -1);
   EXPECT_EQ(SessionIterator::ttyToDevNum("null", nullptr, 0), -1);
+}
+
+/// Processes named "vsh" that come and go as fast as they can, and whose environment names a user.
+class Passers {
+ public:
+  Passers() : parent_(fork()) {
+    if (parent_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::strcpy(environ[0], "USER=u");  // in place: the memory that the kernel shows
+    for (;;) {
+      const pid_t child = fork();
+      if (child == 0) {
+        prctl(PR_SET_NAME, "vsh");
+        _exit(0);
+      }
+      waitpid(child, nullptr, 0);
+    }
+  }
+  ~Passers() {
+    kill(parent_, SIGKILL);
+    waitpid(parent_, nullptr, 0);
+  }
+
+ private:
+  const pid_t parent_;
+};
+
+// Every thread takes, walks and frees, also what the others took: the handle of the last one is anyone's. No process is
+// listed without its user because it ended meanwhile.
+TEST_F(SessionsTest, ThreadsTakeWalkAndFreeAtOnce) {
+  const Shells shells(Shells::kOnTerminal, {{"vsh", {"-p", "alice"}}, {"wytsh", {"-p", "alice"}}});
+  const Passers passers;
+  std::atomic<_SCI_cli_session_iterator_s*> shared = nullptr;
+  std::atomic<int> handed_out = 0, damaged = 0;
+  const auto run = [&] {
+    for (int round = 0; round < 500; ++round) {
+      shared = SCI_cli_get_sessions();
+      for (const string& found : sessions_of(shared)) {
+        const bool alice =
+            found == session("alice", "", "", shells.pid(0)) || found == session("alice", "", "", shells.pid(1));
+        if (alice) ++handed_out;
+        if (!alice && !found.starts_with("u||")) ++damaged;
+      }
+    }
+  };
+  CaptureStdout();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back(run);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(GetCapturedStdout().find('\n'), string::npos);
+  EXPECT_GT(handed_out, 0);
+  EXPECT_EQ(damaged, 0);
+}
+
+TEST_F(SessionsTest, ACancelledThreadFinishesItsCall) {
+  const Shells shells(Shells::kOnTerminal, {{}});
+  _SCI_cli_session_s record = {};
+  pthread_t thread;
+  void* result = nullptr;
+  const auto run = [](void* filled) -> void* {
+    pthread_cancel(pthread_self());
+    { const coupler::Descriptor closed(::dup(0)); }
+    _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
+    SCI_cli_get_next_session(iterator, static_cast<_SCI_cli_session_s*>(filled));
+    SCI_cli_free_session_iterator(iterator);
+    SCI_cli_free_session_iterator(nullptr);
+    pthread_testcancel();
+    return filled;
+  };
+  ASSERT_EQ(pthread_create(&thread, nullptr, run, &record), 0);
+  pthread_join(thread, &result);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_EQ(record.pid, shells.pid(0));
 }
 
 }  // namespace

@@ -1,23 +1,23 @@
+// Runs the machine's own shell under the names of CLI shells.
 #include "tests/sessions/shells.h"
 
-#include <fcntl.h>
-#include <limits.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utmpx.h>
+#include <utmp.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "tests/common/files.h"
 
 namespace coupler::test {
 namespace {
+
+constexpr int kReport = 3;
 
 std::vector<char*> words(const std::vector<std::string>& texts) {
   std::vector<char*> result;
@@ -26,18 +26,12 @@ std::vector<char*> words(const std::vector<std::string>& texts) {
   return result;
 }
 
-constexpr int kReady = 3, kStarted = 4;
-
-/// Becomes the program "idle" under the shell's name; the kernel takes a command's name from the path it was run by.
-[[noreturn]] void become(const Shell& shell, const std::string& directory) {
-  std::vector<std::string> arguments = {shell.name};
+/// Becomes a shell that reports its id and stops. The kernel takes a command's name from the path it was run by.
+[[noreturn]] void become(const Shell& shell, const std::string& path) {
+  std::vector<std::string> arguments = {shell.name, "-c", "echo $$ >&3; kill -STOP $$", shell.name};
   arguments.insert(arguments.end(), shell.arguments.begin(), shell.arguments.end());
-  ::execve((directory + "/" + shell.name).c_str(), words(arguments).data(), words(shell.environment).data());
+  ::execve(path.c_str(), words(arguments).data(), words(shell.environment).data());
   ::_exit(1);
-}
-
-std::filesystem::path idle_program() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "sessions_idle";
 }
 
 void end(pid_t pid) {
@@ -59,39 +53,32 @@ bool has_own_process_table() {
 }
 
 Shells::Shells(Where where, const std::vector<Shell>& shells) {
-  ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // the shells are the leader's children, but to be waited for here
   const ScratchDirectory directory;
+  int report[2];
+  char name[64] = "";
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // what the leader leaves is waited for here
+  if (::pipe(report) != 0) std::abort();
   for (const Shell& shell : shells) {
-    const std::string link = directory / shell.name;
-    if (!std::filesystem::is_symlink(link)) std::filesystem::create_symlink(idle_program(), link);
+    if (::symlink("/bin/sh", (directory / shell.name).c_str()) != 0 && errno != EEXIST) std::abort();
   }
-  int ready[2], started[2];
-  if (::pipe2(ready, O_CLOEXEC) != 0 || ::pipe2(started, O_CLOEXEC) != 0) std::abort();
-  char name[PATH_MAX] = "";
   leader_ = where == kOnTerminal ? ::forkpty(&terminal_, name, nullptr, nullptr) : ::fork();
   if (leader_ == 0) {
     if (where == kWithoutTerminal) ::setsid();
-    ::dup2(ready[1], kReady);
-    ::dup2(started[1], kStarted);
-    ::close_range(kStarted + 1, ~0u, 0);  // what keeps other terminals open
+    ::dup2(report[1], kReport);
+    ::close_range(kReport + 1, ~0u, 0);  // what keeps other terminals open
     for (const Shell& shell : shells) {
-      const pid_t pid = ::fork();
-      if (pid == 0) become(shell, directory.path());
-      if (::write(kStarted, &pid, sizeof(pid)) != sizeof(pid)) ::_exit(1);
+      if (::fork() == 0) become(shell, directory / shell.name);
     }
     for (;;) ::pause();
   }
-  ::close(ready[1]);
-  ::close(started[1]);
-  for (size_t i = 0; i < shells.size(); ++i) {
-    pid_t pid = 0;
-    char byte;
-    if (::read(started[0], &pid, sizeof(pid)) != sizeof(pid) || ::read(ready[0], &byte, 1) != 1) std::abort();
-    pids_.push_back(pid);
+  ::close(report[1]);
+  std::FILE* const reports = ::fdopen(report[0], "r");
+  for (int pid; pids_.size() < shells.size(); pids_.push_back(pid)) {
+    if (std::fscanf(reports, "%d", &pid) != 1) std::abort();
   }
-  ::close(ready[0]);
-  ::close(started[0]);
-  if (where == kOnTerminal) line_ = std::string(name).substr(std::strlen("/dev/"));
+  std::fclose(reports);
+  std::sort(pids_.begin(), pids_.end());
+  tty_ = name;
 }
 
 Shells::~Shells() {
@@ -100,19 +87,16 @@ Shells::~Shells() {
   if (terminal_ != -1) ::close(terminal_);
 }
 
-void clear_logins() { std::ofstream("/var/run/utmp", std::ios::trunc); }
-
-void add_login(const Login& login) {
-  static int next_id = 0;
-  utmpx record = {};
-  record.ut_type = login.type;
-  fill(record.ut_id, std::to_string(next_id++));
-  fill(record.ut_line, login.line);
-  fill(record.ut_user, login.user);
-  fill(record.ut_host, login.host);
-  ::setutxent();
-  ::pututxline(&record);
-  ::endutxent();
+void set_logins(const std::vector<Login>& logins) {
+  std::ofstream database(_PATH_UTMP, std::ios::trunc);
+  for (const Login& login : logins) {
+    utmp record = {};
+    record.ut_type = login.type;
+    fill(record.ut_line, login.line);
+    fill(record.ut_user, login.user);
+    fill(record.ut_host, login.host);
+    database.write(reinterpret_cast<const char*>(&record), sizeof(record));
+  }
 }
 
 }  // namespace coupler::test

@@ -1,3 +1,4 @@
+// CLI shells that really run, and the login records beside them.
 #pragma once
 
 #include <sys/types.h>
@@ -17,7 +18,7 @@ struct Shell {
   std::vector<std::string> environment = {};
 };
 
-/// Processes that really run, in the order of their ids, until this object goes.
+/// Processes in the order of their ids, until this object goes.
 class Shells {
  public:
   enum Where { kOnTerminal, kWithoutTerminal };
@@ -28,19 +29,17 @@ class Shells {
   Shells& operator=(const Shells&) = delete;
 
   pid_t pid(size_t index) const { return pids_.at(index); }
+  /// The terminal's device, such as "/dev/pts/0".
+  const std::string& tty() const { return tty_; }
   /// The terminal as utmp names it, such as "pts/0".
-  const std::string& line() const { return line_; }
-  std::string tty() const { return line_.empty() ? "" : "/dev/" + line_; }
+  std::string line() const { return tty_.substr(sizeof("/dev/") - 1); }
 
  private:
   int terminal_ = -1;
-  std::string line_;
+  std::string tty_;
   pid_t leader_;
   std::vector<pid_t> pids_;
 };
-
-/// Leaves the utmp database empty.
-void clear_logins();
 
 struct Login {
   std::string line;
@@ -48,7 +47,7 @@ struct Login {
   std::string host = "";
   short type = 7;
 };
-/// Adds a record to the utmp database.
-void add_login(const Login& login);
+/// Makes these the only records of the login database.
+void set_logins(const std::vector<Login>& logins);
 
 }  // namespace coupler::test
