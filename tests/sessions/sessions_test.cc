@@ -339,13 +339,13 @@ TEST_F(SessionsTest, ACancelledThreadFinishesItsCall) {
     _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
     SCI_cli_get_next_session(iterator, static_cast<_SCI_cli_session_s*>(filled));
     SCI_cli_free_session_iterator(iterator);
-    SCI_cli_free_session_iterator(nullptr);
-    pthread_testcancel();
-    return filled;
+    int state = PTHREAD_CANCEL_DISABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    return state == PTHREAD_CANCEL_ENABLE ? filled : nullptr;
   };
   ASSERT_EQ(pthread_create(&thread, nullptr, run, &record), 0);
   pthread_join(thread, &result);
-  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_EQ(result, &record);
   EXPECT_EQ(record.pid, shells.pid(0));
 }
 
