@@ -62,7 +62,7 @@ class OutputFileTest : public testing::Test {
 
 TEST_F(OutputFileTest, AppearsWhenCommittedInPlaceOfAnOlderOne) {
   const mode_t mask = ::umask(027);
-  for (const mode_t mode : {0640, 0604}) {  // that of a new file, then the older one's
+  for (const mode_t mode : {0640U, 0604U}) {  // that of a new file, then the older one's
     OutputFile file(path_.c_str());
     ASSERT_TRUE(file.write("abc", 3));
     EXPECT_EQ(names_in(directory_.path()), mode == 0640 ? "" : ".out.unfinished out");
