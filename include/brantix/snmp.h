@@ -16,6 +16,9 @@
  * Destinations and users are also kept in lists in memory, empty at load, never rebuilt from the agent's files. A null
  * text or record is logged at critical and makes the operation fail before anything runs or changes. A text that fills
  * its field without a terminator is cut by its last character.
+ *
+ * The lists are not locked. The configuration file is, by flock(2) on its directory: a change that has waited for another
+ * for 5 seconds fails, with a line at critical, as does one that could not be written; the file is then as before.
  */
 
 BRANTIX_BEGIN_C
