@@ -4,9 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "brantix/snmp.h"
+#include "support/text.h"
 #include "tests/common/appliance.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
@@ -16,8 +17,14 @@ namespace coupler::test {
 
 inline const std::string kConfig = "/etc/snmp/snmpd.conf";
 inline const std::string kNewConfig = kConfig + ".new";
+inline const std::string kState = "/var/lib/net-snmp/snmpd.conf";
 inline const std::string kScripts = "/opt/tolm-mgmt-scripts/";
 inline const std::string kHostCount = "/opt/quorva/config/platform/snmp_trap_host_count";
+
+inline void write_script(const std::string& name, const std::string& script) {
+  write_file(kScripts + name, "#!/bin/sh\n" + script);
+  std::filesystem::permissions(kScripts + name, std::filesystem::perms::all);
+}
 
 /// The agent's files and scripts, fresh for each test; the scripts write down their names and arguments.
 class AgentFiles : public testing::Test {
@@ -27,20 +34,36 @@ class AgentFiles : public testing::Test {
     std::filesystem::remove("/tmp/ran");
     write_file(kConfig, "");
     for (const char* name : {"tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user"}) {
-      write_file(kScripts + name, "#!/bin/sh\n{ printf %s \"${0##*/}\"; printf ' [%s]' \"$@\"; echo; } >>/tmp/ran\n");
-      std::filesystem::permissions(kScripts + name, std::filesystem::perms::all);
+      write_script(name, "{ printf %s \"${0##*/}\"; printf ' [%s]' \"$@\"; echo; } >>/tmp/ran\n");
     }
   }
   ~AgentFiles() override {
     forced_status = 0;
-    for (const std::string& name : hosts()) {
-      write_file(kConfig, "trapsink " + name + "\n");
-      SCI_DeleteSnmpHostV3(name.c_str());
-    }
-    for (const std::string& name : users()) SCI_DeleteSnmpUser(name.c_str(), nullptr);
-    forced_status.reset();
     failing.clear();
+    for (std::string names = hosts(); !names.empty(); names = hosts()) {
+      write_file(kConfig, "trapsink " + names + "\n");
+      SCI_DeleteSnmpHostV3(names.substr(0, names.find(' ')).c_str());
+    }
+    for (std::string names = users(); !names.empty(); names = users()) {
+      SCI_DeleteSnmpUser(names.substr(0, names.find(' ')).c_str(), nullptr);
+    }
+    forced_status.reset();
     take_commands();
+  }
+
+  /// What an operation has done since the last call: its status, its log lines, and the commands that it ran. Line ends
+  /// inside log lines are shown as \n.
+  std::string did(int status) {
+    std::string text = std::to_string(status) + "\n";
+    for (const std::string& line : log_.take_lines()) {
+      for (const char c : line) text += c == '\n' ? "\\n" : std::string(1, c);
+      text += '\n';
+    }
+    return text + take_commands();
+  }
+  std::string last_line(int status) {
+    const std::string text = did(status);
+    return text.substr(text.rfind('\n', text.size() - 2) + 1);
   }
 
   /// What the scripts were given since the last call.
@@ -50,41 +73,29 @@ class AgentFiles : public testing::Test {
     return text;
   }
 
-  static std::vector<std::string> hosts() {
+  static std::string hosts() {
     SCI_snmp_host_s found[16];
     unsigned count = 99;
     EXPECT_EQ(SCI_GetSnmpHostsV3(found, &count, 0), 0);
-    std::vector<std::string> names;
-    for (unsigned i = 0; i < count; ++i) names.emplace_back(found[i].server_addr);
-    return names;
+    return joined(found, count, &SCI_snmp_host_s::server_addr);
   }
-
-  static std::vector<std::string> users() {
+  static std::string users() {
     SCI_snmp_user_s found[16];
     unsigned count = 99;
     EXPECT_EQ(SCI_GetSnmpUsers(found, &count), 0);
-    std::vector<std::string> names;
-    for (unsigned i = 0; i < count; ++i) names.emplace_back(found[i].username);
-    return names;
+    return joined(found, count, &SCI_snmp_user_s::username);
   }
 
-  static SCI_snmp_user_s user(const std::string& name, const std::string& password, const std::string& priv_pass,
+  /// Fields that are too small for their text are filled without its end.
+  static SCI_snmp_user_s user(std::string_view name, std::string_view password, std::string_view priv_pass,
                               int auth_type, int priv_type) {
-    SCI_snmp_user_s made{};
+    SCI_snmp_user_s made{{}, {}, {}, auth_type, priv_type};
     name.copy(made.username, sizeof(made.username));
     password.copy(made.password, sizeof(made.password));
     priv_pass.copy(made.priv_pass, sizeof(made.priv_pass));
-    made.auth_type = auth_type;
-    made.priv_type = priv_type;
     return made;
   }
-
-  static int set_user(const SCI_snmp_user_s& made) {
-    char error[25];
-    return SCI_SetSnmpUser(&made, error);
-  }
-
-  static SCI_snmp_host_s host(const std::string& address, const std::string& community, int port, int version,
+  static SCI_snmp_host_s host(std::string_view address, std::string_view community, int port, int version,
                               int level = 0, int notify = SCI_SNMP_TRAP) {
     SCI_snmp_host_s made{{}, {}, port, version, level, notify};
     address.copy(made.server_addr, sizeof(made.server_addr));
@@ -92,7 +103,20 @@ class AgentFiles : public testing::Test {
     return made;
   }
 
+  char error_[25] = "old";
+  int set_user(const SCI_snmp_user_s& made) { return SCI_SetSnmpUser(&made, error_); }
+  int delete_user(const std::string& name) { return SCI_DeleteSnmpUser(name.c_str(), error_); }
   static int set_host(const SCI_snmp_host_s& made) { return SCI_SetSnmpHostV3(&made); }
+
+  LogCapture log_;
+
+ private:
+  template <typename Record, size_t N>
+  static std::string joined(const Record* records, unsigned count, char (Record::*field)[N]) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) text += std::string(i > 0, ' ') + records[i].*field;
+    return text;
+  }
 };
 
 }  // namespace coupler::test
