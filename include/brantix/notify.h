@@ -1,3 +1,4 @@
+// Syslog settings and messages, and SNMP notifications.
 #pragma once
 
 #include <stddef.h>

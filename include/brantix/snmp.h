@@ -1,3 +1,4 @@
+// The SNMP agent's service, destinations, users, communities, contact and location.
 #pragma once
 
 #include <stddef.h>
@@ -17,8 +18,9 @@
  * text or record is logged at critical and makes the operation fail before anything runs or changes. A text that fills
  * its field without a terminator is cut by its last character.
  *
- * The lists are not locked. The configuration file is, by flock(2) on its directory: a change that has waited for another
- * for 5 seconds fails, with a line at critical, as does one that could not be written; the file is then as before.
+ * The lists are not locked. The configuration file is, by flock(2) on its directory: a change that has waited for
+ * another for 5 seconds fails, with a line at critical, as does one that could not be written; the file is then as
+ * before.
  */
 
 BRANTIX_BEGIN_C
