@@ -32,7 +32,7 @@ std::optional<std::string_view> LineReader::next_line() {
   while (in_line_ && next_piece()) {
   }
   const auto piece = next_piece();
-  return piece ? std::optional(up_to(*piece, std::string_view("", 1))) : std::nullopt;
+  return piece ? std::optional(up_to(*piece, std::string_view("\0", 1))) : std::nullopt;
 }
 
 }  // namespace coupler
