@@ -1,0 +1,318 @@
+// What the appliance tells of the firmware it has: versions, the fitted drive, the boot loader's images.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include "brantix/container.h"
+#include "brantix/firmware.h"
+#include "firmware/fitted_ssd.h"
+#include "firmware/package_version.h"
+#include "support/handle.h"
+#include "support/text.h"
+#include "tests/common/appliance.h"
+#include "tests/common/log_capture.h"
+
+namespace {
+std::string commands;  // one a line
+}  // namespace
+
+/// Hides that of the C library, notes the command and runs it.
+extern "C" __attribute__((visibility("default"))) int system(const char* command) {
+  commands.append(command).append("\n");
+  return reinterpret_cast<decltype(&system)>(dlsym(RTLD_NEXT, "system"))(command);
+}
+
+namespace coupler::firmware {
+namespace {
+
+using testing::ElementsAre;
+
+const std::string kAtLoad[] = {gmSystemVersion, gmNpuVersion, gmBiosVersion, gmBrantixMgrVersion};
+
+class ReportsTest : public test::ApplianceTest {
+ protected:
+  void ask() {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(SCI_readCurrentFirmwareVersions(&report_), 0);
+    printed_ = testing::internal::GetCapturedStdout();
+  }
+
+  test::LogCapture log_;
+  FirmwareInfo report_ = {};
+  std::string printed_;
+};
+
+struct VersionFile {
+  const char* (*query)();
+  char (&version)[65];
+  const char* path;
+};
+const VersionFile kBios{SCI_getFirmwareVersion, gmBiosVersion, "/etc/firmware_version.txt"},
+    kNpu{SCI_getKickstartVersion, gmNpuVersion, "/opt/quorva/npu/version.txt"},
+    kSystem{SCI_getSystemVersion, gmSystemVersion, "/etc/version.txt"};
+
+TEST_F(ReportsTest, VersionsComeFromTheirFiles) {
+  EXPECT_THAT(kAtLoad, ElementsAre("Unknown", "88.88(88.888888)", "Unknown", "Unknown"));
+  const std::string label = "rommon version: ", full(64, 'v');
+  const struct {
+    const VersionFile& file;
+    std::string content;
+    std::string version;
+  } rows[] = {
+      {kBios, "bios version: 9\n rommon version: 8\n" + label + "1.0.12\n" + label + "7\n", "1.0.12"},
+      {kBios, label, "old"},  // at least the line's end must follow
+      {kBios, label + "\n", ""},
+      {kBios, "Rommon version: 1.0.12\n", "old"},
+      {kBios, label + "%s%n", "%s%n"},
+      {kBios, label + full + "w\n", full},
+      {kSystem, "label 2.3.1.58\nother 9\n", "2.3.1.58"},
+      {kSystem, "label  2 3 \n", " 2 3 "},
+      {kSystem, "label\nlabel 2\n", "old"},
+      {kSystem, "", "old"},
+      {kSystem, "label " + full + "w\n", full},
+      {kNpu, "label 88.1\n", "88.1"},
+  };
+  set("board_type", "1");
+  for (const auto& row : rows) {
+    test::write_file(row.file.path, row.content);
+    Text(row.file.version).copy("old");
+    EXPECT_EQ(row.file.query(), row.version) << row.content;
+    EXPECT_EQ(row.file.version, row.version);
+    std::filesystem::remove(row.file.path);
+    Text(row.file.version).copy("old");
+    EXPECT_STREQ(row.file.query(), "old");
+  }
+  for (const char* board : {"0", "2", "3", "4"}) {
+    set("board_type", board);
+    Text(gmNpuVersion).copy("old");
+    EXPECT_STREQ(SCI_getKickstartVersion(), "") << "there is no such unit on board " << board;
+  }
+  EXPECT_STREQ(SCI_getKickstartSwid(), "swid-kv3x-npu");
+  EXPECT_STREQ(SCI_getSystemSwid(), "swid-kv3x-system");
+  char* copy = SCI_getBiosVersion();
+  Text(gmBiosVersion).copy("later");
+  EXPECT_STREQ(copy, "old") << "it is the caller's own";
+  std::free(copy);
+}
+
+TEST_F(ReportsTest, CurrentVersionsFollowTheBoard) {
+  const struct {
+    const char *board, *ssd_present, *pseq, *package, *ssd_version, *ssd_model, *printed;
+  } rows[] = {
+      {"1", "yes", "2.5", "123.0108.0205", "N/A", "N/A", ""},
+      {"1", "yes", "2.5.1", "123.", "N/A", "N/A", "invalid 23\n"},
+      {"2", "yes", "2.5.1", "123.0108", "HXT7404Q\n", "QRV_MZ240HBLS\n", ""},
+      {"3", "yes", "2.5", "123.0108", "HXT7404Q\n", "QRV_MZ240HBLS\n", ""},
+      {"2", "no", "2.5", "123.0108", "", "", ""},
+      {"4", "yes", "2.5", "123.", "N/A", "N/A", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.board) + " " + row.ssd_present);
+    set("board_type", row.board);
+    set("ssd_present", row.ssd_present);
+    set("pseq_version", row.pseq);
+    ask();
+    EXPECT_THAT((std::vector<std::string>{report_.packageVersion, report_.rommonVersion, report_.fpgaVersion,
+                                          report_.pseqVersion, report_.ssdVersion, report_.ssdModel, printed_}),
+                ElementsAre(row.package, "1.2.3", "1.08.00", row.pseq, row.ssd_version, row.ssd_model, row.printed));
+  }
+}
+
+TEST_F(ReportsTest, DriveIsAskedAfreshAndItsAnswerStays) {
+  set("ssd_model", "XM MZ7 LH240");
+  set("ssd_revision", std::string(80, 'r'));
+  ask();
+  EXPECT_EQ(report_.ssdVersion, std::string(63, 'r'));
+  EXPECT_STREQ(report_.ssdModel, "XMMZ7LH240\n");
+  set("ssd_revision", "B");
+  commands.clear();
+  ask();
+  EXPECT_STREQ(report_.ssdVersion, "B\n");
+  EXPECT_EQ(test::read_file(kSsdReport), "B\nXMMZ7LH240\n");
+  EXPECT_EQ(commands,
+            "fdisk -l | grep /dev/sda &>/dev/null\n"
+            "/sbin/hdparm -I /dev/sda | /bin/grep 'Firmware Revision:' | /usr/bin/awk -F':' '{print $2}' | "
+            "/usr/bin/tr -d '[:blank:]' > /tmp/ssd_fwInfo; /sbin/hdparm -I /dev/sda | /bin/grep 'Model "
+            "Number:' | /usr/bin/awk -F':' '{print $2}' | /usr/bin/tr -d '[:blank:]' >> /tmp/ssd_fwInfo\n");
+}
+
+TEST_F(ReportsTest, StatesAreBytesAndOtherFieldsStay) {
+  set("boot_status", "-7");
+  set("fpga_version", "00");
+  const char* states[] = {"256", "255", "-1", "3"};
+  for (int i = 0; i < 4; ++i) set("upgrade_state_" + std::to_string(i), states[i]);
+  Text(report_.lanSpiVersion).copy("1.1");
+  Text(report_.imageList[7]).copy("fw.img");
+  report_.imageCount = 9;
+  report_.ssdMatched = 1;
+  ask();
+  EXPECT_THAT(report_.upgradeState, ElementsAre(0, 255, 255, 3));
+  EXPECT_EQ(report_.bootStatus, -7);
+  EXPECT_STREQ(report_.packageVersion, "");
+  EXPECT_STREQ(report_.lanSpiVersion, "1.1");
+  EXPECT_STREQ(report_.imageList[7], "fw.img");
+  EXPECT_EQ(report_.imageCount, 9);
+  EXPECT_EQ(report_.ssdMatched, 1);
+  EXPECT_THAT(log_.take_lines(), ElementsAre("info SCI_readCurrentFirmwareVersions|INFO: status -7\n"));
+}
+
+TEST(PackageVersionTest, FollowsTheBoard) {
+  const std::string full(63, '7');
+  const struct {
+    int board;
+    std::string rommon, fpga, pseq, package;
+    bool valid = true;
+  } rows[] = {
+      {1, "1.2.3", "1.08.00", "2.5", "123.0108.0205"},
+      {1, "1.2.3", "1.08.00", "123.-5", "123.0108.123-5"},
+      {1, "1.2.3", "1..00", ".", "123.0100.0000"},
+      {1, "1.2.3", "1.08.00", "2", "123.", false},
+      {1, "1.2.3", "1.08.00", "2.5.1", "123.", false},
+      {1, "1.2.3", "1.8.9.1.2.3", "2.5", "123.", false},
+      {1, "1.2.3", "9999999999.00", "-9999999999.1.2", "123.2147483647-2147483648.0102"},
+      {2, "1.2.3", "2.03.00", "2.5", "123.0203"},
+      {3, "1.2.3", "12.345.00", "2.5", "123.12345"},
+      {2, "1.2.3", "2.3.4.00", "2.5", "123.0203"},
+      {2, "1.2.3", "20300", "2.5", "123."},
+      {2, "1.2.3", "x.y00", "", "123.0000"},
+      {4, "1.2.3", "2.03.00", "2.5", "123."},
+      {0, "", "2.03.00", "2.5", "."},
+      {1, "1.2.3", "00", "2.5", ""},
+      {2, "1.2.3", "", "2.5", ""},
+      {2, full, "2.03.00", "", full},
+      {2, full.substr(3), "2.03.00", "", full.substr(3) + ".02"},
+      {1, "1", full.substr(2) + "00", "1.2.3.4", "1.", false},
+  };
+  for (const auto& row : rows) {
+    char package[64] = "old";
+    const bool valid =
+        compose_package_version(row.board, row.rommon.c_str(), row.fpga.c_str(), row.pseq.c_str(), package);
+    EXPECT_EQ(valid, row.valid) << row.board << " " << row.fpga << " " << row.pseq;
+    EXPECT_EQ(package, row.package) << row.board << " " << row.fpga << " " << row.pseq;
+  }
+}
+
+TEST_F(ReportsTest, FittedSsdIsTheLastWordOfTheSecondLine) {
+  const std::string before = "before and longer";
+  const std::pair<const char*, std::string> rows[] = {
+      {"HXT7404Q\nXM_MZ7LH240 HBLS\n", "HBLS"},
+      {"HXT7404Q\nMZ240\n", "MZ240"},
+      {"HXT7404Q\n_XM__MZ7 _\n", "MZ7"},
+      {"HXT7404Q\nXM_ABCDEFGHIJKLMNOPQRSTUVWXYZ\n", "ABCDEFGHIJKLMNOPQRSTUVW"},
+      {"HXT7404Q\nMZ240", "MZ24"},  // the last character is the line's end, whatever it is
+      {"HXT7404Q\n_ _\n", before},
+      {"HXT7404Q\n\n", before},
+      {"HXT7404Q\n", before},
+      {"", before},
+  };
+  for (auto [report, model] : rows) {
+    test::write_file(kSsdReport, report);
+    Text(equipped_ssd_model_num).fill(before);
+    get_equipped_ssd_modelNumber();
+    model.resize(sizeof(equipped_ssd_model_num));
+    EXPECT_EQ(std::string(equipped_ssd_model_num, sizeof(equipped_ssd_model_num)), model) << report;
+  }
+  std::filesystem::remove(kSsdReport);
+  get_equipped_ssd_modelNumber();
+  EXPECT_EQ(equipped_ssd_model_num, before);
+}
+
+constexpr const char* kMissing = nullptr;
+constexpr char kSocket[] = "socket";  // is there, and cannot be opened
+constexpr const char* kMarkers[] = {"/mnt/boot/.boot_string", "/mnt/boot/.boot_npu", "/mnt/boot/.boot_brantixmgr"};
+
+void place(const char* path, const char* content) {
+  std::filesystem::remove(path);
+  if (content == kMissing) return;
+  if (content != kSocket) return test::write_file(path, content);
+  const Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM, 0));
+  sockaddr_un address{AF_UNIX, ""};
+  Text(address.sun_path).copy(path);
+  ASSERT_EQ(::bind(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+}
+
+class BootNamesTest : public ReportsTest {
+ protected:
+  /// Asks where the markers have these contents. @return the images, then the detail
+  std::vector<std::string> ask(const char* boot_string, const char* npu, const char* management) {
+    place(kMarkers[0], boot_string);
+    place(kMarkers[1], npu);
+    place(kMarkers[2], management);
+    for (Text field : {Text(names_.reserved), Text(names_.managementDetail), Text(message_)}) field.copy("-");
+    result_ = SCI_getBootloaderSysNames(&names_, message_);
+    return {names_.bootStringImage, names_.npuImage, names_.managementImage, names_.managementDetail};
+  }
+
+  BootloaderSysNames names_ = {};
+  char message_[256] = "";
+  int32_t result_ = 0;
+};
+
+TEST_F(BootNamesTest, FailuresAreToldInTheirOrder) {
+  constexpr const char *kAccess = "access file ", *kOpen = "open file ", *kRead = "read the file ", *kNone = nullptr;
+  const struct {
+    const char* contents[3];
+    const char* failures[3];
+    const char* detail;
+    int32_t result = 0;
+  } rows[] = {
+      {{"a:b\n", "n\n", "m d\n"}, {kNone, kNone, kNone}, "d"},
+      {{kMissing, kMissing, kMissing}, {kAccess, kAccess, kAccess}, "-"},
+      {{kSocket, kSocket, kSocket}, {kOpen, kOpen, kOpen}, "-"},
+      {{"", "n\n", "m d\n"}, {kRead, kNone, kNone}, "-", -1},
+      {{"a:b\n", "", ""}, {kNone, kRead, kRead}, "-"},
+      {{kMissing, "n\n", "m d\n"}, {kAccess, kNone, kNone}, "d"},
+  };
+  for (const auto& row : rows) {
+    std::vector<std::string> log, images{"/mnt/boot/b", "n", "m", row.detail};
+    std::string message = "-";
+    for (size_t i = 0; i < 3; ++i) {
+      const std::string failed =
+          "failed to " + std::string(row.failures[i] ? row.failures[i] : "") + kMarkers[i] + "\n";
+      if (row.failures[i] || row.result != 0) images[i] = kMarkers[i];
+      if (!row.failures[i]) continue;
+      log.push_back("info SCI_getBootloaderSysNames|ERROR: SCI_getBootloaderSysNames: " + failed);
+      if (i < 2) message = "INFO: " + failed;
+    }
+    EXPECT_EQ(ask(row.contents[0], row.contents[1], row.contents[2]), images);
+    EXPECT_EQ(result_, row.result);
+    EXPECT_EQ(log_.take_lines(), log);
+    EXPECT_EQ(message_, message);
+    EXPECT_STREQ(names_.reserved, "-");
+  }
+}
+
+TEST_F(BootNamesTest, MarkersAreReadAsTheyAreWritten) {
+  const std::string full(255, 'x'), longer = full + "y", string = kMarkers[0], npu = kMarkers[1];
+  const struct {
+    std::string contents[3], boot_image, npu_image, management_image, detail;
+  } rows[] = {
+      {{"::a::b:c\n", "an image\nother\n", "first second third\n"}, "/mnt/boot/b", "an image", "first", "second"},
+      {{"a\nb\n", "\nother\n", "first\n"}, string, npu, "first", ""},
+      {{":\n", "n", "first "}, string, "n", "first", ""},
+      {{"a:b", "n", " second"}, "/mnt/boot/b", "n", "", "second"},
+      {{"a:b:", "n", "\n"}, "/mnt/boot/b", "n", "", ""},
+      {{"a:b", "n", "first  third\n"}, "/mnt/boot/b", "n", "first", ""},
+      {{"a:" + longer, longer, longer + " " + longer}, "/mnt/boot/" + full.substr(10), full, full, full},
+  };
+  for (const auto& row : rows) {
+    EXPECT_THAT(ask(row.contents[0].c_str(), row.contents[1].c_str(), row.contents[2].c_str()),
+                ElementsAre(row.boot_image, row.npu_image, row.management_image, row.detail));
+    EXPECT_EQ(result_, 0);
+  }
+  EXPECT_THAT(log_.take_lines(), testing::IsEmpty());
+}
+
+TEST_F(BootNamesTest, NothingToWriteToIsTold) {
+  EXPECT_THAT((std::vector{SCI_getBootloaderSysNames(nullptr, message_), SCI_getBootloaderSysNames(&names_, nullptr),
+                           SCI_readCurrentFirmwareVersions(nullptr)}),
+              testing::Each(-1));
+  const std::string line = "info SCI_getBootloaderSysNames|ERROR: SCI_getBootloaderSysNames: null pointer\n";
+  EXPECT_THAT(log_.take_lines(), ElementsAre(line, line,
+                                             "info SCI_readCurrentFirmwareVersions|ERROR: "
+                                             "SCI_readCurrentFirmwareVersions: aOutInfo is null\n"));
+}
+
+}  // namespace
+}  // namespace coupler::firmware
