@@ -1,12 +1,10 @@
+// The syslog operations, with a script that records its arguments.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/stat.h>
 
 #include <csignal>
-#include <filesystem>
 #include <thread>
-#include <vector>
 
 #include "brantix/notify.h"
 #include "platform/syslog/tolm_syslog.h"
@@ -55,38 +53,39 @@ class SyslogTest : public testing::Test {
 struct Operation {
   std::string name;
   int32_t (*run)();
-  std::string arguments;
-  std::string entering;
-  std::string finished;
+  std::string arguments, what, shown = "";
 };
-
 const Operation kOperations[] = {
     {"SCI_EnableExternalSyslogging", [] { return SCI_EnableExternalSyslogging(1, "10.0.0.5", 3, 7); },
-     "<-SyslogSetRemoteDestination><Add><1><10.0.0.5><errors><local7>",
-     "entering enable remote destination syslog, hostname: 10.0.0.5, severity level: errors",
-     "finished enable remote destination syslog"},
+     "<-SyslogSetRemoteDestination><Add><1><10.0.0.5><errors><local7>", "enable remote destination syslog",
+     ", hostname: 10.0.0.5, severity level: errors"},
     {"SCI_DisableExternalSyslogging", SCI_DisableExternalSyslogging, "<-SyslogSetRemoteDestination><DeleteAll>",
-     "entering disable remote destination syslog", "finished disable remote destination syslog"},
+     "disable remote destination syslog"},
     {"SCI_EnableConsoleSyslogging", [] { return SCI_EnableConsoleSyslogging(2); }, "<-SyslogSetConsoleLevel><critical>",
-     "entering enable console syslog, severity level: critical", "finished enable console syslog"},
+     "enable console syslog", ", severity level: critical"},
     {"SCI_DisableConsoleSyslogging", SCI_DisableConsoleSyslogging, "<-SyslogDisableConsoleLevel>",
-     "entering disable console syslog", "finished disable console syslog"},
+     "disable console syslog"},
     {"SCI_SetPlatformSyslogging", [] { return SCI_SetPlatformSyslogging(0); },
-     "<-SyslogSetPlatformLevelToDorv><emergencies>", "entering set platform syslog, severity level: emergencies",
-     "finished set platform syslog"},
+     "<-SyslogSetPlatformLevelToDorv><emergencies>", "set platform syslog", ", severity level: emergencies"},
     {"SCI_EnableFileSyslogging", [] { return SCI_EnableFileSyslogging(7, "messages 4096"); },
-     "<-SyslogSetPlfmLogLevel><debugging><messages><4096>", "entering enable file syslog, severity level: debugging",
-     "finished enable file syslog"},
-    {"SCI_DisableFileSyslogging", SCI_DisableFileSyslogging, "<-SyslogDisablePlfmLogLevel>",
-     "entering disable file syslog", "finished disable file syslog"},
+     "<-SyslogSetPlfmLogLevel><debugging><messages><4096>", "enable file syslog", ", severity level: debugging"},
+    {"SCI_DisableFileSyslogging", SCI_DisableFileSyslogging, "<-SyslogDisablePlfmLogLevel>", "disable file syslog"},
 };
 
-TEST_F(SyslogTest, EveryOperationRunsTheScript) {
-  for (const Operation& operation : kOperations) {
-    EXPECT_EQ(operation.run(), 0);
-    EXPECT_EQ(recorded(), operation.arguments);
-    const std::string line = "debug " + operation.name + '|' + operation.name + "(): ";
-    EXPECT_EQ(log_.take_lines(), (Lines{line + operation.entering, line + operation.finished}));
+TEST_F(SyslogTest, EveryOperationRunsTheScriptAndGivesItsStatus) {
+  const std::pair<const char*, int32_t> rows[] = {
+      {"exit 0", 0}, {"exit 2", 2}, {"exit 255", 255}, {"kill -KILL $$", 9}, {"kill -TERM $$", 15}};
+  for (const auto& [ending, result] : rows) {
+    install(ending);
+    for (const Operation& operation : kOperations) {
+      EXPECT_EQ(operation.run(), result);
+      EXPECT_EQ(recorded(), operation.arguments);
+      const std::string start = operation.name + '|' + operation.name + "(): ", debug_start = "debug " + start;
+      const std::string failed =
+          "critical " + start + "Error in running syslog script, code: " + std::to_string(result);
+      EXPECT_EQ(log_.take_lines(), (Lines{debug_start + "entering " + operation.what + operation.shown,
+                                          result == 0 ? debug_start + "finished " + operation.what : failed}));
+    }
   }
 }
 
@@ -115,22 +114,6 @@ TEST_F(SyslogTest, CancelledThreadFinishesItsCalls) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(SyslogTest, ScriptThatFails) {
-  const struct {
-    const char* ending;
-    int32_t result;
-  } rows[] = {{"exit 2", 2}, {"exit 255", 255}, {"kill -KILL $$", 9}, {"kill -TERM $$", 15}};
-  for (const auto& row : rows) {
-    install(row.ending);
-    for (const Operation& operation : kOperations) {
-      EXPECT_EQ(operation.run(), row.result);
-      EXPECT_EQ(log_.take_lines().back(),
-                "critical " + operation.name + '|' + operation.name +
-                    "(): Error in running syslog script, code: " + std::to_string(row.result));
-    }
-  }
-}
-
 // A host that ignores its children gets no status from the shell, just as if none had started.
 TEST_F(SyslogTest, NoStatusCountsAsSuccess) {
   std::signal(SIGCHLD, SIG_IGN);
@@ -143,9 +126,7 @@ TEST_F(SyslogTest, NoStatusCountsAsSuccess) {
 TEST_F(SyslogTest, HostNameIsOneArgument) {
   const std::string before = std::string(kScript) + " -SyslogSetRemoteDestination Add -3 ";
   const size_t room = 127 - before.size();
-  const struct {
-    std::string host, arguments;
-  } rows[] = {
+  const std::pair<std::string, std::string> rows[] = {
       {"a; echo b", "<-3><a; echo b><alerts><local0>"},
       {"$(id)", "<-3><$(id)><alerts><local0>"},
       {"", "<-3><alerts><local0>"},
@@ -153,30 +134,22 @@ TEST_F(SyslogTest, HostNameIsOneArgument) {
       {std::string(room - 3, 'h'), "<-3><" + std::string(room - 3, 'h') + "><al>"},
       {std::string(room - 1, 'h') + ";", "<-3><" + std::string(room - 1, 'h') + ">"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(SCI_EnableExternalSyslogging(-3, row.host.c_str(), 1, 0), 0);
-    EXPECT_EQ(recorded(), "<-SyslogSetRemoteDestination><Add>" + row.arguments);
+  for (const auto& [host, arguments] : rows) {
+    EXPECT_EQ(SCI_EnableExternalSyslogging(-3, host.c_str(), 1, 0), 0);
+    EXPECT_EQ(recorded(), "<-SyslogSetRemoteDestination><Add>" + arguments);
   }
 }
 
 TEST_F(SyslogTest, RefusedBeforeAnythingRuns) {
-  std::vector<int32_t (*)()> calls = {
-      [] { return SCI_EnableExternalSyslogging(1, "h", -1, 0); },
-      [] { return SCI_EnableExternalSyslogging(1, "h", 8, 0); },
-      [] { return SCI_EnableExternalSyslogging(1, "h", 0, 8); },
-      [] { return SCI_EnableExternalSyslogging(1, "h", 0, -1); },
-      [] { return SCI_EnableExternalSyslogging(1, nullptr, 0, 0); },
-      [] { return SCI_EnableConsoleSyslogging(INT32_MIN); },
-      [] { return SCI_SetPlatformSyslogging(8); },
-      [] { return SCI_EnableFileSyslogging(INT32_MAX, "f"); },
-      [] { return SCI_EnableFileSyslogging(0, nullptr); },
-  };
-  for (const auto call : calls) {
-    EXPECT_EQ(call(), -1);
-    const Lines lines = log_.take_lines();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].substr(0, 13), "critical SCI_");
-  }
+  EXPECT_THAT((std::vector{SCI_EnableExternalSyslogging(1, "h", -1, 0), SCI_EnableExternalSyslogging(1, "h", 8, 0),
+                           SCI_EnableExternalSyslogging(1, "h", 0, 8), SCI_EnableExternalSyslogging(1, "h", 0, -1),
+                           SCI_EnableExternalSyslogging(1, nullptr, 0, 0), SCI_EnableConsoleSyslogging(INT32_MIN),
+                           SCI_SetPlatformSyslogging(8), SCI_EnableFileSyslogging(INT32_MAX, "f"),
+                           SCI_EnableFileSyslogging(0, nullptr)}),
+              testing::Each(-1));
+  const Lines lines = log_.take_lines();
+  EXPECT_EQ(lines.size(), 9U);
+  EXPECT_THAT(lines, testing::Each(testing::StartsWith("critical SCI_")));
   for (const char c : std::string(";|&<>()$`\n")) {
     EXPECT_EQ(SCI_EnableFileSyslogging(0, (std::string("messages") + c + "x").c_str()), -1) << c;
   }
@@ -184,11 +157,9 @@ TEST_F(SyslogTest, RefusedBeforeAnythingRuns) {
 }
 
 TEST(StatusHelperTest, WaitStatuses) {
-  const struct {
-    int32_t status, result;
-  } rows[] = {{0, 0},      {0x0100, 1}, {0xff00, 255}, {9, 9},      {0x8b, 11},
-              {0x137f, 0}, {0x7f, 0},   {-1, 0},       {0xffff, 0}, {0x0109, 9}};
-  for (const auto& row : rows) EXPECT_EQ(statusHelper(row.status), row.result) << row.status;
+  const std::pair<int32_t, int32_t> rows[] = {{0, 0},      {0x0100, 1}, {0xff00, 255}, {9, 9},      {0x8b, 11},
+                                              {0x137f, 0}, {0x7f, 0},   {-1, 0},       {0xffff, 0}, {0x0109, 9}};
+  for (const auto& [status, result] : rows) EXPECT_EQ(statusHelper(status), result) << status;
 }
 
 TEST(SendSyslogMessageTest, HandsOverInItsOrder) {
