@@ -40,7 +40,6 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
     string file, result;
   } rows[] = {
       {tgid, "Name:\tvsh\nUmask:\t0022\nTgid:\t7\nPid:\t8\nTgid:\t9\n", "7"},
-      {tgid, "Tgid:\t123", "123"},
       {tgid, "Tgid:\t5", "none"},  // two characters behind the colon, the line's end is cut off
       {tgid, "Tgid:12\n", "2"},    // the number starts two characters behind the colon, whatever stands between
       {tgid, "Tgid:\tx9\n", "0"},  // the line is there, its number is not
@@ -50,7 +49,6 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {tgid, blanks(254) + "Tgid:\t7\n", "none"},
       {stat, "8 (vsh)" + kFields + " 311296 0\n", "vsh|34816|987654"},
       {stat, "8 (vsh) S 1 (x)" + kFields, "vsh) S 1 (x|34816|987654"},
-      {stat, "8 ()" + kFields, "|34816|987654"},
       {stat, "8 (a name of more than nineteen)" + kFields, "a name of more than|34816|987654"},
       {stat, "8 (vsh)x" + kFields.substr(1), "vsh|34816|987654"},
       {stat, "8 (vsh)" + kFields.substr(0, kFields.size() - 7), "none"},  // one field short
@@ -65,7 +63,6 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {ended, "8 (vsh)" + kFields, "no"},
       {ended, "8 (vsh) S 1 2 3 34816 5 4194564 1 2 3", "yes"},
       {ended, "8 (vsh) S 1 2 3", "yes"},
-      {ended, "", "yes"},
       {argument, "vsh\0-x\0-p\0alice\0-p\0bob\0"s, "alice"},
       {argument, "-p\0alice"s, "alice"},
       {argument, "vsh\0-p"s, ""},
@@ -75,17 +72,13 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {argument, "vsh\n\0-p\0alice\0"s, ""},
       {argument, "vsh\0-p\0"s + string(200, 'u') + '\0', string(127, 'u')},
       {argument, string(240, 'v') + "\0-p\0alice in wonderland\0"s, "alice in wo"},  // 255 bytes count
-      {argument, "", ""},
       {variable, "A=1\0USERS=x\0USER\0USER=\0USER=alice\0USER=bob\0"s, "alice"},
       {variable, "XUSER=alice\0user=carol\0\0USER=bob"s, ""},
       {variable, "A=1\nUSER=x\0USER=alice\0"s, ""},
       {variable, "USER=" + string(300, 'u') + '\0', string(127, 'u')},
       {variable, "A=" + string(1013, 'a') + "\0USER=alice\0"s, "al"},  // 1023 bytes count
-      {variable, "", ""},
       {uptime, "350735.99 234388.90\n", "350735"},
-      {uptime, "0.10", "0"},
       {uptime, "x 7\n", "-1"},
-      {uptime, "", "-1"},
       {uptime, "nan 1", "-1"},
       {uptime, "1e99 1", "-1"},
   };

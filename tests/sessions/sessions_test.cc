@@ -3,22 +3,18 @@
 
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
 
 #include <atomic>
-#include <cstring>
 #include <ctime>
 #include <thread>
 
 #include "brantix/clikrell.hpp"
 #include "support/handle.h"
-#include "tests/common/files.h"
+#include "tests/common/appliance.h"
 #include "tests/sessions/shells.h"
 
 namespace {
@@ -39,7 +35,7 @@ string session(const string& user, const string& host, const string& tty, pid_t 
 }
 
 /// Walks a snapshot with get-next alone and frees it.
-std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator) {
+std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator = SCI_cli_get_sessions()) {
   std::vector<string> found;
   _SCI_cli_session_s next;
   while (SCI_cli_get_next_session(iterator, &next) == 1) {
@@ -52,7 +48,7 @@ std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator) {
 class SessionsTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (!has_own_process_table()) GTEST_SKIP() << "needs a process table of its own";
+    if (!is_machine_of_its_own()) GTEST_SKIP() << "needs a process table of its own";
     set_logins({});
   }
 };
@@ -81,10 +77,11 @@ TEST_F(SessionsTest, UserOfAProcess) {
                                             {"vsh", {"-x", "-p"}, {"USER=erin"}},
                                             {"vsh", {}, {"NOUSER=x"}}});
   set_logins({{shells.line(), "alice", "10.0.0.7"}});
-  const char* const users[] = {"bob", "dora", "erin", "alice"};
   std::vector<string> expected;
-  for (size_t i = 0; i < 4; ++i) expected.push_back(session(users[i], "10.0.0.7", shells.tty(), shells.pid(i)));
-  EXPECT_EQ(sessions_of(SCI_cli_get_sessions()), expected);
+  for (const string user : {"bob", "dora", "erin", "alice"}) {
+    expected.push_back(session(user, "10.0.0.7", shells.tty(), shells.pid(expected.size())));
+  }
+  EXPECT_EQ(sessions_of(), expected);
 }
 
 // The terminal with the lower number is taken by the later processes.
@@ -120,30 +117,29 @@ TEST_F(SessionsTest, LoginRecords) {
   };
   for (const auto& row : rows) {
     set_logins(row.logins);
-    EXPECT_THAT(sessions_of(SCI_cli_get_sessions()), ElementsAre(session(row.user, row.host, row.tty, shells.pid(0))));
+    EXPECT_THAT(sessions_of(), ElementsAre(session(row.user, row.host, row.tty, shells.pid(0))));
   }
   std::filesystem::remove("/var/run/utmp");
-  EXPECT_THAT(sessions_of(SCI_cli_get_sessions()), ElementsAre(session("", "", "", shells.pid(0))));
+  EXPECT_THAT(sessions_of(), ElementsAre(session("", "", "", shells.pid(0))));
 }
 
 TEST_F(SessionsTest, RefusedHandles) {
   _SCI_cli_session_s record;
   CaptureStdout();
-  _SCI_cli_session_iterator_s* const replaced = SCI_cli_get_sessions();
-  _SCI_cli_session_iterator_s* const freed = SCI_cli_get_sessions();
+  _SCI_cli_session_iterator_s *const replaced = SCI_cli_get_sessions(), *const freed = SCI_cli_get_sessions();
   EXPECT_EQ(SCI_cli_get_next_session(replaced, &record), 0);
   SCI_cli_free_session_iterator(freed);
-  EXPECT_EQ(GetCapturedStdout(),
-            kWarning + string("getNextSession: Internal error: Invalid iterator pointer for id: 0"));
+  string printed = kWarning + string("getNextSession: Internal error: Invalid iterator pointer for id: 0");
   for (_SCI_cli_session_iterator_s* const handle : {freed, static_cast<_SCI_cli_session_iterator_s*>(nullptr)}) {
-    const string end = (handle == nullptr ? ": Internal error: Invalid null" : ": Internal error: Invalid") +
-                       string(" iterator pointer for id: 0");
-    CaptureStdout();
     EXPECT_EQ(SCI_cli_has_next_session(handle), 0);
     EXPECT_EQ(SCI_cli_get_next_session(handle, &record), 0);
     SCI_cli_free_session_iterator(handle);
-    EXPECT_EQ(GetCapturedStdout(), "hasNextSession" + end + "getNextSession" + end + "freeSessionIterator" + end);
+    for (const string operation : {"hasNextSession", "getNextSession", "freeSessionIterator"}) {
+      printed +=
+          operation + ": Internal error: Invalid " + (handle == nullptr ? "null " : "") + "iterator pointer for id: 0";
+    }
   }
+  EXPECT_EQ(GetCapturedStdout(), printed);
 }
 
 /// Standard output whose reader, at its first message, starts a shell and takes a snapshot of its own.
@@ -232,11 +228,11 @@ TEST_F(SessionsTest, EntriesOfOneProcess) {
         SessionIterator::parseStatusEntry(pid, status), SessionIterator::parseStatEntry(pid, entry),
         SessionIterator::parseCmdlineEntry(pid, argument), SessionIterator::parseEnvEntry(pid, variable)};
   };
-  EXPECT_THAT(parse(shells.pid(0)), ElementsAre(0, 0, 0, 0));
+  EXPECT_THAT(parse(shells.pid(0)), testing::Each(0));
   EXPECT_EQ(status.tgid, shells.pid(0));
   EXPECT_EQ(entry.ttyNr, static_cast<int32_t>(terminal.st_rdev));
   EXPECT_EQ(entry.comm + string("|") + argument.user + '|' + variable.user, "a) b (c|alice|bob");
-  EXPECT_THAT(parse(1 << 30), ElementsAre(-1, -1, -1, -1));
+  EXPECT_THAT(parse(1 << 30), testing::Each(-1));
   EXPECT_EQ(string(entry.comm) + argument.user + variable.user, "");
 }
 
@@ -320,9 +316,10 @@ TEST_F(SessionsTest, ThreadsTakeWalkAndFreeAtOnce) {
     }
   };
   CaptureStdout();
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) threads.emplace_back(run);
-  for (std::thread& thread : threads) thread.join();
+  {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(run);
+  }
   EXPECT_EQ(GetCapturedStdout().find('\n'), string::npos);
   EXPECT_GT(handed_out, 0);
   EXPECT_EQ(damaged, 0);
@@ -331,21 +328,18 @@ TEST_F(SessionsTest, ThreadsTakeWalkAndFreeAtOnce) {
 TEST_F(SessionsTest, ACancelledThreadFinishesItsCall) {
   const Shells shells(Shells::kOnTerminal, {{}});
   _SCI_cli_session_s record = {};
-  pthread_t thread;
-  void* result = nullptr;
-  const auto run = [](void* filled) -> void* {
+  bool finished = false;
+  std::thread([&] {
     pthread_cancel(pthread_self());
     { const coupler::Descriptor closed(::dup(0)); }
     _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
-    SCI_cli_get_next_session(iterator, static_cast<_SCI_cli_session_s*>(filled));
+    SCI_cli_get_next_session(iterator, &record);
     SCI_cli_free_session_iterator(iterator);
     int state = PTHREAD_CANCEL_DISABLE;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-    return state == PTHREAD_CANCEL_ENABLE ? filled : nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, nullptr, run, &record), 0);
-  pthread_join(thread, &result);
-  EXPECT_EQ(result, &record);
+    finished = state == PTHREAD_CANCEL_ENABLE;
+  }).join();
+  EXPECT_TRUE(finished);
   EXPECT_EQ(record.pid, shells.pid(0));
 }
 

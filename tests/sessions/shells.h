@@ -1,18 +1,33 @@
-// CLI shells that really run, and the login records beside them.
+// The machine's own shell, run under the names of CLI shells, and the login records beside it.
 #pragma once
 
-#include <sys/types.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utmp.h>
 
-#include <string>
+#include <algorithm>
+#include <cstring>
 #include <vector>
+
+#include "tests/common/files.h"
 
 namespace coupler::test {
 
-/// Whether no other process than the test's own can be seen, and the login database is not this machine's.
-bool has_own_process_table();
-
 /// A program to run under a name of its own.
 struct Shell {
+  /// Reports its id and stops. The kernel takes a command's name from the path it was run by.
+  [[noreturn]] void run(const std::string& path) const {
+    std::vector<const char*> words = {name.c_str(), "-c", "echo $$ >&3; kill -STOP $$", name.c_str()}, variables;
+    for (const std::string& argument : arguments) words.push_back(argument.c_str());
+    for (const std::string& variable : environment) variables.push_back(variable.c_str());
+    for (auto* list : {&words, &variables}) list->push_back(nullptr);
+    ::execve(path.c_str(), const_cast<char**>(words.data()), const_cast<char**>(variables.data()));
+    ::_exit(1);
+  }
+
   std::string name = "vsh";
   std::vector<std::string> arguments = {};
   std::vector<std::string> environment = {};
@@ -23,8 +38,33 @@ class Shells {
  public:
   enum Where { kOnTerminal, kWithoutTerminal };
   /// Starts all of them on one new pseudo-terminal, or in a session without a terminal.
-  Shells(Where where, const std::vector<Shell>& shells);
-  ~Shells();
+  Shells(Where where, const std::vector<Shell>& shells) {
+    const ScratchDirectory directory;
+    char name[64] = "";
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // what the leader leaves is waited for here
+    if (::pipe(report_) != 0) std::abort();
+    for (const Shell& shell : shells) {
+      if (::symlink("/bin/sh", (directory / shell.name).c_str()) != 0 && errno != EEXIST) std::abort();
+    }
+    leader_ = where == kOnTerminal ? ::forkpty(&terminal_, name, nullptr, nullptr) : ::fork();
+    if (leader_ == 0) lead(where, shells, directory);
+    tty_ = name;
+    ::close(report_[1]);
+    std::FILE* const reports = ::fdopen(report_[0], "r");
+    for (int pid; pids_.size() < shells.size(); pids_.push_back(pid)) {
+      if (std::fscanf(reports, "%d", &pid) != 1) std::abort();
+    }
+    std::fclose(reports);
+    std::sort(pids_.begin(), pids_.end());
+  }
+  ~Shells() {
+    pids_.insert(pids_.begin(), leader_);
+    for (const pid_t pid : pids_) {
+      ::kill(pid, SIGKILL);
+      ::waitpid(pid, nullptr, 0);
+    }
+    if (terminal_ != -1) ::close(terminal_);
+  }
   Shells(const Shells&) = delete;
   Shells& operator=(const Shells&) = delete;
 
@@ -35,6 +75,18 @@ class Shells {
   std::string line() const { return tty_.substr(sizeof("/dev/") - 1); }
 
  private:
+  [[noreturn]] void lead(Where where, const std::vector<Shell>& shells, const ScratchDirectory& directory) const {
+    constexpr int kReport = 3;
+    if (where == kWithoutTerminal) ::setsid();
+    ::dup2(report_[1], kReport);
+    ::close_range(kReport + 1, ~0u, 0);  // what keeps other terminals open
+    for (const Shell& shell : shells) {
+      if (::fork() == 0) shell.run(directory / shell.name);
+    }
+    for (;;) ::pause();
+  }
+
+  int report_[2];
   int terminal_ = -1;
   std::string tty_;
   pid_t leader_;
@@ -42,12 +94,21 @@ class Shells {
 };
 
 struct Login {
-  std::string line;
-  std::string user;
-  std::string host = "";
+  std::string line, user, host = "";
   short type = 7;
 };
+
 /// Makes these the only records of the login database.
-void set_logins(const std::vector<Login>& logins);
+inline void set_logins(const std::vector<Login>& logins) {
+  std::ofstream database(_PATH_UTMP, std::ios::trunc);
+  for (const Login& login : logins) {
+    utmp record = {};
+    record.ut_type = login.type;
+    login.line.copy(record.ut_line, sizeof(record.ut_line));  // to a field's last byte, if need be
+    login.user.copy(record.ut_user, sizeof(record.ut_user));
+    login.host.copy(record.ut_host, sizeof(record.ut_host));
+    database.write(reinterpret_cast<const char*>(&record), sizeof(record));
+  }
+}
 
 }  // namespace coupler::test
