@@ -228,9 +228,7 @@ const Kind kKinds[] = {{"open", Call::kOpen},
                        {"memory", Call::kMemory},
                        {"lock", Call::kLock},
                        {"rights", Call::kRights},
-                       {"process", Call::kProcess},
-                       {"pipe", Call::kPipe},
-                       {"socket", Call::kSocket}};
+                       {"process", Call::kProcess}};
 
 auto open_descriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 

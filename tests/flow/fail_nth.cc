@@ -4,12 +4,9 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -115,12 +112,6 @@ Function* hidden(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-template <typename Result>
-Result failure(Result result, int reason) {
-  errno = reason;
-  return result;
-}
-
 /// A descriptor that cannot be read for as long as this lives, so that the stream above it notes the error itself.
 class Unreadable {
  public:
@@ -158,6 +149,11 @@ using namespace coupler::test;
 
 // What follows hides the functions of the C library from the whole program, the C++ library and the stand-ins included.
 // Calls inside the C library itself are not seen: a stream's own read is one call here, fread.
+#define FAIL_IF_DUE(call, value, reason) \
+  if (fails(call)) return errno = reason, value
+#define CALL_OR_FAIL(call, value, reason, function, ...) \
+  FAIL_IF_DUE(call, value, reason);                      \
+  return hidden(function, #function)(__VA_ARGS__)
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -165,10 +161,12 @@ void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t n, size_t size);
 
 void* malloc(size_t size) noexcept {
-  return fails(Call::kMemory) ? failure<void*>(nullptr, ENOMEM) : __libc_malloc(size);
+  FAIL_IF_DUE(Call::kMemory, nullptr, ENOMEM);
+  return __libc_malloc(size);
 }
 void* calloc(size_t n, size_t size) noexcept {
-  return fails(Call::kMemory) ? failure<void*>(nullptr, ENOMEM) : __libc_calloc(n, size);
+  FAIL_IF_DUE(Call::kMemory, nullptr, ENOMEM);
+  return __libc_calloc(n, size);
 }
 
 int open(const char* path, int flags, ...) {
@@ -177,41 +175,30 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   note_truncation(path, flags);
-  return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(open, "open")(path, flags, mode);
+  CALL_OR_FAIL(Call::kOpen, -1, EMFILE, open, path, flags, mode);
 }
 int openat(int directory, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(openat, "openat")(directory, path, flags, mode);
+  CALL_OR_FAIL(Call::kOpen, -1, EMFILE, openat, directory, path, flags, mode);
 }
-DIR* opendir(const char* path) {
-  return fails(Call::kOpen) ? failure<DIR*>(nullptr, EMFILE) : hidden(opendir, "opendir")(path);
-}
-DIR* fdopendir(int descriptor) {
-  return fails(Call::kOpen) ? failure<DIR*>(nullptr, ENOMEM) : hidden(fdopendir, "fdopendir")(descriptor);
-}
-int mkostemp(char* name, int flags) {
-  return fails(Call::kOpen) ? failure(-1, EMFILE) : hidden(mkostemp, "mkostemp")(name, flags);
-}
+DIR* opendir(const char* path) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, opendir, path); }
+int mkostemp(char* name, int flags) { CALL_OR_FAIL(Call::kOpen, -1, EMFILE, mkostemp, name, flags); }
 FILE* fdopen(int descriptor, const char* mode) noexcept {
-  return fails(Call::kOpen) ? failure<FILE*>(nullptr, ENOMEM) : hidden(fdopen, "fdopen")(descriptor, mode);
+  CALL_OR_FAIL(Call::kOpen, nullptr, ENOMEM, fdopen, descriptor, mode);
 }
-FILE* fopen(const char* path, const char* mode) {
-  return fails(Call::kOpen) ? failure<FILE*>(nullptr, EMFILE) : hidden(fopen, "fopen")(path, mode);
-}
-FILE* fopen64(const char* path, const char* mode) {
-  return fails(Call::kOpen) ? failure<FILE*>(nullptr, EMFILE) : hidden(fopen64, "fopen64")(path, mode);
-}
+FILE* fopen(const char* path, const char* mode) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, fopen, path, mode); }
+FILE* fopen64(const char* path, const char* mode) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, fopen64, path, mode); }
 
 ssize_t read(int descriptor, void* to, size_t n) {
-  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
-  return fails(Call::kRead) ? failure<ssize_t>(-1, EIO) : hidden(read, "read")(descriptor, to, n);
+  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
+  CALL_OR_FAIL(Call::kRead, -1, EIO, read, descriptor, to, n);
 }
 ssize_t pread(int descriptor, void* to, size_t n, off_t offset) {
-  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
-  return fails(Call::kRead) ? failure<ssize_t>(-1, EIO) : hidden(pread, "pread")(descriptor, to, n, offset);
+  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
+  CALL_OR_FAIL(Call::kRead, -1, EIO, pread, descriptor, to, n, offset);
 }
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
   if (!fails(Call::kRead)) return hidden(fread, "fread")(to, size, n, file);
@@ -220,91 +207,63 @@ size_t fread(void* to, size_t size, size_t n, FILE* file) {
 }
 
 off_t lseek(int descriptor, off_t offset, int from) noexcept {
-  return fails(Call::kSeek) ? failure<off_t>(-1, EIO) : hidden(lseek, "lseek")(descriptor, offset, from);
+  CALL_OR_FAIL(Call::kSeek, -1, EIO, lseek, descriptor, offset, from);
 }
-int fseeko(FILE* file, off_t offset, int from) {
-  return fails(Call::kSeek) ? failure(-1, EIO) : hidden(fseeko, "fseeko")(file, offset, from);
-}
-off_t ftello(FILE* file) { return fails(Call::kSeek) ? failure<off_t>(-1, EIO) : hidden(ftello, "ftello")(file); }
+int fseeko(FILE* file, off_t offset, int from) { CALL_OR_FAIL(Call::kSeek, -1, EIO, fseeko, file, offset, from); }
+off_t ftello(FILE* file) { CALL_OR_FAIL(Call::kSeek, -1, EIO, ftello, file); }
 
 void* mmap(void* at, size_t n, int protection, int flags, int descriptor, off_t offset) noexcept {
-  return fails(Call::kMap) ? failure(MAP_FAILED, ENODEV)
-                           : hidden(mmap, "mmap")(at, n, protection, flags, descriptor, offset);
+  CALL_OR_FAIL(Call::kMap, MAP_FAILED, ENODEV, mmap, at, n, protection, flags, descriptor, offset);
 }
 
 ssize_t write(int descriptor, const void* from, size_t n) {
-  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
-  if (fails(Call::kWrite)) return failure<ssize_t>(-1, ENOSPC);
+  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
+  FAIL_IF_DUE(Call::kWrite, -1, ENOSPC);
   note_change(descriptor);
   return hidden(write, "write")(descriptor, from, n);
 }
-ssize_t pwrite(int descriptor, const void* from, size_t n, off_t offset) {
-  if (fails(Call::kInterruption)) return failure<ssize_t>(-1, EINTR);
-  if (fails(Call::kWrite)) return failure<ssize_t>(-1, ENOSPC);
-  note_change(descriptor);
-  return hidden(pwrite, "pwrite")(descriptor, from, n, offset);
-}
 
 int ftruncate(int descriptor, off_t size) noexcept {
-  if (fails(Call::kResize)) return failure(-1, EFBIG);
+  FAIL_IF_DUE(Call::kResize, -1, EFBIG);
   note_change(descriptor);
   return hidden(ftruncate, "ftruncate")(descriptor, size);
 }
 int fallocate(int descriptor, int mode, off_t offset, off_t size) {
-  if (fails(Call::kInterruption)) return failure(-1, EINTR);
-  if (fails(Call::kResize)) return failure(-1, ENOSPC);
+  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
+  FAIL_IF_DUE(Call::kResize, -1, ENOSPC);
   note_change(descriptor);
   return hidden(fallocate, "fallocate")(descriptor, mode, offset, size);
 }
 
 int fsync(int descriptor) {
-  if (fails(Call::kSync)) return failure(-1, EIO);
+  FAIL_IF_DUE(Call::kSync, -1, EIO);
   note_sync(descriptor);
   return hidden(fsync, "fsync")(descriptor);
 }
-int fdatasync(int descriptor) {
-  if (fails(Call::kSync)) return failure(-1, EIO);
-  note_sync(descriptor);
-  return hidden(fdatasync, "fdatasync")(descriptor);
-}
 
 int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
-  return fails(Call::kName) ? failure(-1, EIO) : hidden(linkat, "linkat")(from, old, to, name, flags);
+  CALL_OR_FAIL(Call::kName, -1, EIO, linkat, from, old, to, name, flags);
 }
-int rename(const char* old, const char* name) noexcept {
-  return fails(Call::kRename) ? failure(-1, EIO) : hidden(rename, "rename")(old, name);
-}
-int unlink(const char* path) noexcept {
-  return fails(Call::kRemoval) ? failure(-1, EIO) : hidden(unlink, "unlink")(path);
-}
-int remove(const char* path) noexcept {
-  return fails(Call::kRemoval) ? failure(-1, EIO) : hidden(remove, "remove")(path);
-}
+int rename(const char* old, const char* name) noexcept { CALL_OR_FAIL(Call::kRename, -1, EIO, rename, old, name); }
+int unlink(const char* path) noexcept { CALL_OR_FAIL(Call::kRemoval, -1, EIO, unlink, path); }
+int remove(const char* path) noexcept { CALL_OR_FAIL(Call::kRemoval, -1, EIO, remove, path); }
 
 int flock(int descriptor, int operation) noexcept {
-  const bool failing = (operation & LOCK_UN) == 0 && fails(Call::kLock);
-  return failing ? failure(-1, ENOLCK) : hidden(flock, "flock")(descriptor, operation);
+  if ((operation & LOCK_UN) != 0) return hidden(flock, "flock")(descriptor, operation);
+  CALL_OR_FAIL(Call::kLock, -1, ENOLCK, flock, descriptor, operation);
 }
-int fchmod(int descriptor, mode_t mode) noexcept {
-  return fails(Call::kRights) ? failure(-1, EPERM) : hidden(fchmod, "fchmod")(descriptor, mode);
-}
+int fchmod(int descriptor, mode_t mode) noexcept { CALL_OR_FAIL(Call::kRights, -1, EPERM, fchmod, descriptor, mode); }
 int fchown(int descriptor, uid_t user, gid_t group) noexcept {
-  return fails(Call::kRights) ? failure(-1, EPERM) : hidden(fchown, "fchown")(descriptor, user, group);
+  CALL_OR_FAIL(Call::kRights, -1, EPERM, fchown, descriptor, user, group);
 }
 
 // What the commands themselves do is of no matter here, and would take its time.
-int system(const char*) { return fails(Call::kProcess) ? failure(-1, EAGAIN) : 0; }
+int system(const char*) {
+  FAIL_IF_DUE(Call::kProcess, -1, EAGAIN);
+  return 0;
+}
 FILE* popen(const char* command, const char* mode) {
-  return fails(Call::kProcess) ? failure<FILE*>(nullptr, EAGAIN) : hidden(popen, "popen")(command, mode);
-}
-int pipe2(int(*ends), int flags) noexcept {
-  return fails(Call::kPipe) ? failure(-1, EMFILE) : hidden(pipe2, "pipe2")(ends, flags);
-}
-int socket(int domain, int type, int protocol) noexcept {
-  return fails(Call::kSocket) ? failure(-1, EMFILE) : hidden(socket, "socket")(domain, type, protocol);
-}
-int eventfd(unsigned value, int flags) noexcept {
-  return fails(Call::kSocket) ? failure(-1, EMFILE) : hidden(eventfd, "eventfd")(value, flags);
+  CALL_OR_FAIL(Call::kProcess, nullptr, EAGAIN, popen, command, mode);
 }
 unsigned sleep(unsigned) { return 0; }
 
@@ -312,12 +271,12 @@ unsigned sleep(unsigned) { return 0; }
 int close(int descriptor) {
   const bool failing = fails(Call::kClose);
   const int result = hidden(close, "close")(descriptor);
-  return failing ? failure(-1, EIO) : result;
+  return failing ? errno = EIO, -1 : result;
 }
 int fclose(FILE* file) {
   const bool failing = fails(Call::kClose);
   const int result = hidden(fclose, "fclose")(file);
-  return failing ? failure(EOF, EIO) : result;
+  return failing ? errno = EIO, EOF : result;
 }
 }
 #pragma GCC visibility pop

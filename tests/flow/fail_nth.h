@@ -20,8 +20,6 @@ enum class Call {
   kLock,
   kRights,
   kProcess,
-  kPipe,
-  kSocket,
   kClose,
   kMemory,
   kInterruption,
