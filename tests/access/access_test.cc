@@ -14,51 +14,34 @@ namespace {
 
 using namespace coupler::test;
 
-/// A `groups` that tells its arguments and prints a line.
-class RolesTest : public testing::Test {
- protected:
-  void SetUp() override {
-    setenv("PATH", (directory_.path() + ":" + old_path_).c_str(), 1);
-    write_file(directory_ / "groups",
-               "#!/bin/sh\nprintf '<%s>' \"$@\" > " + directory_ / "arguments" + "; cat " + directory_ / "line" + "\n");
-    chmod((directory_ / "groups").c_str(), 0755);
-  }
-  void TearDown() override { setenv("PATH", old_path_.c_str(), 1); }
-
-  std::string role_of(const std::string& line, const std::string& user = "user", int32_t size = 32) {
+TEST(RolesTest, FollowTheFirstLineOfGroupsWhichGetsTheNameAsOneArgument) {
+  write_file("/tmp/groups", "#!/bin/sh\nprintf '<%s>' \"$@\" > /tmp/arguments; cat /tmp/line\n");
+  chmod("/tmp/groups", 0755);
+  setenv("PATH", (std::string("/tmp:") + getenv("PATH")).c_str(), 1);
+  const std::string x(1014, 'x');
+  const struct {
+    std::string user, line, role;
+    int32_t size = 32;
+  } rows[] = {
+      {"bob", "bob : x-read-only staff ldapgroup\n", "0 admin read-only"},
+      {"x; touch /tmp/y", "x : read-only-2\n", "0 read-only"},
+      {std::string(256, '\n'), "user : staff\nldapgroup\n", "1 untouched"},
+      {"", x + "ldapgroup\n", "0 admin read-only"},  // 1,023 characters count
+      {"", x + "xldapgroup\n", "1 untouched"},
+      {"", "", "1 untouched"},
+      {"", "read-only", "0 read", 5},
+      {"", "read-only", "0 untouched", 0},
+      {"", "read-only", "0 untouched", -1},
+  };
+  for (const auto& [user, line, wanted, size] : rows) {
+    write_file("/tmp/line", line);
     char role[32] = "untouched";
-    write_file(directory_ / "line", line);
     const int32_t result = SCI_getUserRoles(user.c_str(), role, size);
-    return std::to_string(result) + ' ' + role;
+    EXPECT_EQ(std::to_string(result) + ' ' + role, wanted) << line;
+    EXPECT_EQ(read_file("/tmp/arguments"), "<" + user.substr(0, 255) + ">");
   }
-
-  ScratchDirectory directory_;
-  const std::string old_path_ = getenv("PATH");
-};
-
-TEST_F(RolesTest, FollowsTheFirstLineOfGroups) {
-  EXPECT_EQ(role_of("user : x-read-only staff ldapgroup\n"), "0 admin read-only");
-  EXPECT_EQ(role_of("user : read-only-2\n"), "0 read-only");
-  EXPECT_EQ(role_of("ldapgroupie : staff"), "0 admin read-only");
-  EXPECT_EQ(role_of("user : staff\nldapgroup\n"), "1 untouched");
-  EXPECT_EQ(role_of(std::string(1014, 'x') + "ldapgroup\n"), "0 admin read-only");  // 1,023 characters count
-  EXPECT_EQ(role_of(std::string(1015, 'x') + "ldapgroup\n"), "1 untouched");
-  EXPECT_EQ(role_of(""), "1 untouched");
-  EXPECT_EQ(role_of("read-only", "user", 5), "0 read");
-  EXPECT_EQ(role_of("read-only", "user", 0), "0 untouched");
-  EXPECT_EQ(role_of("read-only", "user", -1), "0 untouched");
   EXPECT_EQ(SCI_getUserRoles("user", nullptr, 5), 0);
   EXPECT_EQ(SCI_getUserRoles(nullptr, nullptr, 5), 1);
-}
-
-TEST_F(RolesTest, ANameIsOneArgument) {
-  for (const std::string& name : {std::string("bob"), std::string(), std::string("a b"), std::string("x; touch /tmp/y"),
-                                  std::string(255, '\'')}) {
-    role_of("", name);
-    EXPECT_EQ(read_file(directory_ / "arguments"), "<" + name + ">");
-  }
-  role_of("", std::string(256, '\n'));
-  EXPECT_EQ(read_file(directory_ / "arguments"), "<" + std::string(255, '\n') + ">");
 }
 
 TEST(AccessTest, FixedAnswers) {

@@ -42,9 +42,7 @@ TEST(InitializeTest, StoresTheRecordThenTellsTheFirmwareLibraryThenLogs) {
   EXPECT_EQ(SCI_Initialize_lib(nullptr, nullptr, nullptr, &init), 1000);
   EXPECT_THAT(events, ElementsAre("10", "20", "30", "the host's",
                                   "20 SCI_Initialize_lib|Successfully initialized pelk_coupler lib"));
-  EXPECT_EQ(debug, 10);
-  EXPECT_EQ(info, 20);
-  EXPECT_EQ(critical, 30);
+  EXPECT_TRUE(debug == 10 && info == 20 && critical == 30);
 
   init = {nullptr, 1, 2, 3, nullptr};
   events.clear();
@@ -59,68 +57,49 @@ TEST(LogLineTest, ComputesItsArgumentsOnlyWhenItPasses) {
   LogCapture log;
   int computed = 0;
   const auto argument = [&] { return ++computed; };
-  log.set_threshold(2);
-  LOG_LINE(debug, "op", "%d", argument());
-  LOG_LINE(info, "op", "%d", argument());
-  VERBOSE_LINE("op", "%d", argument());
-  log.set_threshold(3);
-  LOG_LINE(info, "op", "%d", argument());
-  LOG_LINE(critical, "op", "%d", argument());
-  log.set_threshold(2);
-  cs_debug_verbose = -1;
-  VERBOSE_LINE("op", "%d", argument());
-  EXPECT_THAT(log.take_lines(), ElementsAre("info op|1", "critical op|2", "info op|3"));
+  for (const auto& [limit, verbose] : {std::pair{2, 0}, {3, 0}, {2, -1}}) {
+    log.set_threshold(limit);
+    cs_debug_verbose = verbose;
+    for (const int32_t level : {debug, info, critical}) LOG_LINE(level, "op", "%d", argument());
+    VERBOSE_LINE("verbose", "%d", argument());
+  }
+  EXPECT_THAT(log.take_lines(), ElementsAre("info op|1", "critical op|2", "critical op|3", "info op|4", "critical op|5",
+                                            "info verbose|6"));
   gLogPelkModuleOffset = nullptr;
   LOG_LINE(critical, "op", "%d", argument());
   gLogPelkFn = nullptr;
   LOG_LINE(critical, "op", "%d", argument());
-  EXPECT_EQ(computed, 3);
+  EXPECT_EQ(computed, 6);
 }
 
 TEST(CallbackTest, FillsAndClearsItsOwnSlot) {
-  const auto filled = [] {
-    return std::vector<bool>{SCI_krellLoginCb != nullptr, SCI_krellTftpCoreTransferStatusCb != nullptr,
-                             SCI_snmpGetRequestCb != nullptr, SCI_cliSessionAnnounceCb != nullptr};
+  const auto fills = [](auto register_callback, const auto& slot) {
+    register_callback([](auto...) {});
+    const bool filled = slot != nullptr;
+    register_callback(nullptr);
+    return filled && slot == nullptr;
   };
-  FCI_register_SCI_krellLoginCb([](const char*, const char*) {});
-  EXPECT_THAT(filled(), ElementsAre(true, false, false, false));
-  FCI_register_SCI_krellTftpCoreTransferStatusCb([](int, const char*, const char*, const char*) {});
-  EXPECT_THAT(filled(), ElementsAre(true, true, false, false));
-  FCI_register_SCI_snmpGetRequestCb([](const SCI_snmp_get_req_s*, SCI_snmp_get_resp_s**) {});
-  EXPECT_THAT(filled(), ElementsAre(true, true, true, false));
-  FCI_register_SCI_cliSessionAnnounceCb([](const _SCI_cli_session_s*) {});
-  FCI_register_SCI_snmpGetRequestCb(nullptr);
-  EXPECT_THAT(filled(), ElementsAre(true, true, false, true));
+  EXPECT_TRUE(fills(FCI_register_SCI_krellLoginCb, SCI_krellLoginCb));
+  EXPECT_TRUE(fills(FCI_register_SCI_krellTftpCoreTransferStatusCb, SCI_krellTftpCoreTransferStatusCb));
+  EXPECT_TRUE(fills(FCI_register_SCI_snmpGetRequestCb, SCI_snmpGetRequestCb));
+  EXPECT_TRUE(fills(FCI_register_SCI_cliSessionAnnounceCb, SCI_cliSessionAnnounceCb));
 }
 
 TEST(TraceTest, FlagsOpenTheirLevels) {
-  struct Row {
-    int verbose, errors;
-    const char* printed;
-  };
-  for (const auto& [verbose, errors, printed] :
-       {Row{0, 0, ""}, Row{1, 0, "-3 %d;-2 %d;-1 %d;0 %d;"}, Row{0, -1, "1 %d;2 %d;"}}) {
+  testing::internal::CaptureStdout();
+  for (const auto& [verbose, errors] : {std::pair{0, 0}, {1, 0}, {0, -1}}) {
     cs_debug_verbose = verbose;
     cs_debug_errors = errors;
-    testing::internal::CaptureStdout();
     for (int level = -5; level <= 4; ++level) T_log(level, (std::to_string(level) + " %d;").c_str());
     T_log(0, nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
+    std::printf("|");
   }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "|-3 %d;-2 %d;-1 %d;0 %d;|1 %d;2 %d;|");
   cs_debug_verbose = cs_debug_errors = 0;
 }
 
-class CommandsTest : public testing::Test {
- protected:
-  void SetUp() override { grand_daddy_of_all_commands[0] = nullptr; }
-  void TearDown() override { VER_0_CMDS[BRANTIX_COMMAND_COUNT] = guard_; }
-
-  LogCapture log_;
-  const char* const guard_ = VER_0_CMDS[BRANTIX_COMMAND_COUNT];
-};
-
 // 64-bit FNV-1a over the templates of the command language's reference, each with its NUL.
-TEST_F(CommandsTest, HoldsEveryTemplateOfTheReference) {
+TEST(CommandsTest, HoldsEveryTemplateOfTheReference) {
   uint64_t digest = 0xcbf29ce484222325;
   for (const char* text : VER_0_CMDS) {
     do digest = (digest ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
@@ -129,38 +108,33 @@ TEST_F(CommandsTest, HoldsEveryTemplateOfTheReference) {
   EXPECT_EQ(digest, 0x7b9b877f3ed44321);
 }
 
-TEST_F(CommandsTest, SelectsItsTableAndHandsOutTemplates) {
+TEST(CommandsTest, SelectsItsTableUnlessItIsDamagedAndHandsOutTemplates) {
+  LogCapture log;
+  const char* const guard = VER_0_CMDS[BRANTIX_COMMAND_COUNT];
+  for (const char* damaged : {"Array Guard ", "Array Guar", "", static_cast<const char*>(nullptr)}) {
+    VER_0_CMDS[BRANTIX_COMMAND_COUNT] = damaged;
+    EXPECT_EQ(SC_Initialize_commands(), -1);
+    EXPECT_EQ(log.take_lines().back(),
+              "info SC_Initialize_commands|Looks like command array for version 0 is corrupted!");
+    EXPECT_EQ(SC_Get_command(0), nullptr);
+  }
+  VER_0_CMDS[BRANTIX_COMMAND_COUNT] = guard;
   CUR_VER = 7;
-  EXPECT_EQ(SC_Get_command(0), nullptr);
-  EXPECT_EQ(SC_Initialize_commands(), 0);
-  EXPECT_EQ(CUR_VER, 0);
-  EXPECT_EQ(SC_Get_command(0), VER_0_CMDS[0]);
-  EXPECT_EQ(SC_Get_command(446), VER_0_CMDS[446]);
-  EXPECT_EQ(SC_Get_command(447), nullptr);
-  EXPECT_EQ(SC_Get_command(static_cast<unsigned>(-1)), nullptr);
+  EXPECT_TRUE(SC_Initialize_commands() == 0 && CUR_VER == 0);
+  for (const unsigned index : {0U, 446U}) EXPECT_EQ(SC_Get_command(index), VER_0_CMDS[index]);
+  for (const unsigned index : {447U, ~0U}) EXPECT_EQ(SC_Get_command(index), nullptr);
   for (const int version : {-1, 1}) {
     CUR_VER = version;
     EXPECT_EQ(SC_Get_command(0), nullptr);
   }
   CUR_VER = 0;
-  EXPECT_THAT(log_.take_lines(),
-              ElementsAre("info SC_Get_command|No command table is selected",
-                          "info SC_Initialize_commands|Number of commands in array = 447 and in enums = 447",
-                          "info SC_Initialize_commands|Command array and enum matches!",
-                          "info SC_Get_command|Invalid cmd (447)", "info SC_Get_command|Invalid cmd (-1)",
-                          "info SC_Get_command|No command table is selected",
-                          "info SC_Get_command|No command table is selected"));
-}
-
-TEST_F(CommandsTest, RefusesADamagedTable) {
-  for (const char* guard : {"Array Guard ", "Array Guar", "", static_cast<const char*>(nullptr)}) {
-    VER_0_CMDS[BRANTIX_COMMAND_COUNT] = guard;
-    log_.take_lines();
-    EXPECT_EQ(SC_Initialize_commands(), -1);
-    EXPECT_EQ(log_.take_lines().at(1),
-              "info SC_Initialize_commands|Looks like command array for version 0 is corrupted!");
-    EXPECT_EQ(SC_Get_command(0), nullptr);
-  }
+  const std::string unselected = "info SC_Get_command|No command table is selected";
+  EXPECT_THAT(
+      log.take_lines(),
+      ElementsAre(unselected, "info SC_Initialize_commands|Number of commands in array = 447 and in enums = 447",
+                  "info SC_Initialize_commands|Command array and enum matches!",
+                  "info SC_Get_command|Invalid cmd (447)", "info SC_Get_command|Invalid cmd (-1)", unselected,
+                  unselected));
 }
 
 }  // namespace
