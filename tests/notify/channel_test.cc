@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 
 #include <atomic>
-#include <barrier>
 #include <functional>
 #include <thread>
 
@@ -80,15 +79,8 @@ void in_child(const std::function<void()>& body) {
 
 TEST(ChannelTest, RefusedCallsThatComeTogetherMakeOneChannel) {
   in_child([] {
-    constexpr int kThreads = 8;
-    std::barrier start(kThreads);
     std::vector<std::future<void>> calls;
-    for (int i = 0; i < kThreads; ++i) {
-      calls.push_back(std::async(std::launch::async, [&start] {
-        start.arrive_and_wait();
-        refused_call();
-      }));
-    }
+    for (int i = 0; i < 8; ++i) calls.push_back(std::async(std::launch::async, refused_call));
     calls.clear();
     EXPECT_EQ(contexts.made, 1);
     Service service;
@@ -180,7 +172,8 @@ TEST(ChannelTest, CancelledThreadFinishesItsCall) {
     std::thread([&finished] {
       pthread_cancel(pthread_self());
       EXPECT_EQ(notify(), 0);
-      EXPECT_EQ(SCI_registerMib(nullptr, 0, nullptr), 0);
+      EXPECT_EQ(SCI_registerMib(nullptr, 0, nullptr) + SCI_DisableFileSyslogging(), 0);
+      SCI_SendSyslogMessage(7, 0, 0, 0, 0, 0);
       ++finished;
     }).join();
     EXPECT_EQ(finished, 1);

@@ -1,10 +1,8 @@
 // The syslog operations, with a script that records its arguments.
 #include <gmock/gmock.h>
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <csignal>
-#include <thread>
 
 #include "brantix/notify.h"
 #include "platform/syslog/tolm_syslog.h"
@@ -101,17 +99,6 @@ TEST_F(SyslogTest, EverySeverityAndFacility) {
     EXPECT_EQ(SCI_EnableConsoleSyslogging(i), i < 3 ? 0 : -1);
     EXPECT_EQ(recorded(), i < 3 ? "<-SyslogSetConsoleLevel>" + severity : "");
   }
-}
-
-TEST_F(SyslogTest, CancelledThreadFinishesItsCalls) {
-  int calls = 0;
-  std::thread([&calls] {
-    pthread_cancel(pthread_self());
-    EXPECT_EQ(SCI_DisableFileSyslogging(), 0);
-    SCI_SendSyslogMessage(1, 2, 3, 4, 5, 6);
-    ++calls;
-  }).join();
-  EXPECT_EQ(calls, 1);
 }
 
 // A host that ignores its children gets no status from the shell, just as if none had started.
