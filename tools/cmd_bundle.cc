@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "brantix/firmware.h"
+#include "support/text.h"
 #include "tools/dump.h"
 #include "tools/host.h"
 #include "tools/packing.h"
@@ -20,28 +21,95 @@ constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
 constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(FirmwareInfo::packageVersion);
 constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what is in it";
 
-Json image_names(const FirmwareInfo& info) {
-  Json names = Json::array();
-  for (const auto& name : info.imageList) {
-    if (*name != '\0') names.push_back(name);
+constexpr const char* kBroken = " is no whole bundle; --force goes on all the same:";
+constexpr size_t kMostParts = 20;
+constexpr size_t kMostNames = std::size(FirmwareInfo{}.imageList);
+
+constexpr struct {
+  int type;
+  const char* key;
+} kVersions[] = {{orvix_object_firmware, "rommon_version"},
+                 {orvix_object_firmwarehub, "fpga_version"},
+                 {orvix_object_firmwareimageone, "pseq_version"},
+                 {orvix_object_firmwareimagetwo, "lan_spi_version"},
+                 {orvix_object_ssd, "ssd_version"}};
+
+/// What a bundle reports, read as the library reads it but without a file being written.
+class Contents {
+ public:
+  explicit Contents(const Tree& tree) : tree_(tree) {
+    report_["package_version"] = "";
+    for (const auto& [type, key] : kVersions) report_[key] = "";
   }
-  return names;
+
+  Json report() {
+    if (tree_.is_bundle()) parts_of(2, true);
+    report_["image_count"] = images_;
+    report_["images"] = names_;
+    return report_;
+  }
+
+ private:
+  void parts_of(size_t controller, bool outermost) {
+    std::string wanted;
+    const std::vector<size_t> parts = tree_.children(controller);
+    for (size_t i = 0; i < std::min(parts.size(), kMostParts); ++i) {
+      const Node& node = tree_.nodes[parts[i]];
+      for (const auto& [type, key] : kVersions) {
+        if (node.type == type) report_[key] = node.label();
+      }
+      if (node.type == orvix_object_imageheader) wanted = header(node);
+      const pack::PartKind* const kind = pack::part_kind(node.type);
+      if (outermost && kind != nullptr && kind->is_named()) name(parts[i], wanted);
+    }
+  }
+
+  std::string header(const Node& node) {
+    const ImageHeader record = tree_.image_header(node);
+    report_["package_version"] = text_in(record.version);
+    return std::string(text_in(record.filename));
+  }
+
+  /// Also looks into the image that the header names, whose versions replace those of the bundle.
+  void name(size_t part, const std::string& wanted) {
+    const std::string name = tree_.nodes[part].label();
+    if (name != "verify_firmware.py" && name != "firmware_incomp.json") ++images_;
+    if (names_.size() == kMostNames) return;
+    names_.push_back(name);
+    const size_t content = tree_.content_of_image(part);
+    const bool is_meant = !wanted.empty() && name == wanted && tree_.nodes[content].type == orvix_object_controllertype;
+    if (is_meant) parts_of(content, false);
+  }
+
+  const Tree& tree_;
+  Json report_;
+  Json names_ = Json::array();
+  int images_ = 0;
+};
+
+/// Reads a bundle, and fails when there is something wrong with it unless `--force` goes on all the same.
+Tree read_bundle(const std::string& path, const Arguments& arguments) {
+  Tree tree = read_tree(path);
+  if (!arguments.contains("--force")) must_be_whole(kBroken, path, faults(tree));
+  return tree;
 }
 
-Json report(const FirmwareInfo& info) {
-  return {{"package_version", info.packageVersion}, {"rommon_version", info.rommonVersion},
-          {"fpga_version", info.fpgaVersion},       {"pseq_version", info.pseqVersion},
-          {"lan_spi_version", info.lanSpiVersion},  {"ssd_version", info.ssdVersion},
-          {"image_count", info.imageCount},         {"images", image_names(info)}};
+std::vector<std::string> all_files(const Arguments& arguments) {
+  std::vector<std::string> paths = {arguments.at("FILE")};
+  paths.insert(paths.end(), arguments.rest.begin(), arguments.rest.end());
+  return paths;
 }
 
 void show(const Context& context, const Arguments& arguments) {
-  const std::string& path = arguments.at("FILE");
-  FirmwareInfo info{};
-  if (SCI_readFirmwareImageVersion(path.c_str(), &info) != 0) {
-    fail_with_reason(path + " cannot be read as a bundle" + kLookInside, path);
+  const std::vector<std::string> paths = all_files(arguments);
+  if (paths.size() == 1) return print_report(context, Contents(read_bundle(paths[0], arguments)).report());
+  Json bundles = Json::array();
+  for (const std::string& path : paths) {
+    bundles.push_back({{"file", path}});
+    bundles.back().update(Contents(read_bundle(path, arguments)).report());
+    if (!context.json) print_report(context, bundles.back());
   }
-  print_report(context, report(info));
+  if (context.json) print_json({{"bundles", bundles}});
 }
 
 using Files = std::map<std::string, fs::file_time_type>;
@@ -65,23 +133,21 @@ Json new_files(const fs::path& directory, const Files& before) {
   return names;
 }
 
+Json unpacked(const FirmwareInfo& info) {
+  Json names = Json::array();
+  for (const auto& name : info.imageList) {
+    if (*name != '\0') names.push_back(name);
+  }
+  return {{"package_version", info.packageVersion}, {"rommon_version", info.rommonVersion},
+          {"fpga_version", info.fpgaVersion},       {"pseq_version", info.pseqVersion},
+          {"lan_spi_version", info.lanSpiVersion},  {"ssd_version", info.ssdVersion},
+          {"image_count", info.imageCount},         {"images", names}};
+}
+
 std::string ssd_advice(const FirmwareInfo& info) {
   std::error_code missing;
   if (*info.ssdVersion == '\0' || fs::is_directory(kSsdDirectory, missing)) return "";
   return std::string("; its SSD firmware needs the directory ").append(kSsdDirectory);
-}
-
-/// Fails when there is something wrong with the bundle; `force` goes on all the same.
-void verify_or_fail(const std::string& path, bool force) {
-  if (force) return;
-  const auto findings = verify(path);
-  if (findings.empty()) return;
-  std::string text = path + " is no whole bundle; --force goes on all the same:";
-  for (const Finding& finding : findings) {
-    text += "\n  at " + std::to_string(finding.offset) + ": " + (finding.part.empty() ? "" : finding.part + ": ") +
-            finding.text;
-  }
-  throw Failure(text, path + ": " + std::to_string(findings.front().offset));
 }
 
 void unpack(const Context& context, const Arguments& arguments) {
@@ -92,20 +158,20 @@ void unpack(const Context& context, const Arguments& arguments) {
     throw Failure("the directory's path has more than " + std::to_string(kLongestDirectory) +
                   " characters; go there and give \".\"");
   }
-  verify_or_fail(path, arguments.contains("--force"));
+  read_bundle(path, arguments);
   std::error_code error;
   const bool is_new = fs::create_directories(directory, error);
   if (error) throw Failure("cannot create " + directory + ": " + error.message());
 
   const auto before = files_in(directory);
   FirmwareInfo info{};
-  if (SCI_extractFirmwareImagePayload(path.c_str(), &info, directory.c_str()) != 0) {
+  if (SCI_extractFirmwareImagePayload(readable(path).c_str(), &info, directory.c_str()) != 0) {
     if (is_new) fs::remove(directory, error);  // only when it is empty
     fail_with_reason(
         path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside + ssd_advice(info),
         path);
   }
-  Json result = report(info);
+  Json result = unpacked(info);
   result["directory"] = directory;
   result["files"] = new_files(directory, before);
   print_report(context, result);
@@ -113,38 +179,41 @@ void unpack(const Context& context, const Arguments& arguments) {
 
 void stage(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  verify_or_fail(path, arguments.contains("--force"));
+  if (path == "-") throw WrongUsage("the platform takes the path of a file, not standard input", "bundle stage");
+  if (!arguments.contains("--force")) read_bundle(path, arguments);
   if (SCI_setFirmwareVersion(path.c_str()) != 0) fail_with_reason("the platform refused to stage " + path, path);
   print_report(context, {{"staged", path}});
 }
 
-Json findings_in(const std::string& path) {
-  Json rows = Json::array();
-  for (const Finding& finding : verify(path)) {
-    rows.push_back({{"file", path}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+/// What `verify` says of files, each under its name, in one document.
+class Verdict {
+ public:
+  void look_at(const std::string& path, const std::string& name) {
+    for (const Finding& finding : verify(read_tree(path))) {
+      document_[finding.note ? "notes" : "findings"].push_back(
+          {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+      text_ += name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "") + '\n';
+    }
   }
-  return rows;
-}
 
-void print_finding(const Json& row) {
-  const std::string part = row["part"];
-  const std::string line = std::string(row["file"]) + ": at " + row["offset"].dump() + ": " +
-                           (part.empty() ? "" : part + ": ") + std::string(row["finding"]);
-  print_line(escaped(line));
-}
+  /// Prints it. Fails when there are findings.
+  void tell(const Context& context) const {
+    context.json ? print_json(document_) : print_line(escaped_lines(text_).substr(0, text_.size() - 1));
+    const Json& found = document_["findings"];
+    if (found.empty()) return;
+    throw Failure("findings: " + std::to_string(found.size()),
+                  std::string(found[0]["file"]) + ": " + found[0]["offset"].dump());
+  }
+
+ private:
+  Json document_ = {{"findings", Json::array()}, {"notes", Json::array()}};
+  std::string text_;
+};
 
 void verify_bundles(const Context& context, const Arguments& arguments) {
-  std::vector<std::string> paths = {arguments.at("FILE")};
-  paths.insert(paths.end(), arguments.rest.begin(), arguments.rest.end());
-  Json all = Json::array();
-  for (const std::string& path : paths) {
-    for (const Json& row : findings_in(path)) all.push_back(row);
-  }
-  if (context.json) print_json({{"findings", all}});
-  if (!context.json) std::ranges::for_each(all, print_finding);
-  if (all.empty()) return;
-  throw Failure("findings: " + std::to_string(all.size()),
-                std::string(all[0]["file"]) + ": " + all[0]["offset"].dump());
+  Verdict verdict;
+  for (const std::string& path : all_files(arguments)) verdict.look_at(path, path);
+  verdict.tell(context);
 }
 
 void dump_bundle(const Context& context, const Arguments& arguments) {
@@ -154,7 +223,14 @@ void dump_bundle(const Context& context, const Arguments& arguments) {
 }
 
 void pack_bundle(const Context& context, const Arguments& arguments) {
-  pack_container(context, pack::Kind::kBundle, arguments);
+  if (!arguments.contains("--check")) return pack_container(context, pack::Kind::kBundle, arguments);
+  const pack::Manifest wanted = read_container(pack::Kind::kBundle, arguments);
+  Nameless made;
+  pack::write(wanted.container, [&](std::string_view piece) { made.write(piece); });
+  for (const std::string& warning : wanted.warnings) print_message("warning:", warning, Style::kHeading);
+  Verdict verdict;
+  verdict.look_at(made.path(), arguments.at("MANIFEST"));
+  verdict.tell(context);
 }
 
 }  // namespace
@@ -164,24 +240,22 @@ Command bundle_family() {
   const Argument align_option = {.name = "--align",
                                  .about = "Start each part's content at a multiple of so many bytes, such as 4096",
                                  .most = 65536};
+  const Argument check_option = {
+      .name = "--check", .about = "Verify what would be built, and write nothing", .flag = true};
+  const Argument file = {"FILE", "firmware bundle; - is standard input"};
+  const Argument more_files = {.name = "FILES", .about = "more of them", .repeats = true};
   return {.name = "bundle",
           .about = "Firmware bundles",
           .commands = {
-              {"show",
-               "Show the versions of a bundle (its SSD firmware is written to /mnt/boot/ssd_firmwares)",
-               {{"FILE", "firmware bundle"}},
-               show},
+              {"show", "Show the versions of bundles", {file, more_files, force_option}, show},
               {"unpack",
                "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
-               {{"FILE", "firmware bundle"}, {"DIR", "directory for the files; made when it is missing"}, force_option},
+               {file, {"DIR", "directory for the files; made when it is missing"}, force_option},
                unpack},
-              {"verify",
-               "Say what is wrong with bundles, without unpacking them",
-               {{"FILE", "firmware bundle"}, {.name = "FILES", .about = "more of them", .repeats = true}},
-               verify_bundles},
+              {"verify", "Say what is wrong with bundles, without unpacking them", {file, more_files}, verify_bundles},
               {"dump",
                "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
-               {{"FILE", "firmware bundle"}, {"DIR", "directory for them; new or empty"}},
+               {file, {"DIR", "directory for them; new or empty"}},
                dump_bundle},
               diff_command(true),
               {"stage",
@@ -190,7 +264,10 @@ Command bundle_family() {
                stage},
               {"pack",
                "Build a bundle",
-               {{"MANIFEST", "JSON: the list of parts"}, {"OUT", "bundle file to write"}, align_option},
+               {{"MANIFEST", "JSON: the list of parts"},
+                {.name = "OUT", .about = "bundle file to write", .optional = true},
+                align_option,
+                check_option},
                pack_bundle}}};
 }
 

@@ -19,12 +19,12 @@ std::string hexadecimal(unsigned value) {
 
 using Digests = std::vector<std::string>;  // of the nodes; none where they were not asked for
 
-Digests digests_of(const Tree& tree, const std::string& path) {
+Digests digests_of(const Tree& tree) {
   Digests digests;
   for (const Node& node : tree.nodes) {
-    const auto [offset, length] = content_of(node);
-    const bool whole = node.type >= 0 && offset <= tree.size && length <= tree.size - offset;
-    digests.push_back(whole ? sha256(path, {offset, length}) : "");
+    const uint64_t length = node.content_length();
+    const bool whole = node.type >= 0 && node.payload() <= tree.file.size && length <= tree.file.size - node.payload();
+    digests.push_back(whole ? sha256(tree.file, node) : "");
   }
   return digests;
 }
@@ -68,23 +68,22 @@ Json to_json(const Node& node, const std::string& digest) {
 }
 
 Json to_json(const Tree& tree, const std::string& path, const Digests& digests) {
-  Json report = {{"file", path}, {"size", tree.size}, {"objects", Json::array()}, {"problems", Json::array()}};
+  Json report = {{"file", path}, {"size", tree.file.size}, {"objects", Json::array()}, {"problems", Json::array()}};
   for (size_t i = 0; i < tree.nodes.size(); ++i) {
     report["objects"].push_back(to_json(tree.nodes[i], digests.empty() ? "" : digests[i]));
   }
-  for (const auto& [offset, text] : tree.problems) report["problems"].push_back({{"offset", offset}, {"text", text}});
+  for (const Finding& problem : tree.problems) {
+    report["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});
+  }
   return report;
 }
 
 void show_tree(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   const Tree tree = read_tree(path);
-  const Digests digests = arguments.contains("--digest") ? digests_of(tree, path) : Digests();
+  const Digests digests = arguments.contains("--digest") ? digests_of(tree) : Digests();
   context.json ? print_json(to_json(tree, path, digests)) : print_table(tree, digests);
-  if (tree.problems.empty()) return;
-  std::string text = path + " is broken:";
-  for (const auto& [offset, why] : tree.problems) text += "\n  at " + std::to_string(offset) + ": " + why;
-  throw Failure(text, path + ": " + std::to_string(tree.problems.front().offset));
+  must_be_whole(" is broken:", path, tree.problems);
 }
 
 }  // namespace

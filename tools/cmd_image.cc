@@ -6,6 +6,7 @@
 #include "tools/host.h"
 #include "tools/packing.h"
 #include "tools/print.h"
+#include "tools/tree.h"
 
 namespace coupler::tools {
 namespace {
@@ -16,7 +17,10 @@ struct CloseImage {
 
 void show(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  const std::unique_ptr<SCI_image_s, CloseImage> image(SCI_imageOpen(path.c_str()));
+  // A header alone is no container.
+  const bool look = !arguments.contains("--force") && path.find(".img__hdr") == path.npos;
+  if (look) must_be_whole(" is no whole image; --force goes on all the same:", path, read_tree(path).problems);
+  const std::unique_ptr<SCI_image_s, CloseImage> image(SCI_imageOpen(readable(path).c_str()));
   if (image == nullptr) {
     fail_with_reason("no image header in " + path + "; \"couplerctl container tree\" shows what is in it");
   }
@@ -43,7 +47,8 @@ Command image_family() {
           .about = "Software images",
           .commands = {{"show",
                         "Show the header of an image",
-                        {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"}},
+                        {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"},
+                         {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true}},
                         show},
                        {"pack",
                         "Build an image",

@@ -1,8 +1,5 @@
 // SSD firmware files.
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "brantix/container.h"
@@ -16,7 +13,6 @@ namespace coupler::tools {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 constexpr const char* kEquipped = "/mnt/boot/equipped_ssd_firmware";
 constexpr const char* kDriveReport = "/tmp/ssd_fwInfo";
@@ -44,7 +40,7 @@ void match(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   must_know_drive(arguments.contains("--force"));
   FirmwareInfo info{};
-  if (SCI_extractSsdfirmwareBinary(path.c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
+  if (SCI_extractSsdfirmwareBinary(readable(path).c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
   const bool known = *equipped_ssd_model_num != '\0';
   const bool listed = info.ssdMatched != 0;
   print_report(context, {{"fitted_model", equipped_ssd_model_num},
@@ -55,39 +51,15 @@ void match(const Context& context, const Arguments& arguments) {
   if (!listed) throw Failure(path + " is not for the fitted drive, " + equipped_ssd_model_num, path);
 }
 
-/// The text at `offset` without what fills its field up: zeros on the left, blanks on the right.
-std::string field(const std::string& head, size_t offset) {
-  std::string text = head.substr(offset, 16);
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text.erase(0, text.find_first_not_of('0'));
-}
-
-std::string head_of(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) throw Failure("cannot read " + path + ": " + std::strerror(errno));
-  std::string head(kLongestSsdHead, '\0');
-  stream.read(head.data(), static_cast<std::streamsize>(head.size()));
-  head.resize(static_cast<size_t>(stream.gcount()));
-  return head;
-}
-
 void show(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  const std::string head = head_of(path);
-  std::error_code unknown;
-  const uint64_t size = fs::file_size(path, unknown);
-  const std::string fault = ssd_fault(head, unknown ? 0 : size);
-  if (!fault.empty()) throw Failure(path + " is no SSD firmware file: " + fault);
-  const size_t behind = 38 + 16 * std::stoul(head.substr(36, 2));
-  Json models = Json::array();
-  for (size_t at = 38; at < behind; at += 16) {
-    const std::string model = head.substr(at, 16);
-    models.push_back(model.substr(0, model.find_last_not_of(' ') + 1));
-  }
-  print_report(context, {{"identification", field(head, 4)},
-                         {"models", models},
-                         {"version", field(head, behind)},
-                         {"size", std::stoull(head.substr(behind + 16, 16))}});
+  const Input file(path);
+  const SsdHead head = read_ssd_head(file, 0, file.size);
+  if (!head.fault.empty()) throw Failure(path + " is no SSD firmware file: " + head.fault, path);
+  print_report(context, {{"identification", head.identification},
+                         {"models", head.models},
+                         {"version", head.version},
+                         {"size", head.size}});
 }
 
 void pack_ssd(const Context& context, const Arguments& arguments) {

@@ -1,18 +1,15 @@
 // What one container has and another has not.
 #include "tools/diff.h"
 
-#include <fstream>
 #include <map>
 
-#include "brantix/container.h"
 #include "tools/command.h"
 #include "tools/digest.h"
+#include "tools/pack/builder.h"
 #include "tools/tree.h"
 
 namespace coupler::tools {
 namespace {
-
-bool is_named(int type) { return type == orvix_object_imagefile || type == orvix_object_textfile; }
 
 struct Piece {
   Node node;
@@ -22,25 +19,17 @@ struct Piece {
 /// The objects of a container by name: with what holds them, and a number from the second of the same name on.
 class Pieces {
  public:
-  Pieces(const std::string& path, bool parts_only) : path_(path), tree_(read_tree(path)) {
-    if (!tree_.problems.empty()) {
-      const auto& [offset, text] = tree_.problems.front();
-      throw Failure(path + " is broken: at " + std::to_string(offset) + ": " + text);
-    }
-    if (parts_only && (tree_.nodes.size() < 3 || tree_.nodes[2].type != orvix_object_controllertype)) {
-      throw Failure(path + " is no bundle");
-    }
+  Pieces(const std::string& path, bool parts_only) : tree_(read_tree(path)) {
+    must_be_whole(" is broken:", path, tree_.problems);
+    if (parts_only && !tree_.is_bundle()) throw Failure(path + " is no bundle", path);
     for (size_t i = 0; i < tree_.nodes.size(); ++i) add(i, parts_only);
   }
 
   std::string header(const Node& node) const {
-    std::ifstream file(path_, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(node.offset + sizeof(orvix_object)));
-    std::string bytes(node.header_length, '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::string bytes = tree_.file.read(node.header(), node.header_length);
     return bytes.erase(bytes.find_last_not_of('\0') + 1);
   }
-  std::string digest(const Node& node) const { return sha256(path_, content_of(node)); }
+  std::string digest(const Node& node) const { return sha256(tree_.file, node); }
 
   std::map<std::string, Piece> all;
 
@@ -50,7 +39,8 @@ class Pieces {
     names_.erase(names_.lower_bound(node.depth), names_.end());
     if (node.type < 0 || (parts_only && node.depth != tree_.nodes[2].depth + 1)) return;
     std::string name = above(parts_only) + node.name;
-    if (is_named(node.type)) name += ' ' + node.text.substr(0, node.text.find(';'));
+    const pack::PartKind* const kind = pack::part_kind(node.type);
+    if (kind != nullptr && kind->is_named()) name += ' ' + node.label();
     const int count = ++counts_[name];
     if (count > 1) name += " #" + std::to_string(count);
     names_[node.depth] = name;
@@ -60,13 +50,10 @@ class Pieces {
 
   std::string above(bool parts_only) const { return parts_only || names_.empty() ? "" : names_.rbegin()->second + '/'; }
 
-  const std::string path_;
   const Tree tree_;
   std::map<std::string, int> counts_;
   std::map<int, std::string> names_;  // of the objects that hold the next one, by depth
 };
-
-std::string version(const Node& node) { return node.text.substr(0, node.text.find(';')); }
 
 }  // namespace
 
@@ -81,8 +68,8 @@ std::vector<Difference> differences(const std::string& before, const std::string
       continue;
     }
     const auto& [is, holds_others] = place->second;
-    const bool same_version = version(was.node) == version(is);
-    if (!same_version) found.push_back({"version", name, version(was.node), version(is)});
+    const bool same_version = was.node.label() == is.label();
+    if (!same_version) found.push_back({"version", name, was.node.label(), is.label()});
     const bool same_content = (was.holds_others && holds_others) || old.digest(was.node) == young.digest(is);
     if (!same_content) found.push_back({"content", name, old.digest(was.node), young.digest(is)});
     const bool told = !same_version || !same_content;

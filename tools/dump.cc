@@ -7,9 +7,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "brantix/container.h"
+#include "support/text.h"
 #include "tools/command.h"
-#include "tools/digest.h"
 #include "tools/pack/manifest.h"
 #include "tools/tree.h"
 
@@ -21,7 +20,7 @@ using Json = nlohmann::ordered_json;
 
 template <size_t N>
 void add_text(Json& part, const char* key, const char (&field)[N]) {
-  const std::string text(field, strnlen(field, N));
+  const std::string text(text_in(field));
   if (!text.empty()) part[key] = text;
 }
 
@@ -80,16 +79,13 @@ class Target {
 
 class Dump {
  public:
-  Dump(const std::string& path, Target& target)
-      : path_(path), target_(target), tree_(read_tree(path)), bundle_(path, std::ios::binary) {}
+  Dump(const std::string& path, Target& target) : path_(path), target_(target), tree_(read_tree(path)) {}
 
   void run() {
-    if (!tree_.problems.empty()) fail(tree_.problems.front().offset, tree_.problems.front().text);
-    if (tree_.nodes.size() < 3 || tree_.nodes[2].type != orvix_object_controllertype) fail(0, "this is no bundle");
+    must_be_whole(" is broken:", path_, tree_.problems);
+    if (!tree_.is_bundle()) fail(0, "this is no bundle");
     Json parts = Json::array();
-    for (const Node& node : tree_.nodes) {
-      if (node.depth == tree_.nodes[2].depth + 1) parts.push_back(part(node));
-    }
+    for (const size_t i : tree_.children(2)) parts.push_back(part(tree_.nodes[i]));
     std::ofstream manifest = target_.create(kDumpedManifest);
     manifest << Json{{"parts", parts}}.dump(2) << '\n';
     target_.close(std::move(manifest));
@@ -102,18 +98,11 @@ class Dump {
   }
 
   Json part(const Node& node) {
-    if (node.type == orvix_object_imageheader) {
-      ImageHeader record{};
-      read(node.offset + sizeof(orvix_object), reinterpret_cast<char*>(&record),
-           std::min<uint64_t>(node.header_length, sizeof record));
-      return header_part(record);
-    }
-    const std::string type = pack::part_type_name(node.type);
-    if (type.empty()) fail(node.offset, node.name + " is no part of a bundle");
-    const bool named = node.type == orvix_object_imagefile || node.type == orvix_object_textfile;
-    const size_t mark = node.text.find(';');
-    Json part = {{"type", type}, {named ? "name" : "version", node.text.substr(0, mark)}};
-    if (mark != node.text.npos) part["file"] = content(node, type);
+    if (node.type == orvix_object_imageheader) return header_part(tree_.image_header(node));
+    const pack::PartKind* const kind = pack::part_kind(node.type);
+    if (kind == nullptr) fail(node.offset, node.name + " is no part of a bundle");
+    Json part = {{"type", kind->name}, {kind->text, node.label()}};
+    if (node.has_size()) part["file"] = content(node, std::string(kind->name));
     if (node.header_length != (node.text.size() + 15) / 16 * 16) part["header_size"] = node.header_length;
     return part;
   }
@@ -122,40 +111,25 @@ class Dump {
     const std::string number = std::to_string(target_.files.size() + 1);
     const std::string name = std::string(number.size() < 2 ? "0" : "") + number + '-' + type;
     std::ofstream file = target_.create(name);
-    const auto [offset, length] = content_of(node);
-    std::vector<char> piece(size_t{1} << 18);
-    for (uint64_t done = 0; done < length && file;) {
-      const uint64_t count = std::min<uint64_t>(length - done, piece.size());
-      read(offset + done, piece.data(), count);
-      file.write(piece.data(), static_cast<std::streamsize>(count));
-      done += count;
-    }
+    tree_.file.copy(node.payload(), node.content_length(), [&](std::string_view piece) { file << piece; });
     target_.close(std::move(file));
     return name;
   }
 
   void compare(const pack::Container& made) {
     uint64_t at = 0;
-    std::string there;
     pack::write(made, [&](std::string_view piece) {
-      there.resize(piece.size());
-      read(at, there.data(), there.size());
+      const std::string there = tree_.file.read(at, piece.size());
       const auto differs = std::ranges::mismatch(there, piece).in1 - there.begin();
       at += static_cast<uint64_t>(differs);
       if (static_cast<size_t>(differs) < piece.size()) fail(at, "a manifest cannot express what stands here");
     });
-    if (at < tree_.size) fail(at, "a manifest cannot express what stands from here on");
-  }
-
-  void read(uint64_t offset, char* bytes, uint64_t length) {
-    bundle_.seekg(static_cast<std::streamoff>(offset));
-    if (!bundle_.read(bytes, static_cast<std::streamsize>(length))) fail(tree_.size, "the file ends here");
+    if (at < tree_.file.size) fail(at, "a manifest cannot express what stands from here on");
   }
 
   const std::string path_;
   Target& target_;
   const Tree tree_;
-  std::ifstream bundle_;
 };
 
 }  // namespace

@@ -91,10 +91,16 @@ void pack_file(const Context& context, const std::string& out, const std::vector
   for (const std::string& warning : warnings) print_message("warning:", warning, Style::kHeading);
 }
 
-void pack_container(const Context& context, pack::Kind kind, const Arguments& arguments) {
-  const std::string& out = arguments.at("OUT");
+pack::Manifest read_container(pack::Kind kind, const Arguments& arguments) {
   pack::Manifest wanted = pack::read_manifest(kind, arguments.at("MANIFEST"));
   if (arguments.contains("--align")) align(wanted.container, arguments.at("--align"));
+  return wanted;
+}
+
+void pack_container(const Context& context, pack::Kind kind, const Arguments& arguments) {
+  if (!arguments.contains("OUT")) throw WrongUsage("OUT is required", "OUT");
+  const std::string& out = arguments.at("OUT");
+  const pack::Manifest wanted = read_container(kind, arguments);
   pack_file(context, out, wanted.files, pack::size(wanted.container), wanted.warnings,
             [&](const pack::Progress& progress) { pack::write_file(wanted.container, out, progress); });
 }

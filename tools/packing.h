@@ -18,7 +18,10 @@ void pack_file(const Context& context, const std::string& out, const std::vector
                uint64_t size, const std::vector<std::string>& warnings,
                const std::function<void(const pack::Progress&)>& write);
 
-/// Builds the container that the arguments' MANIFEST describes as the file OUT.
+/// What the arguments' MANIFEST describes, aligned as they want it.
+pack::Manifest read_container(pack::Kind kind, const Arguments& arguments);
+
+/// Builds it as the file OUT.
 void pack_container(const Context& context, pack::Kind kind, const Arguments& arguments);
 
 }  // namespace coupler::tools

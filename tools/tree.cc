@@ -1,17 +1,11 @@
 // The objects of a container file, read without trusting it.
 #include "tools/tree.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
 
-#include "brantix/container.h"
-#include "support/handle.h"
+#include "support/text.h"
 #include "tools/command.h"
 
 namespace coupler::tools {
@@ -19,41 +13,9 @@ namespace {
 
 constexpr int kDeepest = 32;
 constexpr size_t kMostNodes = 10'000;
-constexpr size_t kMostText = 128;
+constexpr size_t kMostText = 4096;
 constexpr uint64_t kGuid = 16;
 constexpr uint64_t kHead = sizeof(orvix_object);
-
-class Input {
- public:
-  explicit Input(const std::string& path) : path_(path), file_(open_at_once(path.c_str(), O_RDONLY)) {
-    struct stat status {};
-    if (!file_ || ::fstat(file_.get(), &status) != 0) fail(std::strerror(errno));
-    if (!S_ISREG(status.st_mode)) fail("not a regular file");
-    size = static_cast<uint64_t>(status.st_size);
-  }
-
-  /// Up to `length` bytes at `offset`; fewer where the file ends.
-  std::string read(uint64_t offset, uint64_t length) const {
-    std::string bytes(length, '\0');
-    const ssize_t count = ::pread(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    if (count < 0) fail(std::strerror(errno));
-    bytes.resize(static_cast<size_t>(count));
-    return bytes;
-  }
-
-  uint64_t size = 0;
-
- private:
-  [[noreturn]] void fail(const std::string& why) const { throw Failure("cannot read " + path_ + ": " + why, path_); }
-
-  const std::string path_;
-  const Descriptor file_;
-};
-
-std::string until_nul(const std::string& text, size_t offset, size_t length) {
-  const std::string field = text.substr(std::min(offset, text.size()), length);
-  return field.substr(0, field.find('\0'));
-}
 
 bool has_image_header(int type) {
   return type == orvix_object_imageheader || type == orvix_object_imagetype || type == orvix_object_bundletype;
@@ -64,24 +26,13 @@ bool has_text(int type) {
          type == orvix_object_textfile;
 }
 
-/// The number behind the ';' of a part's header; 0 without one.
-uint64_t declared_size(const std::string& text) {
-  const size_t mark = text.find(';');
-  uint64_t size = 0;
-  if (mark != text.npos) std::from_chars(text.data() + mark + 1, text.data() + text.size(), size);
-  return size;
-}
-
 bool wraps(int type) { return type == orvix_object_zeltasignature || type == orvix_object_controllertype; }
 
 class Reader {
  public:
-  explicit Reader(const Input& file) : file_(file), tree_{file.size, {}, {}} {}
+  explicit Reader(Tree& tree) : tree_(tree), file_(tree.file) {}
 
-  Tree read() {
-    container(0, file_.size, 0);
-    return std::move(tree_);
-  }
+  void read() { container(0, file_.size, 0); }
 
  private:
   void problem(uint64_t offset, std::string text) {
@@ -95,6 +46,7 @@ class Reader {
     const std::string guid = file_.read(offset, std::min(kGuid, end - offset));
     if (guid.size() < kGuid) return problem(offset, "too short for a container");
     if (!orvix_is_file_guid(guid.data())) problem(offset, "the file GUID is missing; this is no container, or damaged");
+    if (offset + kGuid == end) problem(offset, "no object stands in the container");
     objects(offset + kGuid, end, depth + 1);
   }
 
@@ -131,9 +83,9 @@ class Reader {
       problem(offset, overrun("header", header, room));
       return 0;
     }
-    tree_.nodes.back().text = text_of(type, offset + kHead, header);
+    tree_.nodes.back().text = text_of(tree_.nodes.back());
     if (payload > room - header) problem(offset, overrun("payload", payload, room - header));
-    const uint64_t content = has_text(type) ? declared_size(tree_.nodes.back().text) : 0;
+    const uint64_t content = tree_.nodes.back().content_length();
     if (content > payload) {
       problem(offset,
               "the part has " + std::to_string(content) + " bytes, its payload only " + std::to_string(payload));
@@ -149,27 +101,75 @@ class Reader {
     if (wraps(type)) objects(offset, offset + length, depth + 1);
   }
 
-  std::string text_of(int type, uint64_t offset, uint64_t length) const {
-    if (has_text(type)) return until_nul(file_.read(offset, std::min<uint64_t>(length, kMostText)), 0, kMostText);
-    if (!has_image_header(type)) return "";
-    const std::string header = file_.read(offset, std::min<uint64_t>(length, sizeof(ImageHeader)));
-    return until_nul(header, offsetof(ImageHeader, filename), sizeof(ImageHeader::filename)) + " " +
-           until_nul(header, offsetof(ImageHeader, version), sizeof(ImageHeader::version));
+  std::string text_of(const Node& node) const {
+    const std::string header = file_.read(node.header(), std::min<uint64_t>(node.header_length, kMostText));
+    if (has_text(node.type)) return header.substr(0, header.find('\0'));
+    if (!has_image_header(node.type)) return "";
+    const ImageHeader record = tree_.image_header(node);
+    return std::string(text_in(record.filename)).append(" ").append(text_in(record.version));
   }
 
   static std::string overrun(const std::string& what, uint64_t length, uint64_t room) {
     return "the " + what + " has " + std::to_string(length) + " bytes, but only " + std::to_string(room) + " are left";
   }
 
+  Tree& tree_;
   const Input& file_;
-  Tree tree_;
 };
 
 }  // namespace
 
+uint64_t Node::content_length() const {
+  if (!has_text(type) || !has_size()) return payload_length;
+  uint64_t size = 0;
+  std::from_chars(text.data() + text.find(';') + 1, text.data() + text.size(), size);
+  return size;
+}
+
+bool Tree::is_bundle() const {
+  return nodes.size() > 2 && nodes[1].type == orvix_object_zeltasignature &&
+         nodes[2].type == orvix_object_controllertype && nodes[2].depth == nodes[1].depth + 1;
+}
+
+std::vector<size_t> Tree::children(size_t node) const {
+  std::vector<size_t> found;
+  for (size_t i = node + 1; i < nodes.size() && nodes[i].depth > nodes[node].depth; ++i) {
+    if (nodes[i].depth == nodes[node].depth + 1) found.push_back(i);
+  }
+  return found;
+}
+
+size_t Tree::content_of_image(size_t node) const {
+  const bool holds = node + 3 < nodes.size() && nodes[node + 1].type == -1 &&
+                     nodes[node + 2].type == orvix_object_zeltasignature && nodes[node + 1].depth > nodes[node].depth &&
+                     nodes[node + 3].depth == nodes[node].depth + 3;
+  return holds ? node + 3 : 0;
+}
+
+ImageHeader Tree::image_header(const Node& node) const {
+  ImageHeader record{};
+  const std::string bytes = file.read(node.header(), std::min<uint64_t>(node.header_length, sizeof record));
+  std::memcpy(&record, bytes.data(), bytes.size());
+  return record;
+}
+
 Tree read_tree(const std::string& path) {
-  const Input file(path);
-  return Reader(file).read();
+  Tree tree{Input(path)};
+  Reader(tree).read();
+  return tree;
+}
+
+std::string lines_of(const Findings& findings) {
+  std::string lines;
+  for (const auto& [offset, text, part, note] : findings) {
+    lines += "\n  at " + std::to_string(offset) + ": " + (part.empty() ? "" : part + ": ") + text;
+  }
+  return lines;
+}
+
+void must_be_whole(const std::string& what, const std::string& path, const Findings& findings) {
+  if (findings.empty()) return;
+  throw Failure(path + what + lines_of(findings), path + ": " + std::to_string(findings.front().offset));
 }
 
 }  // namespace coupler::tools

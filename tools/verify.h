@@ -5,24 +5,27 @@
 #include <string>
 #include <vector>
 
-namespace coupler::tools {
+#include "tools/tree.h"
 
-struct Finding {
-  uint64_t offset;   ///< in the file, bytes
-  std::string part;  ///< what its header says; empty where no part is meant
-  std::string text;
-};
+namespace coupler::tools {
 
 /// Everything that can be known from heads and headers, in the order of the file. A bundle without findings ends where
 /// its signature object ends, so that none of its proper prefixes is without findings.
-///
-/// @throws Failure when the file cannot be read
-std::vector<Finding> verify(const std::string& path);
+Findings verify(const Tree& tree);
 
-/// The most bytes that stand before the binary of an SSD firmware file.
-constexpr size_t kLongestSsdHead = 38 + 16 * (99 + 2);
+/// The findings that are no notes.
+Findings faults(const Tree& tree);
 
-/// What is wrong with the head of an SSD firmware file of `size` bytes; empty when nothing is.
-std::string ssd_fault(const std::string& head, uint64_t size);
+/// What an SSD firmware file says of itself, and what is wrong with it; empty when nothing is.
+struct SsdHead {
+  std::string fault;
+  std::string identification = {};
+  std::vector<std::string> models = {};
+  std::string version = {};
+  uint64_t size = 0;  ///< of its binary, bytes
+};
+
+/// @param offset,size where the SSD firmware file stands in `file`, and its length
+SsdHead read_ssd_head(const Input& file, uint64_t offset, uint64_t size);
 
 }  // namespace coupler::tools

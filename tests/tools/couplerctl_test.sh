@@ -78,6 +78,13 @@ expect 0 out aligned.bundle bundle pack --align 4096 bundle.json aligned.bundle
 tail -c +4097 aligned.bundle | head -c 5000 | cmp -s - rommon.bin || fail 'the first content does not start at 4096'
 expect 0 out '"findings": []' --json bundle verify aligned.bundle
 expect 0 out '"differences": []' --json bundle diff fw.bundle aligned.bundle
+expect 0 out 'out' bundle pack - out.bundle <bundle.json
+same fw.bundle out.bundle
+holds 'r == {"findings": [], "notes": []}' bundle pack --check bundle.json
+echo '{"parts": [{"type": "image-header", "filename": "none.img"}]}' >lacking.json
+expect 1 out 'lacking.json: at 80: none.img : names the image none.img' bundle pack --check lacking.json
+expect 2 err 'OUT is required' bundle pack bundle.json
+expect 2 err 'not standard input' bundle stage - <fw.bundle
 expect 2 err 'no multiple of 16' bundle pack --align 17 bundle.json aligned.bundle
 
 # Apart and made again; what changed from one to another.
@@ -116,6 +123,30 @@ same /mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q rommon.bin
 expect 0 out 'size  5086' ssd pack other.json other.ssd
 holds 'not r["matched"] and r["file"] == "" and r["status"] == 1 and r["place"] == "other.ssd"' ssd match other.ssd
 expect 1 err 'no SSD firmware file' ssd match rommon.bin
+
+# Of a bundle with a nested image and SSD firmware no beginning passes for the whole, wherever it was cut.
+echo '{"parts": [{"type": "image-header", "filename": "i"}, {"type": "ssd", "version": "1", "file": "drive.bin"},
+  {"type": "image", "name": "i", "image": {"parts": [{"type": "fpga", "version": "2", "file": "verify.py"}]}}]}' >nested.json
+echo firmware >small.bin && sed 's/rommon.bin/small.bin/' ssd.json >small.json
+"$couplerctl" ssd pack small.json drive.bin >out && "$couplerctl" bundle pack nested.json nested.bundle >out
+rm -rf /mnt/boot/ssd_firmwares/*
+size=$(stat -c %s nested.bundle)
+expect 0 out "ssd version      1" bundle show nested.bundle
+expect 0 out 'fpga version     2' bundle show - <nested.bundle
+holds '[b["file"] for b in r["bundles"]] == ["nested.bundle", "-"]' bundle show nested.bundle - <nested.bundle
+[[ -z $(ls -A /mnt/boot/ssd_firmwares) ]] || fail 'show leaves SSD firmware'
+for length in $({ seq 1 97 "$size" && "$couplerctl" container tree nested.bundle | awk 'NR > 2 { print $1 - 1, $1, $1 + 1 }'; } |
+  xargs -n 1 | sort -nu) $((size - 1)); do
+  head -c "$length" nested.bundle >cut.nested
+  for words in 'bundle show' 'bundle verify' 'bundle unpack' 'bundle stage' 'bundle dump' 'bundle diff' 'container tree' \
+    'container diff' 'image show'; do
+    second=()
+    [[ $words =~ unpack|dump ]] && second=(cut)
+    [[ $words =~ diff ]] && second=(nested.bundle)
+    # shellcheck disable=SC2086 # the words of a command
+    "$couplerctl" $words cut.nested "${second[@]}" >out 2>err && fail "$words ends with 0 at $length of $size"
+  done
+done
 
 # What is running; what the library itself prints is not among the result.
 echo 'label 2.3.1.58' >/etc/version.txt
@@ -164,7 +195,8 @@ cp fw.bundle longer.bundle && set_bytes longer.bundle 723 '\xff\xff\xff\xff\xff'
 expect 1 err 'at 704: the payload has 17592186044400 bytes, but only' container tree longer.bundle
 cp fw.bundle foreign.bundle && set_bytes foreign.bundle 704 '\x01'
 expect 1 err 'at 704: an object of unknown type' container tree foreign.bundle
-expect 1 err 'invalid object type 99999' bundle show foreign.bundle
+expect 1 err 'at 704: an object of unknown type' bundle show foreign.bundle
+expect 1 err 'invalid object type 99999' bundle unpack foreign.bundle foreign --force
 cp fw.bundle size.bundle && set_bytes size.bundle 742 '9'
 expect 1 err 'at 704: the part has 9000 bytes, its payload only 5008' container tree size.bundle
 expect 1 err 'at 704: the part has 9000' bundle stage size.bundle
@@ -182,7 +214,7 @@ holds 'r == {"status": 1, "reason": "cannot read missing: No such file or direct
 [[ ! -e empty ]] || fail 'an empty directory is left'
 
 expect 0 out '"findings": []' --json bundle verify first.bundle
-holds 'r == {"findings": []}' bundle verify first.bundle fw.bundle
+holds 'r == {"findings": [], "notes": []}' bundle verify first.bundle fw.bundle
 expect 1 out 'cut.bundle: at 704: the payload has 5008 bytes' bundle verify first.bundle cut.bundle
 holds 'r["findings"][0]["part"] == "" and r["findings"][-1]["offset"] == 704' bundle verify cut.bundle
 expect 1 out 'rommon.bin: at 0: ' bundle verify rommon.bin
@@ -221,8 +253,8 @@ expect 1 err 'is what it would be made from, rommon.bin' bundle pack mine.json r
 ln -f mine.json same.json
 expect 1 err 'is what it would be made from' bundle pack mine.json same.json
 same bundle.json mine.json
-expect 0 err 'orvix_object_firmware 1.0.5;5000' --log info bundle show fw.bundle
-expect 0 out 1.0.5 --log critical bundle show fw.bundle
+expect 0 err 'orvix_object_firmware 1.0.5;5000' --log info bundle unpack fw.bundle parts/new
+expect 0 out 1.0.5 --log critical bundle unpack fw.bundle parts/new
 [[ ! -s err ]] || fail 'lines below the level are shown'
 long=$(printf 'd%.0s' {1..200})
 expect 1 err 'go there and give "."' bundle unpack fw.bundle "$long"

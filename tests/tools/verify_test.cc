@@ -15,10 +15,10 @@ namespace {
 
 using namespace pack;
 
-std::vector<Finding> verify_bytes(const std::string& bytes) {
+Findings verify_bytes(const std::string& bytes) {
   const auto path = std::filesystem::temp_directory_path() / ("verify_test." + std::to_string(getpid()));
   std::ofstream(path, std::ios::binary) << bytes;
-  auto findings = verify(path.string());
+  auto findings = verify(read_tree(path.string()));
   std::filesystem::remove(path);
   return findings;
 }
@@ -37,6 +37,20 @@ TEST(Verify, NoProperPrefixIsWithoutFindings) {
     EXPECT_FALSE(verify_bytes(whole.substr(0, length)).empty()) << length;
   }
   EXPECT_FALSE(verify_bytes(whole + std::string(32, '\0')).empty());
+}
+
+TEST(Verify, AnImageWithoutPartsIsWorthANote) {
+  for (const int type : {orvix_object_imagetype, orvix_object_bundletype}) {
+    const auto findings =
+        verify_bytes(render(bundle({image_header({.filename = "i"}), image_file("i", image({}, type))})));
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_TRUE(findings[0].note) << findings[0].text;
+  }
+}
+
+TEST(Verify, SsdFirmwareHasItsOwnFolder) {
+  const std::string drive = ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 1) + "b";
+  EXPECT_TRUE(verify_bytes(render(bundle({ssd("1", drive), text_file("ssd-1", "t")}))).empty());
 }
 
 TEST(Verify, EachFaultIsFoundAtItsPart) {

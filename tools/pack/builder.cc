@@ -180,6 +180,11 @@ void write_file(const Container& container, const std::filesystem::path& path, c
   });
 }
 
+const PartKind* part_kind(int type) {
+  const auto* const found = std::ranges::find(kPartKinds, type, &PartKind::type);
+  return found == std::end(kPartKinds) ? nullptr : found;
+}
+
 Object part(int type, const std::string& text, const std::optional<Payload>& data) {
   if (!data) return object(type, text);
   return object(type, text + ';' + std::to_string(size(*data)), *data);

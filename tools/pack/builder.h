@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -79,6 +80,28 @@ using Progress = std::function<void(uint64_t)>;
 
 /// Writes the container as a file that appears whole or not at all. What stood at `path` before is replaced.
 void write_file(const Container& container, const std::filesystem::path& path, const Progress& progress = {});
+
+/// A kind of part whose header has a text: its version, or its name.
+struct PartKind {
+  std::string_view name;  ///< in manifests
+  int type;
+  const char* text;  ///< what a manifest calls the text before the size
+  const char*
+      prefix;  ///< of the file that it becomes when the bundle is unpacked; one of SSD firmware has its own folder
+
+  bool is_named() const { return *prefix == '\0'; }
+};
+constexpr PartKind kPartKinds[] = {
+    {"rommon", orvix_object_firmware, "version", "rommon-"},
+    {"ssd", orvix_object_ssd, "version", "/ssd-"},
+    {"fpga", orvix_object_firmwarehub, "version", "fpga-"},
+    {"pseq", orvix_object_firmwareimageone, "version", "PowerSequencer-"},
+    {"lan-spi", orvix_object_firmwareimagetwo, "version", "LanSpi-"},
+    {"image", orvix_object_imagefile, "name", ""},
+    {"text", orvix_object_textfile, "name", ""},
+};
+/// @return the kind of that object type; null for another type
+const PartKind* part_kind(int type);
 
 // The parts of a bundle. A part without data has a version or a name, and no size.
 

@@ -2,6 +2,8 @@
 #include "tools/pack/manifest.h"
 
 #include <algorithm>
+#include <iostream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -19,25 +21,8 @@ constexpr size_t kLongestName = 63;  // readers keep names and versions in 64 by
 constexpr size_t kMostParts = 20;
 constexpr uint64_t kMostBytes = 0xffff'ffff;
 constexpr int kDeepestImage = 8;
-constexpr size_t kSsdField = 16;
 constexpr size_t kLongestHeader = 0xffff * 16;
-constexpr size_t kMostModels = 99;
 
-struct PartKind {
-  std::string_view name;
-  int type;
-  const char* text;    // key of the text before the size
-  const char* prefix;  // of the file that it becomes when the bundle is unpacked
-};
-constexpr PartKind kPartKinds[] = {
-    {"rommon", orvix_object_firmware, "version", "rommon-"},
-    {"ssd", orvix_object_ssd, "version", "/ssd-"},
-    {"fpga", orvix_object_firmwarehub, "version", "fpga-"},
-    {"pseq", orvix_object_firmwareimageone, "version", "PowerSequencer-"},
-    {"lan-spi", orvix_object_firmwareimagetwo, "version", "LanSpi-"},
-    {"image", orvix_object_imagefile, "name", ""},
-    {"text", orvix_object_textfile, "name", ""},
-};
 constexpr std::string_view kImageHeader = "image-header";
 constexpr const char* kHeaderFile = "hdr";
 
@@ -167,7 +152,7 @@ class Reader {
   }
 
   static std::vector<std::string> models(const Value& value) {
-    if (!value.json.is_array() || value.json.empty() || value.json.size() > kMostModels) {
+    if (!value.json.is_array() || value.json.empty() || value.json.size() > kMostSsdModels) {
       value.reject("must be a list [...] of 1 to 99 texts");
     }
     std::vector<std::string> models;
@@ -350,6 +335,7 @@ Json parse_json(const std::string& text) {
 
 std::string read_text(const fs::path& path) {
   std::string text;
+  if (path == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
   copy(file(path), [&](std::string_view piece) { text += piece; });
   return text;
 }
@@ -366,11 +352,6 @@ auto read(const fs::path& path, Parse parse) {
 }
 
 }  // namespace
-
-std::string part_type_name(int type) {
-  const auto* const found = std::ranges::find(kPartKinds, type, &PartKind::type);
-  return found == std::end(kPartKinds) ? "" : std::string(found->name);
-}
 
 Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& directory) {
   const Json json = parse_json(text);

@@ -29,9 +29,6 @@
 /// Relative paths start at the manifest's own directory.
 namespace coupler::pack {
 
-/// The "type" of a part whose object has that type; empty when a manifest has none.
-std::string part_type_name(int type);
-
 enum class Kind { kBundle, kImage };
 
 struct Manifest {
@@ -43,7 +40,7 @@ struct Manifest {
 /// @throws Error that names the key, what is wrong with it and what would be right
 Manifest parse_manifest(Kind kind, const std::string& text, const std::filesystem::path& directory);
 
-/// As above, for a file; the error begins with its path.
+/// As above, for a file, or standard input where it is "-"; the error begins with its path.
 Manifest read_manifest(Kind kind, const std::filesystem::path& path);
 
 struct SsdManifest {

@@ -6,23 +6,20 @@
 namespace coupler::pack {
 namespace {
 
-constexpr size_t kField = 16;
-constexpr size_t kMostModels = 99;
-
 size_t room_behind(const std::string& text, size_t size) {
   if (text.size() <= size) return size - text.size();
   throw Error('"' + text + "\" has " + std::to_string(text.size()) + " characters; its field holds " +
               std::to_string(size));
 }
 
-std::string padded(const std::string& text, size_t size = kField) {
+std::string padded(const std::string& text, size_t size = kSsdField) {
   return std::string(room_behind(text, size), '0') + text;
 }
 
 // Readers search the list as one text, which a zero byte would end.
 std::string list(const std::vector<std::string>& models) {
   std::string text;
-  for (const std::string& model : models) text += model + std::string(room_behind(model, kField), ' ');
+  for (const std::string& model : models) text += model + std::string(room_behind(model, kSsdField), ' ');
   return text;
 }
 
@@ -30,8 +27,8 @@ std::string list(const std::vector<std::string>& models) {
 
 std::string ssd_head(const SsdFirmware& firmware, uint64_t size) {
   const size_t count = firmware.models.size();
-  if (count > kMostModels) throw Error("a list of " + std::to_string(count) + " models; the format holds 99");
-  return "0001" + padded(firmware.identification) + std::string(kField, '0') + padded(std::to_string(count), 2) +
+  if (count > kMostSsdModels) throw Error("a list of " + std::to_string(count) + " models; the format holds 99");
+  return "0001" + padded(firmware.identification) + std::string(kSsdField, '0') + padded(std::to_string(count), 2) +
          list(firmware.models) + padded(firmware.version) + padded(std::to_string(size));
 }
 

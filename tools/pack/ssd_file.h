@@ -10,6 +10,10 @@
 /// Builds SSD firmware files: the firmware of a drive behind the list of the models that it is for.
 namespace coupler::pack {
 
+constexpr size_t kSsdField = 16;
+constexpr size_t kSsdModels = 38;  // where their list begins, behind its length of two digits
+constexpr size_t kMostSsdModels = 99;
+
 struct SsdFirmware {
   std::string identification;
   std::vector<std::string> models;
