@@ -38,6 +38,7 @@ if(TARGET couplerctl)
   endif()
   install(TARGETS couplerctl RUNTIME COMPONENT tool)
   install(FILES docs/couplerctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(FILES docs/manifest.schema.json DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
   install(FILES tools/completion/couplerctl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tool)
   install(FILES tools/completion/_couplerctl DESTINATION ${COUPLER_ZSH_COMPLETIONS} COMPONENT tool)

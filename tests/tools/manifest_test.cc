@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
 namespace coupler::pack {
 namespace {
 
@@ -82,6 +87,59 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
   EXPECT_THAT(error_of(Kind::kImage, R"({"header": {}, "nesting": "signed"})"),
               testing::StartsWith("nesting: unknown"));
   EXPECT_THAT(error_of(Kind::kImage, R"({"header": {}, "parts": []})"), testing::StartsWith("parts: only an image"));
+}
+
+/// What the reader says of `value` where the schema has the definition `name`.
+std::string complaint(const std::string& name, const nlohmann::json& value) {
+  try {
+    const std::string text = value.dump();
+    if (name == "ssd-file") parse_ssd_manifest(text, "/etc");
+    if (name == "image") parse_manifest(Kind::kImage, text, "/etc");
+    if (name == "header") parse_manifest(Kind::kImage, R"({"header": )" + text + '}', "/etc");
+    if (name == "bundle") parse_manifest(Kind::kBundle, text, "/etc");
+    if (name.ends_with("-part")) parse_manifest(Kind::kBundle, R"({"parts": [)" + text + "]}", "/etc");
+    return "";
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+TEST(Manifest, SchemaHasTheKeysOfTheReader) {
+  using Json = nlohmann::ordered_json;
+  const Json schema = Json::parse(std::ifstream(MANIFEST_SCHEMA));
+  const nlohmann::json values = {{"parts", nlohmann::json::array()},
+                                 {"header", {{"version", "1"}}},
+                                 {"file", "passwd"},
+                                 {"identification", "i"},
+                                 {"models", {"m"}},
+                                 {"version", "1"},
+                                 {"name", "n"}};
+  for (const auto& [name, definition] : schema["$defs"].items()) {
+    if (!definition.contains("additionalProperties")) continue;
+    const Json required = definition.value("required", Json::array());
+    const Json types = definition["properties"].value("type", Json::object());
+    for (const Json& type : types.value("enum", Json::array({types.value("const", "")}))) {
+      SCOPED_TRACE(name + ' ' + std::string(type));
+      nlohmann::json value = {{"type", type}};
+      if (type == "") value = nlohmann::json::object();
+      for (const auto& key : required) {
+        if (key != "type") value[key] = values.at(key);
+      }
+      EXPECT_EQ(complaint(name, value), "");
+      for (const std::string key : required) {
+        nlohmann::json without = value;
+        without.erase(key);
+        EXPECT_THAT(complaint(name, without), testing::HasSubstr('"' + key + "\" is missing"));
+      }
+      value["?"] = 0;
+      std::set<std::string> known, published;
+      std::string keys = complaint(name, value);
+      std::istringstream words(keys.erase(0, keys.find("may be ") + 7));
+      for (std::string word; words >> word;) known.insert(word.substr(0, word.find(',')));
+      for (const auto& [key, property] : definition["properties"].items()) published.insert(key);
+      EXPECT_EQ(known, published);
+    }
+  }
 }
 
 TEST(Manifest, SsdFirmwareFitsItsFields) {
