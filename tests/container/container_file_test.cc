@@ -131,11 +131,15 @@ TEST_F(HeaderTest, RefusalsTellWhy) {
     EXPECT_EQ(log_.take_lines(), lines);
     EXPECT_EQ(copied_, 12345u);
   }
-  for (const char* path : {static_cast<const char*>(nullptr), "/no/such"}) {
+  const std::string pipe = directory_ / "pipe";
+  mkfifo(pipe.c_str(), 0600);
+  for (const char* path : {static_cast<const char*>(nullptr), "/no/such", pipe.c_str()}) {
     EXPECT_EQ(extract_header_info(path, buf_, 576, &copied_), -1);
   }
   EXPECT_THAT(log_.take_lines(), ElementsAre(line("ERROR: failed to access file (null), Bad address"),
-                                             line("ERROR: failed to access file /no/such, No such file or directory")));
+                                             line("ERROR: failed to access file /no/such, No such file or directory"),
+                                             testing::HasSubstr("failed to seek inOffset 16, Illegal seek"),
+                                             line("ERROR: failed to get orvix descriptor")));
 }
 
 }  // namespace
