@@ -59,23 +59,20 @@ for block in "$work"/blocks/*; do
   if [[ $line == '*' ]]; then continue; fi
   { read -r mark && read -r language; } <"$block"
   sed -i 1,2d "$block"
-  if [[ $mark == 'own network' ]]; then
-    if [[ $APPLIANCE_KIND == bubblewrap ]]; then mark=; else mark='not run: needs a network of its own'; fi
-  fi
+  if [[ $mark == 'own network' && $APPLIANCE_KIND == bubblewrap ]]; then mark=; fi
   case "$mark|$language" in
-    'not run: '*)
+    'not run: '* | 'own network|'*)
       echo "$page:$((10#$line)): not run (${mark#not run: }): $(head -n 1 "$block")"
       rm -f "$work/printed"
       ;;
     'output|'*)
-      if [[ ! -e $work/printed ]]; then continue; fi
-      diff "$block" "$work/printed" >"$work/difference" || { mv "$work"/{difference,printed} && fail 'prints something else:'; }
+      [[ ! -e $work/printed ]] || diff "$block" "$work/printed" >"$work/difference" ||
+        { mv "$work"/{difference,printed} && fail 'prints something else:'; }
       ;;
     'file: '*)
       name=${mark#file: }
       cp "$block" "$name"
-      if [[ $name != *.c ]]; then continue; fi
-      compile "$name" -o "$work/bin/${name%.c}" "-L$folder" -lbrantix_coupler "-Wl,-rpath,$folder" \
+      [[ $name != *.c ]] || compile "$name" -o "$work/bin/${name%.c}" "-L$folder" -lbrantix_coupler "-Wl,-rpath,$folder" \
         "-Wl,-rpath-link,$folder/brantix/platform"
       ;;
     '|sh') bash -eu -o pipefail "$block" >"$work/printed" 2>&1 || fail "ends with $?:" ;;

@@ -10,7 +10,4 @@ nm -D --defined-only "$2" | awk '{ print $3 }' | grep -v '^__\(asan\|ubsan\|tsan
 diff -u "$work/listed" "$work/exported"
 
 # An empty entry of the run path is the working directory to the loader.
-if readelf -d "$2" | grep -E 'R(UN)?PATH' | grep -E '\[:|::|:\]'; then
-  echo "$2 has an empty entry in its run path"
-  exit 1
-fi
+! readelf -d "$2" | grep -E 'R(UN)?PATH.*(\[:|::|:\])' || { echo "$2 has an empty entry in its run path" && exit 1; }

@@ -8,10 +8,10 @@ failed=0
 # may FOLDER ALLOWED...
 may() {
   allowed=$(printf '|%s' brantix "$@")
-  for include in $(grep -rhoE '^#include "[^"]+/' "$1" | sed 's/#include "//; s/\/$//' | sort -u | grep -vxE "none$allowed"); do
-    echo "$1 includes $include"
-    failed=1
-  done
+  wrong=$(grep -rhoE '^#include "[^"]+/' "$1" | sed 's/#include "//; s/\/$//' | sort -u | grep -vxE "none$allowed" || true)
+  [ -n "$wrong" ] || return 0
+  printf '%s includes %s\n' "$1" "$wrong"
+  failed=1
 }
 
 may include/brantix

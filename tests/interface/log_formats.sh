@@ -17,8 +17,5 @@ compiles 'LogMessage<const char*, int32_t>(info, "%s").write("op", "text", 1)'
 for wrong in 'LOG_LINE(info, "op", "%s", 1)' 'LOG_LINE(info, "op", "%d")' 'VERBOSE_LINE("op", "%d", "text")' \
   'LogMessage<const char*>(info, "%d")' 'LogMessage<>(info, "%s")' 'LogMessage<int32_t>(info, "%d%d")' \
   'LogMessage<unsigned>(info, "%lu")' 'LogMessage<int32_t>(info, "100 %")'; do
-  if compiles "$wrong"; then
-    echo "compiles: $wrong"
-    exit 1
-  fi
+  ! compiles "$wrong" || { echo "compiles: $wrong" && exit 1; }
 done

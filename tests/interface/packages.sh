@@ -29,10 +29,7 @@ run_dpkg() {
     dpkg --root="$root" --force-script-chrootless "$@"
 }
 run_dpkg -i "$work"/*.deb
-if grep -rlF "$source" "$root/usr"; then
-  echo "these files name the place where they were built"
-  exit 1
-fi
+! grep -rlF "$source" "$root/usr" || { echo "these files name the place where they were built" && exit 1; }
 
 # Folders of this root that the loader would know; those of the stand-ins the appliance adds itself.
 appliance() { LD_LIBRARY_PATH=$root/$library "$root/usr/bin/brantix-appliance" "$@"; }
@@ -75,10 +72,7 @@ if grep -q stand-ins <(dpkg-deb -f "$work"/libbrantix-coupler_*.deb Depends Reco
 
 run_dpkg -P couplerctl libbrantix-coupler-dev libbrantix-coupler brantix-appliance
 left=$(cd "$root" && find . -path ./var -prune -o -not -name . -print)
-if [[ $left ]]; then
-  echo "left behind: $left"
-  exit 1
-fi
+[[ -z $left ]] || { echo "left behind: $left" && exit 1; }
 
 # Beside real platform libraries, for which copies stand here, neither stand-ins nor appliance are made.
 mkdir "$work/own"

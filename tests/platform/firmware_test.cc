@@ -11,19 +11,10 @@
 namespace coupler::test {
 namespace {
 
-const std::string kSettings = "/tmp/platform.conf", kFirmware = "/tmp/firmware";
+constexpr const char *kSettings = "/tmp/platform.conf", *kFirmware = "/tmp/firmware";
 
-class PlatformFirmwareTest : public testing::Test {
- protected:
-  PlatformFirmwareTest() {
-    setenv("COUPLER_PLATFORM", kSettings.c_str(), 1);
-    write_file(kFirmware, "x");
-  }
-
-  LogCapture log_;
-};
-
-TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce) {
+TEST(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce) {
+  setenv("COUPLER_PLATFORM", kSettings, 1);
   const std::tuple<std::string, int, std::string> rows[] = {
       {"", 2, ""},
       {"\tboard_type=1 \r\n", 1, ""},
@@ -45,11 +36,14 @@ TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOn
   }
 }
 
-TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverything) {
+TEST(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverything) {
+  LogCapture log;
+  setenv("COUPLER_PLATFORM", kSettings, 1);
+  write_file(kFirmware, "x");
   melskfw_initBrantixDebug(debug, info, critical, gLogPelkFn, gLogPelkModuleOffset);
   write_file(kSettings, "# mine\nupgrade_state_2 = 3\nboard_type = 1\n");
-  chmod(kSettings.c_str(), 0640);
-  EXPECT_EQ(melskfw_upgradeStart(kFirmware.c_str()), 0);
+  chmod(kSettings, 0640);
+  EXPECT_EQ(melskfw_upgradeStart(kFirmware), 0);
   const std::string staged = read_file(kSettings);
   EXPECT_THAT(staged, testing::StartsWith("# mine\nboard_type = 1\nstaged = /tmp/firmware\n"));
   for (int component = 0; component < 4; ++component) EXPECT_EQ(melskfw_getUpgState(component), 1);
@@ -58,7 +52,7 @@ TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverythi
   write_file("/tmp/fw\nboard_type = 1", "x");
   for (const char* path : {static_cast<const char*>(nullptr), "", "/tmp/none", "/tmp/fw\nboard_type = 1"}) {
     EXPECT_NE(melskfw_upgradeStart(path), 0);
-    EXPECT_THAT(log_.take_lines(),
+    EXPECT_THAT(log.take_lines(),
                 testing::ElementsAre(testing::StartsWith("critical melskfw_upgradeStart|cannot stage ")));
   }
   EXPECT_EQ(read_file(kSettings), staged);
@@ -67,14 +61,14 @@ TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverythi
   write_file(kSettings, "rommon_version = " + std::string(100, '7'));
   EXPECT_EQ(melskfw_readVersionRommon(), version);
   EXPECT_EQ(version, std::string(63, '7')) << "the text stays where it is and follows its setting";
-  log_.set_threshold(critical + 1);
+  log.set_threshold(critical + 1);
   EXPECT_NE(melskfw_upgradeStart("/tmp/none"), 0);
   setenv("COUPLER_PLATFORM", "/none/platform.conf", 1);
-  EXPECT_NE(melskfw_upgradeStart(kFirmware.c_str()), 0);
+  EXPECT_NE(melskfw_upgradeStart(kFirmware), 0);
   unsetenv("COUPLER_PLATFORM");
-  EXPECT_EQ(melskfw_upgradeStart(kFirmware.c_str()), 0);
+  EXPECT_EQ(melskfw_upgradeStart(kFirmware), 0);
   EXPECT_EQ(melskfw_getUpgState(3), 1);
-  EXPECT_THAT(log_.take_lines(), testing::IsEmpty());
+  EXPECT_THAT(log.take_lines(), testing::IsEmpty());
   melskfw_initBrantixDebug(0, 0, 0, nullptr, nullptr);
 }
 
