@@ -2,9 +2,8 @@
 #include "brantix/container.h"
 #include "fuzz/fuzz.h"
 
+namespace coupler::fuzz {
 namespace {
-
-using namespace coupler::fuzz;
 
 orvix_range span_of(const Exactly& container) {
   orvix_range span;
@@ -30,7 +29,7 @@ void walk(const Exactly& container, int type) {
 
 /// A whole object in memory of its own.
 void strip(const char* head, uint64_t header_length, uint64_t payload_length) {
-  const Exactly object(head, sizeof(orvix_object) + header_length + payload_length);
+  const Exactly object({head, sizeof(orvix_object) + header_length + payload_length});
   auto* whole = reinterpret_cast<orvix_object*>(object.data());
   const uint64_t stripped = orvix_desc_get_stripped_payload_len(orvix_object_get_descriptor(whole));
   require(stripped <= payload_length && payload_length - stripped <= 16);
@@ -53,10 +52,11 @@ void take_all(const Exactly& container) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const Exactly container(data, size);
+void try_input(const std::string& bytes) {
+  const Exactly container(bytes);
   for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) walk(container, type);
   walk(container, ORVIX_TYPE_UNKNOWN);
   take_all(container);
-  return 0;
 }
+
+}  // namespace coupler::fuzz
