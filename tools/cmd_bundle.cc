@@ -1,7 +1,6 @@
 // Firmware bundles.
 #include <algorithm>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "brantix/firmware.h"
 #include "support/text.h"
@@ -15,7 +14,6 @@ namespace coupler::tools {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
 constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(FirmwareInfo::packageVersion);
@@ -133,17 +131,6 @@ Json new_files(const fs::path& directory, const Files& before) {
   return names;
 }
 
-Json unpacked(const FirmwareInfo& info) {
-  Json names = Json::array();
-  for (const auto& name : info.imageList) {
-    if (*name != '\0') names.push_back(name);
-  }
-  return {{"package_version", info.packageVersion}, {"rommon_version", info.rommonVersion},
-          {"fpga_version", info.fpgaVersion},       {"pseq_version", info.pseqVersion},
-          {"lan_spi_version", info.lanSpiVersion},  {"ssd_version", info.ssdVersion},
-          {"image_count", info.imageCount},         {"images", names}};
-}
-
 std::string ssd_advice(const FirmwareInfo& info) {
   std::error_code missing;
   if (*info.ssdVersion == '\0' || fs::is_directory(kSsdDirectory, missing)) return "";
@@ -158,7 +145,7 @@ void unpack(const Context& context, const Arguments& arguments) {
     throw Failure("the directory's path has more than " + std::to_string(kLongestDirectory) +
                   " characters; go there and give \".\"");
   }
-  read_bundle(path, arguments);
+  const Tree tree = read_bundle(path, arguments);
   std::error_code error;
   const bool is_new = fs::create_directories(directory, error);
   if (error) throw Failure("cannot create " + directory + ": " + error.message());
@@ -171,7 +158,7 @@ void unpack(const Context& context, const Arguments& arguments) {
         path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside + ssd_advice(info),
         path);
   }
-  Json result = unpacked(info);
+  Json result = Contents(tree).report();
   result["directory"] = directory;
   result["files"] = new_files(directory, before);
   print_report(context, result);
@@ -192,13 +179,14 @@ class Verdict {
     for (const Finding& finding : verify(read_tree(path))) {
       document_[finding.note ? "notes" : "findings"].push_back(
           {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
-      text_ += name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "") + '\n';
+      lines_.push_back(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
     }
   }
 
   /// Prints it. Fails when there are findings.
   void tell(const Context& context) const {
-    context.json ? print_json(document_) : print_line(escaped_lines(text_).substr(0, text_.size() - 1));
+    if (context.json) print_json(document_);
+    if (!context.json) std::ranges::for_each(lines_, print_line);
     const Json& found = document_["findings"];
     if (found.empty()) return;
     throw Failure("findings: " + std::to_string(found.size()),
@@ -207,7 +195,7 @@ class Verdict {
 
  private:
   Json document_ = {{"findings", Json::array()}, {"notes", Json::array()}};
-  std::string text_;
+  std::vector<std::string> lines_;
 };
 
 void verify_bundles(const Context& context, const Arguments& arguments) {

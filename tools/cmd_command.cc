@@ -1,13 +1,10 @@
 // The templates of the switch command language.
-#include <nlohmann/json.hpp>
 
 #include "brantix/commands.h"
 #include "tools/print.h"
 
 namespace coupler::tools {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 void show(const Context& context, const Arguments& arguments) {
   if (!arguments.contains("N")) throw WrongUsage("N or list is required", "command");

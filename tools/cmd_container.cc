@@ -1,15 +1,14 @@
-// The container format itself.
-#include <cinttypes>
-#include <nlohmann/json.hpp>
+// Software images, and the container format itself.
+#include <memory>
 
-#include "tools/digest.h"
+#include "brantix/image.h"
+#include "tools/host.h"
+#include "tools/packing.h"
 #include "tools/print.h"
 #include "tools/tree.h"
 
 namespace coupler::tools {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string hexadecimal(unsigned value) {
   char text[16];
@@ -24,7 +23,7 @@ Digests digests_of(const Tree& tree) {
   for (const Node& node : tree.nodes) {
     const uint64_t length = node.content_length();
     const bool whole = node.type >= 0 && node.payload() <= tree.file.size && length <= tree.file.size - node.payload();
-    digests.push_back(whole ? sha256(tree.file, node) : "");
+    digests.push_back(whole ? tree.sha256(node) : "");
   }
   return digests;
 }
@@ -86,7 +85,50 @@ void show_tree(const Context& context, const Arguments& arguments) {
   must_be_whole(" is broken:", path, tree.problems);
 }
 
+struct CloseImage {
+  void operator()(SCI_image_s* image) const { SCI_imageClose(image); }
+};
+
+void show_image(const Context& context, const Arguments& arguments) {
+  const std::string& path = arguments.at("FILE");
+  // A header alone is no container.
+  const bool look = !arguments.contains("--force") && path.find(".img__hdr") == path.npos;
+  if (look) must_be_whole(" is no whole image; --force goes on all the same:", path, read_tree(path).problems);
+  const std::unique_ptr<SCI_image_s, CloseImage> image(SCI_imageOpen(readable(path).c_str()));
+  if (image == nullptr) {
+    fail_with_reason("no image header in " + path + "; \"couplerctl container tree\" shows what is in it");
+  }
+  const SCI_image_s* const record = SCI_srgOpen(image.get());
+  print_report(context, {{"name", SCI_imageName(image.get())},
+                         {"version", SCI_imageVersion(image.get())},
+                         {"interim_version", SCI_imageInterimVersion(image.get())},
+                         {"platform_version", SCI_srgGetPlatformVersion(record)},
+                         {"software_id", SCI_srgGetSwid(record)},
+                         {"build_date", SCI_srgGetBuildDate(record)},
+                         {"size", SCI_imageSize(image.get())},
+                         {"platform", SCI_imagePlatform(image.get())},
+                         {"type", SCI_imageType(image.get())}});
+}
+
+void pack_image(const Context& context, const Arguments& arguments) {
+  pack_container(context, pack::Kind::kImage, arguments);
+}
+
 }  // namespace
+
+Command image_family() {
+  return {.name = "image",
+          .about = "Software images",
+          .commands = {{"show",
+                        "Show the header of an image",
+                        {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"},
+                         {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true}},
+                        show_image},
+                       {"pack",
+                        "Build an image",
+                        {{"MANIFEST", "JSON: header, nesting, content"}, {"OUT", "image file to write"}},
+                        pack_image}}};
+}
 
 Command container_family() {
   return {.name = "container",

@@ -1,8 +1,6 @@
 // What the library needs at its fixed places: whether it is there, and which operations suffer when it is not.
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <link.h>
 #include <paths.h>
 #include <sys/socket.h>
@@ -12,11 +10,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "support/handle.h"
 #include "tools/print.h"
+#include "tools/snmp_config.h"
 
 namespace coupler::tools {
 namespace {
@@ -129,30 +127,10 @@ Need look_at_shell() {
   return need;
 }
 
-std::string text_of(const std::string& path) {
-  std::string text(4096, '\0');
-  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
-  const ssize_t count = file ? ::read(file.get(), text.data(), text.size()) : 0;
-  text.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
-  return text;
-}
-
-bool runs(const std::string& command_line) {
-  const Directory proc(::opendir("/proc"));
-  while (const dirent* entry = proc ? ::readdir(proc.get()) : nullptr) {
-    std::string text = text_of("/proc/" + std::string(entry->d_name) + "/cmdline");
-    std::ranges::replace(text, '\0', ' ');
-    if (text.starts_with(command_line)) return true;
-  }
-  return false;
-}
-
 Need look_at_agent() {
-  constexpr const char* kAgent =
-      "/usr/sbin/snmpd -f -c /etc/snmp/snmpd.conf -Lf /tmp/brantix_snmp_ma_logs udp:161 udp6:161";
-  Need need{"process", kAgent, "SNMP location: the agent is not told", "", ""};
-  const bool enabled = text_of("/opt/quorva/tolmos_skellan/etc/snmp.conf").find("enabled = True") != std::string::npos;
-  const bool running = runs(kAgent);
+  Need need{"process", kAgentCommand, "SNMP location: the agent is not told", "", ""};
+  const bool enabled = exists(kAgentService) && is_enabled();
+  const bool running = running_agent() != 0;
   need.found = running ? "runs" : enabled ? "" : "disabled";
   if (enabled && !running) need.wrong = "enabled, but no process has this command line";
   return need;
@@ -176,7 +154,7 @@ void examine(const Context& context, const Arguments&) {
   for (const auto& special : {look_at_shell, look_at_agent, look_at_notification_service}) needs.push_back(special());
 
   Table table({{"NEED"}, {"WHAT"}, {"STATE"}, {"BREAKS"}});
-  nlohmann::ordered_json document = {{"needs", nlohmann::ordered_json::array()}};
+  Json document = {{"needs", Json::array()}};
   for (const auto& [kind, what, breaks, found, wrong] : needs) {
     const bool well = wrong.empty();
     table.row({kind, what, well ? found : wrong, well ? "" : breaks}, well ? Style::kPlain : Style::kAlarm);

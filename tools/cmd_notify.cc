@@ -2,7 +2,6 @@
 #include <charconv>
 #include <cstdio>
 #include <deque>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "brantix/notify.h"
@@ -108,7 +107,7 @@ std::string send(const Oid& trap, const std::vector<SCI_snmp_varbind_s>& variabl
 
 // The library tells only on standard output what became of a notification: the answer, or in the line before its last
 // why there was none.
-nlohmann::ordered_json acknowledgement(const std::string& printed) {
+Json acknowledgement(const std::string& printed) {
   constexpr std::string_view kCode = ", ack code: ";
   const size_t code = printed.rfind(kCode);
   if (code != std::string::npos) return std::stoi(printed.substr(code + kCode.size()));
@@ -127,7 +126,7 @@ void notify(const Context& context, const Arguments& arguments) {
   for (size_t i = 0; i < words.size(); i += 3) {
     variables.push_back(make_variable(words[i], words[i + 1], words[i + 2], oids));
   }
-  const nlohmann::ordered_json answer = acknowledgement(send(parse_oid(arguments.at("OID")), variables));
+  const Json answer = acknowledgement(send(parse_oid(arguments.at("OID")), variables));
   print_report(context,
                {{"notification", arguments.at("OID")}, {"variables", variables.size()}, {"acknowledgement", answer}});
 }

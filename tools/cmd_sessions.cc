@@ -1,12 +1,12 @@
-// The open CLI sessions.
+// The open CLI sessions, and the roles of users.
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
-#include <nlohmann/json.hpp>
 #include <optional>
 
+#include "brantix/access.h"
 #include "brantix/sessions.h"
 #include "tools/host.h"
 #include "tools/print.h"
@@ -53,15 +53,15 @@ std::string local_time_text(time_t seconds) {
 
 std::string or_dash(const char* text) { return *text == '\0' ? "-" : text; }
 
-nlohmann::ordered_json document(const std::vector<_SCI_cli_session_s>& sessions) {
-  auto list = nlohmann::ordered_json::array();
+Json document(const std::vector<_SCI_cli_session_s>& sessions) {
+  auto list = Json::array();
   for (const _SCI_cli_session_s& session : sessions) {
     const auto idle = idle_time(session);
     list.push_back({{"user", session.user},
                     {"host", session.host},
                     {"tty", session.tty},
                     {"login_time", session.loginTime},
-                    {"idle_seconds", idle ? nlohmann::ordered_json(*idle) : nullptr},
+                    {"idle_seconds", idle ? Json(*idle) : nullptr},
                     {"pid", session.pid}});
   }
   return list;
@@ -99,6 +99,13 @@ void run(const Context& context, const Arguments& arguments) {
   watch(context, arguments);
 }
 
+void show_role(const Context& context, const Arguments& arguments) {
+  const std::string& user = arguments.at("USER");
+  char role[32];
+  if (SCI_getUserRoles(user.c_str(), role, sizeof role) != 0) throw Failure(user + " has no role here", user);
+  print_report(context, {{"user", user}, {"role", role}});
+}
+
 }  // namespace
 
 Command sessions_command() {
@@ -109,6 +116,10 @@ Command sessions_command() {
                          .most = 86400},
                         {"--user", "Only those of this user"}},
           .run = run};
+}
+
+Command role_command() {
+  return {"role", "Show a user's role, as the operating system's groups tell it", {{"USER", "user's name"}}, show_role};
 }
 
 }  // namespace coupler::tools

@@ -2,18 +2,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "brantix/snmp.h"
 #include "tools/host.h"
-#include "tools/password.h"
 #include "tools/print.h"
 #include "tools/snmp_config.h"
 
 namespace coupler::tools {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr Choice kVersions[] = {{"1", 1}, {"2", 2, "2c"}, {"3", 3}};
 constexpr Choice kNotifyTypes[] = {{"trap", SCI_SNMP_TRAP}, {"inform", SCI_SNMP_INFORM}};
@@ -61,11 +57,6 @@ Command setting(const char* name, const char* about, const Argument& argument, c
             must_succeed(operation(fit(text).c_str()), text, done);
             print_report(context, {{done, text}});
           }};
-}
-
-bool is_enabled() {
-  return std::ranges::any_of(lines_of(kAgentService),
-                             [](const std::string& line) { return line.find("enabled = True") != line.npos; });
 }
 
 /// The agent's process once it is as `running` says, or after some seconds as it is; 0: none.

@@ -1,23 +1,19 @@
 // Where syslog messages go.
 #include <sys/syslog.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <regex>
 
 #include "brantix/notify.h"
-#include "support/handle.h"
 #include "support/lines.h"
 #include "tools/host.h"
+#include "tools/input.h"
 #include "tools/print.h"
 
 namespace coupler::tools {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 constexpr Choice kSeverities[] = {{"emergencies", 0, "0 emergency emerg panic"},
                                   {"alerts", 1, "1 alert"},
@@ -45,14 +41,6 @@ Command setting(const char* name, const char* about, std::vector<Argument> argum
           }};
 }
 
-std::string first_line(const fs::path& path) {
-  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
-  if (!file) throw Failure("cannot read " + path.string() + ": " + std::strerror(errno), path.string());
-  LinesOf<1024> lines(file.get());
-  const auto line = lines.next_line();
-  return line ? std::string(up_to(*line, "\n")) : "";
-}
-
 std::string severity_name(const std::string& text) {
   for (const Choice& choice : kSeverities) {
     std::string_view names = choice.also;
@@ -68,7 +56,8 @@ Json setting_in(const fs::path& path) {
   static const std::regex kRemote(R"re((local[0-7])\.(\w+) action\(type="omfwd" target="([^"]*)" .*)re");
   static const std::regex kFile(R"re(\*\.(\w+) action\(type="omfile" file="([^"]*)"\))re");
   static const std::regex kPlatform(R"re(if \$msg contains "VTRC:" and \$syslogseverity > ([0-7]) then stop)re");
-  const std::string line = first_line(path), name = path.stem();
+  const Lines lines = lines_of(path);
+  const std::string line = lines.empty() ? "" : lines.front(), name = path.stem();
   std::smatch found;
   if (name.starts_with("remote-") && std::regex_match(line, found, kRemote)) {
     return {{"setting", "remote"},

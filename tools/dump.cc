@@ -7,7 +7,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "support/text.h"
 #include "tools/command.h"
 #include "tools/pack/manifest.h"
 #include "tools/tree.h"
@@ -18,21 +17,12 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
-template <size_t N>
-void add_text(Json& part, const char* key, const char (&field)[N]) {
-  const std::string text(text_in(field));
-  if (!text.empty()) part[key] = text;
-}
-
 Json header_part(const ImageHeader& record) {
   Json part = {{"type", "image-header"}};
-  add_text(part, "build_date", record.build_date);
-  add_text(part, "version", record.version);
-  add_text(part, "platform_version", record.platform_version);
-  add_text(part, "interim_version", record.interim_version);
-  add_text(part, "filename", record.filename);
-  add_text(part, "software_id", record.software_id);
-  add_text(part, "image_size", record.image_size);
+  for (const auto& [key, field, offset, capacity] : pack::kHeaderTexts) {
+    const char* const text = reinterpret_cast<const char*>(&record) + offset;
+    if (*text != '\0') part[key] = std::string(text, strnlen(text, capacity));
+  }
   if (record.platform != 0) part["platform"] = static_cast<uint8_t>(record.platform);
   if (record.image_type != 0) part["image_type"] = static_cast<uint8_t>(record.image_type);
   return part;

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <vector>
 
+#include "support/lines.h"
 #include "tools/command.h"
 
 namespace coupler::tools {
@@ -49,6 +49,15 @@ std::string readable(const std::string& name) {
   if (name != "-") return name;
   static const Nameless kept = standard_input();
   return kept.path();
+}
+
+Lines lines_of(const std::string& path) {
+  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  if (!file) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
+  LinesOf<4096> reader(file.get());
+  Lines lines;
+  while (const auto line = reader.next_line()) lines.emplace_back(up_to(*line, "\n"));
+  return lines;
 }
 
 Input::Input(const std::string& named) : name(named), file_(open_at_once(readable(named).c_str(), O_RDONLY)) {

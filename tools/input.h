@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "support/handle.h"
 
@@ -25,6 +26,11 @@ class Nameless {
 
 /// What opens the file that a person named: the name itself, or for "-" what standard input held.
 std::string readable(const std::string& name);
+
+using Lines = std::vector<std::string>;
+
+/// The file's lines. @throws Failure when it cannot be read
+Lines lines_of(const std::string& path);
 
 class Input {
  public:

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <nlohmann/json.hpp>
 
 #include "tools/pack/files.h"
 #include "tools/print.h"
@@ -85,7 +84,7 @@ void pack_file(const Context& context, const std::string& out, const std::vector
     Shown shown("packing " + out, size);
     write([&](uint64_t done) { shown(done); });
   }
-  nlohmann::ordered_json report = {{"file", out}, {"size", size}};
+  Json report = {{"file", out}, {"size", size}};
   if (context.json) report["warnings"] = warnings;
   print_report(context, report);
   for (const std::string& warning : warnings) print_message("warning:", warning, Style::kHeading);

@@ -7,12 +7,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 namespace coupler::tools {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json document = nullptr;
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdio>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +10,8 @@
 #include "tools/command.h"
 
 namespace coupler::tools {
+
+using Json = nlohmann::ordered_json;
 
 /// Where results go: standard output as it was when this was first asked for.
 std::FILE* result_stream();
@@ -57,7 +59,7 @@ class Table {
 void print_line(std::string_view text);
 
 /// Keeps the one document of --json, which `print_end` prints.
-void print_json(const nlohmann::ordered_json& value);
+void print_json(const Json& value);
 
 /// Prints what was kept, with the status, the reason and the place of a failure in it, and sees that the result
 /// arrived.
@@ -67,10 +69,10 @@ bool print_end();
 void print_failure(const Context& context, int status, const Failure& failure);
 
 /// Prints the document with --json, else the table.
-void print_table(const Context& context, const nlohmann::ordered_json& document, const Table& table);
+void print_table(const Context& context, const Json& document, const Table& table);
 
 /// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version".
-void print_report(const Context& context, const nlohmann::ordered_json& report);
+void print_report(const Context& context, const Json& report);
 
 /// "couplerctl: error: text" on standard error.
 void print_message(std::string_view kind, std::string_view text, Style style);

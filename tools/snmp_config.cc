@@ -1,16 +1,16 @@
-// What the agent's files say.
+// What the agent's files say, and passwords for it.
 #include "tools/snmp_config.h"
 
+#include <termios.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <iomanip>
 #include <sstream>
 
 #include "support/handle.h"
-#include "support/lines.h"
 #include "tools/command.h"
 
 namespace coupler::tools {
@@ -53,15 +53,49 @@ bool is_user(const Lines& words, const std::string& name) {
   return at == 4 || words[0] == "rouser" || words[0] == "createUser";
 }
 
+std::string first_line(const std::string& path) {
+  const Lines lines = lines_of(path);
+  return lines.empty() ? throw Failure(path + " holds no password", path) : lines.front();
+}
+
+/// What is typed at the terminal is not shown while this lives.
+class NoEcho {
+ public:
+  NoEcho() {
+    tcgetattr(STDIN_FILENO, &old_);
+    termios hidden = old_;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  }
+  ~NoEcho() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &old_); }
+  NoEcho(const NoEcho&) = delete;
+  NoEcho& operator=(const NoEcho&) = delete;
+
+ private:
+  termios old_;
+};
+
+std::string ask(const std::string& what) {
+  if (isatty(STDIN_FILENO) == 0) {
+    throw Failure("there is no terminal to ask for the " + what + " at; name a file that holds it");
+  }
+  const NoEcho hidden;
+  std::fputs((what + ": ").c_str(), stderr);
+  std::string line;
+  for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) line += static_cast<char>(c);
+  std::fputc('\n', stderr);
+  return line;
+}
+
 }  // namespace
 
-Lines lines_of(const char* path) {
-  const Descriptor file = open_at_once(path, O_RDONLY);
-  if (!file) throw Failure(std::string(path) + " cannot be read: " + std::strerror(errno), path);
-  LinesOf<4096> reader(file.get());
-  Lines lines;
-  while (const auto line = reader.next_line()) lines.emplace_back(up_to(*line, "\n"));
-  return lines;
+std::string read_password(const std::string& what, const std::string& file) {
+  return file.empty() ? ask(what) : first_line(file);
+}
+
+bool is_enabled() {
+  return std::ranges::any_of(lines_of(kAgentService),
+                             [](const std::string& line) { return line.find("enabled = True") != line.npos; });
 }
 
 std::string without_passwords(const std::string& line) {
@@ -130,15 +164,16 @@ std::string configured_text(const std::string& keyword) {
 }
 
 int running_agent() {
-  constexpr std::string_view kCommand("/usr/sbin/snmpd\0-f\0-c\0/etc/snmp/snmpd.conf", 42);
   std::error_code gone;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", gone)) {
     const std::string name = entry.path().filename();
     if (name.find_first_not_of("0123456789") != name.npos) continue;
     const Descriptor file = open_at_once((entry.path() / "cmdline").c_str(), O_RDONLY);
-    char start[kCommand.size()];
-    const ssize_t got = file ? read_some(file.get(), start, sizeof start) : 0;
-    if (got > 0 && std::string_view(start, static_cast<size_t>(got)) == kCommand) return std::stoi(name);
+    char words[512];
+    const ssize_t got = file ? read_some(file.get(), words, sizeof words) : 0;
+    std::string line(words, static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    std::ranges::replace(line, '\0', ' ');
+    if (line.starts_with(kAgentCommand)) return std::stoi(name);
   }
   return 0;
 }

@@ -1,18 +1,20 @@
-// What the agent's files say. The library's own lists hold only what the same process has added.
+// What the agent's files say, and passwords for it. The library's own lists hold only what the same process has added.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "tools/input.h"
+
 namespace coupler::tools {
 
 constexpr const char* kAgentConfig = "/etc/snmp/snmpd.conf";
+constexpr const char* kAgentCommand =
+    "/usr/sbin/snmpd -f -c /etc/snmp/snmpd.conf -Lf /tmp/brantix_snmp_ma_logs udp:161 udp6:161";
 constexpr const char* kAgentService = "/opt/quorva/tolmos_skellan/etc/snmp.conf";
 
-using Lines = std::vector<std::string>;
-
-/// The file's lines. @throws Failure when it cannot be read
-Lines lines_of(const char* path);
+/// Whether the service is switched on. @throws Failure when its file cannot be read
+bool is_enabled();
 
 /// A line as it may be shown: passwords are stars.
 std::string without_passwords(const std::string& line);
@@ -40,5 +42,9 @@ std::string configured_text(const std::string& keyword);
 
 /// The process id of the agent; 0 when none runs.
 int running_agent();
+
+/// A password, which never stands in the command line: the first line of the file, or, where no file is named, what is
+/// typed at the terminal after "what: ".
+std::string read_password(const std::string& what, const std::string& file);
 
 }  // namespace coupler::tools

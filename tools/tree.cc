@@ -1,6 +1,8 @@
 // The objects of a container file, read without trusting it.
 #include "tools/tree.h"
 
+#include <sha2.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -151,6 +153,16 @@ ImageHeader Tree::image_header(const Node& node) const {
   const std::string bytes = file.read(node.header(), std::min<uint64_t>(node.header_length, sizeof record));
   std::memcpy(&record, bytes.data(), bytes.size());
   return record;
+}
+
+std::string Tree::sha256(const Node& node) const {
+  SHA2_CTX state;
+  SHA256Init(&state);
+  file.copy(node.payload(), node.content_length(), [&](std::string_view piece) {
+    SHA256Update(&state, reinterpret_cast<const uint8_t*>(piece.data()), piece.size());
+  });
+  char text[SHA256_DIGEST_STRING_LENGTH];
+  return SHA256End(&state, text);
 }
 
 Tree read_tree(const std::string& path) {

@@ -54,6 +54,8 @@ struct Tree {
   /// The index of what stands in the signature object of the image that part `node` holds; 0 when it holds none.
   size_t content_of_image(size_t node) const;
   ImageHeader image_header(const Node& node) const;
+  /// Of the content of a part, or of the payload of another object. @throws Failure when the file does not have it
+  std::string sha256(const Node& node) const;
 };
 
 /// @throws Failure when the file cannot be read

@@ -105,7 +105,7 @@ if [[ $APPLIANCE_KIND == bubblewrap && -x /usr/sbin/snmpd ]]; then
 fi
 
 mv /opt/quorva/tolmos_skellan/etc/snmp.conf gone
-expect 1 'snmp.conf cannot be read: No such file' enable
+expect 1 'cannot read /opt/quorva/tolmos_skellan/etc/snmp.conf: No such file' enable
 mv "$config" gone
-expect 1 'cannot be read' host list
+expect 1 'cannot read /etc/snmp/snmpd.conf: No such file' host list
 exit $((failures != 0))

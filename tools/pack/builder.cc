@@ -98,24 +98,16 @@ void align(std::vector<Object>& objects, uint64_t at, uint64_t block) {
   }
 }
 
-template <size_t N>
-void set_field(char (&field)[N], const char* name, const std::string& text) {
-  if (text.size() > N) {
-    throw Error(std::string(name) + " has " + std::to_string(text.size()) + " characters; its field holds " +
-                std::to_string(N));
-  }
-  std::copy(text.begin(), text.end(), field);
-}
-
 ImageHeader record(const HeaderFields& fields) {
   ImageHeader header{};
-  set_field(header.build_date, "build_date", fields.build_date);
-  set_field(header.version, "version", fields.version);
-  set_field(header.platform_version, "platform_version", fields.platform_version);
-  set_field(header.interim_version, "interim_version", fields.interim_version);
-  set_field(header.filename, "filename", fields.filename);
-  set_field(header.software_id, "software_id", fields.software_id);
-  set_field(header.image_size, "image_size", fields.image_size);
+  for (const auto& [key, field, offset, capacity] : kHeaderTexts) {
+    const std::string& text = fields.*field;
+    if (text.size() > capacity) {
+      throw Error(std::string(key) + " has " + std::to_string(text.size()) + " characters; its field holds " +
+                  std::to_string(capacity));
+    }
+    std::memcpy(reinterpret_cast<char*>(&header) + offset, text.data(), text.size());
+  }
   header.platform = fields.platform;
   header.image_type = fields.image_type;
   return header;

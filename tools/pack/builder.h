@@ -142,6 +142,21 @@ struct HeaderFields {
   uint8_t image_type = 0;
 };
 
+/// The texts of an image header: what a manifest calls them, and where they stand in the record.
+struct HeaderText {
+  const char* key;
+  std::string HeaderFields::*field;
+  size_t offset;
+  size_t capacity;
+};
+#define TEXT(name) \
+  { #name, &HeaderFields::name, offsetof(ImageHeader, name), sizeof(ImageHeader::name) }
+constexpr HeaderText kHeaderTexts[] = {TEXT(build_date),  //
+                                       TEXT(version),     //
+                                       TEXT(platform_version), TEXT(interim_version), TEXT(filename),
+                                       TEXT(software_id),      TEXT(image_size)};
+#undef TEXT
+
 /// An object whose header is an image header: the record, then 16 bytes that readers leave out.
 ///
 /// @throws Error when a text is longer than its field

@@ -26,21 +26,6 @@ constexpr size_t kLongestHeader = 0xffff * 16;
 constexpr std::string_view kImageHeader = "image-header";
 constexpr const char* kHeaderFile = "hdr";
 
-struct TextField {
-  const char* key;
-  std::string HeaderFields::*field;
-  size_t capacity;
-};
-constexpr TextField kTextFields[] = {
-    {"build_date", &HeaderFields::build_date, sizeof(ImageHeader::build_date)},
-    {"version", &HeaderFields::version, sizeof(ImageHeader::version)},
-    {"platform_version", &HeaderFields::platform_version, sizeof(ImageHeader::platform_version)},
-    {"interim_version", &HeaderFields::interim_version, sizeof(ImageHeader::interim_version)},
-    {"filename", &HeaderFields::filename, sizeof(ImageHeader::filename)},
-    {"software_id", &HeaderFields::software_id, sizeof(ImageHeader::software_id)},
-    {"image_size", &HeaderFields::image_size, sizeof(ImageHeader::image_size)},
-};
-
 std::string list(const Keys& words) {
   std::string text;
   for (std::string_view word : words) text.append(text.empty() ? "" : ", ").append(word);
@@ -164,7 +149,7 @@ class Reader {
 
   static Keys header_keys() {
     Keys keys;
-    for (const TextField& row : kTextFields) keys.push_back(row.key);
+    for (const HeaderText& row : kHeaderTexts) keys.push_back(row.key);
     keys.insert(keys.end(), {"platform", "image_type"});
     return keys;
   }
@@ -172,7 +157,7 @@ class Reader {
   static HeaderFields header_fields(const Value& value, const Keys& keys) {
     value.must_be_object(keys);
     HeaderFields fields;
-    for (const TextField& row : kTextFields) {
+    for (const HeaderText& row : kHeaderTexts) {
       if (value.has(row.key)) fields.*row.field = value[row.key].text(row.capacity - 1);
     }
     if (!std::all_of(fields.image_size.begin(), fields.image_size.end(), is_digit)) {
