@@ -216,6 +216,7 @@ holds 'r == {"status": 1, "reason": "cannot read missing: No such file or direct
 expect 0 out '"findings": []' --json bundle verify first.bundle
 holds 'r == {"findings": [], "notes": []}' bundle verify first.bundle fw.bundle
 expect 1 out 'cut.bundle: at 704: the payload has 5008 bytes' bundle verify first.bundle cut.bundle
+[[ $(wc -l <out) == $(grep -c '^cut.bundle: at ' out) ]] || fail 'lines that are no finding'
 holds 'r["findings"][0]["part"] == "" and r["findings"][-1]["offset"] == 704' bundle verify cut.bundle
 expect 1 out 'rommon.bin: at 0: ' bundle verify rommon.bin
 expect 1 err 'No such file' bundle verify missing
@@ -265,7 +266,7 @@ truncate -s 1T parts/big && sed 's/rommon.bin/parts\/big/' bundle.json >big.json
 mkdir limited
 (ulimit -f 1000; expect 1 err 'File too large' bundle pack big.json limited/out; exit $failures) || failures=1
 (ulimit -f 33554432; exec "$couplerctl" bundle pack big.json limited/out) &
-until find "/proc/$!/fd" -lname "*limited*" 2>/dev/null | grep -q .; do :; done
+until find "/proc/$!/fd" -lname "*limited*" 2>/dev/null | grep -q . || ! kill -0 $! 2>/dev/null; do :; done
 kill -TERM $!
 wait $!
 [[ $? == 143 && -z $(ls -A limited) ]] || fail 'an interrupted pack'
