@@ -119,6 +119,7 @@ TEST_F(SessionsTest, LoginRecords) {
     set_logins(row.logins);
     EXPECT_THAT(sessions_of(), ElementsAre(session(row.user, row.host, row.tty, shells.pid(0))));
   }
+  EXPECT_EQ(SessionIterator().parseUtmpTbl(), 0);
   std::filesystem::remove("/var/run/utmp");
   EXPECT_THAT(sessions_of(), ElementsAre(session("", "", "", shells.pid(0))));
 }
