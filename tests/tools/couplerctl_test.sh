@@ -133,6 +133,7 @@ rm -rf /mnt/boot/ssd_firmwares/*
 size=$(stat -c %s nested.bundle)
 expect 0 out "ssd version      1" bundle show nested.bundle
 expect 0 out 'fpga version     2' bundle show - <nested.bundle
+# shellcheck disable=SC2094 # both are read
 holds '[b["file"] for b in r["bundles"]] == ["nested.bundle", "-"]' bundle show nested.bundle - <nested.bundle
 [[ -z $(ls -A /mnt/boot/ssd_firmwares) ]] || fail 'show leaves SSD firmware'
 for length in $({ seq 1 97 "$size" && "$couplerctl" container tree nested.bundle | awk 'NR > 2 { print $1 - 1, $1, $1 + 1 }'; } |
