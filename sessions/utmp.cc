@@ -37,7 +37,7 @@ int32_t find_device(const char* line, const Text& path_text, const char* path) {
 }
 
 void fill_terminal(SessionIterator& snapshot, const utmp& record) {
-  char line[sizeof(record.ut_line) + 1];
+  char line[sizeof(record.ut_line) + 1] = "";
   char path[32];
   Text(line).copy(text_in(record.ut_line));
   const int32_t device = SessionIterator::ttyToDevNum(line, path, sizeof(path));
