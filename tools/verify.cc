@@ -10,13 +10,11 @@
 namespace coupler::tools {
 namespace {
 
-using namespace pack;
-
 constexpr size_t kMostParts = 20;
 constexpr size_t kMostNames = 8;
 constexpr size_t kLongestName = 63;
 constexpr size_t kLongestFileName = 255;
-constexpr size_t kLongestSsdHead = kSsdModels + kSsdField * (kMostSsdModels + 2);
+constexpr size_t kLongestSsdHead = pack::kSsdModels + pack::kSsdField * (pack::kMostSsdModels + 2);
 
 bool is_number(const std::string& text) {
   return !text.empty() && text.size() < 18 && text.find_first_not_of("0123456789") == text.npos;
@@ -68,13 +66,13 @@ class Verifier {
       if (node.depth == nodes_[2].depth + 1) named_image(index);
       return;
     }
-    const PartKind* const kind = part_kind(node.type);
+    const pack::PartKind* const kind = pack::part_kind(node.type);
     if (kind == nullptr) return find(node, "is no part of a bundle; readers fail here");
     if (kind->is_named() && ++names > kMostNames) find(node, "is the ninth name or later; it is not listed");
     text(node, *kind, files);
   }
 
-  void text(const Node& node, const PartKind& kind, std::set<std::string>& files) {
+  void text(const Node& node, const pack::PartKind& kind, std::set<std::string>& files) {
     const std::string name = node.label();
     if (name.size() > kLongestName) find(node, "is cut to 63 characters where it is reported");
     if (kind.is_named() && (name.empty() || name == "." || name == ".."))
@@ -124,12 +122,12 @@ class Verifier {
 };
 
 std::string ssd_fault(const std::string& head, uint64_t size) {
-  if (head.size() < kSsdModels) return "it is too short";
-  const std::string count = head.substr(kSsdModels - 2, 2);
+  if (head.size() < pack::kSsdModels) return "it is too short";
+  const std::string count = head.substr(pack::kSsdModels - 2, 2);
   if (!is_number(count) || count == "00") return "the number of models is none";
-  const size_t binary = kSsdModels + kSsdField * (std::stoul(count) + 2);
+  const size_t binary = pack::kSsdModels + pack::kSsdField * (std::stoul(count) + 2);
   if (head.size() < binary) return "it ends within its models";
-  std::string length = head.substr(binary - kSsdField, kSsdField);
+  std::string length = head.substr(binary - pack::kSsdField, pack::kSsdField);
   length.erase(length.find_last_not_of(' ') + 1).erase(0, length.find_first_not_of(' '));
   if (!is_number(length) || std::stoull(length) == 0) return "the length of its binary is none";
   return std::stoull(length) > size - binary ? "its binary is cut short" : "";
@@ -137,7 +135,7 @@ std::string ssd_fault(const std::string& head, uint64_t size) {
 
 /// The text at `offset` without the blanks that fill its field up, nor zeros on the left.
 std::string field(const std::string& head, size_t offset, const char* filling) {
-  std::string text = head.substr(offset, kSsdField);
+  std::string text = head.substr(offset, pack::kSsdField);
   text.erase(text.find_last_not_of(' ') + 1);
   return text.erase(0, text.find_first_not_of(filling));
 }
@@ -148,11 +146,11 @@ SsdHead read_ssd_head(const Input& file, uint64_t offset, uint64_t size) {
   const std::string bytes = file.read(offset, std::min<uint64_t>(size, kLongestSsdHead));
   SsdHead head{ssd_fault(bytes, size)};
   if (!head.fault.empty()) return head;
-  const size_t behind = kSsdModels + kSsdField * std::stoul(bytes.substr(kSsdModels - 2, 2));
+  const size_t behind = pack::kSsdModels + pack::kSsdField * std::stoul(bytes.substr(pack::kSsdModels - 2, 2));
   head.identification = field(bytes, 4, "0");
-  for (size_t at = kSsdModels; at < behind; at += kSsdField) head.models.push_back(field(bytes, at, ""));
+  for (size_t at = pack::kSsdModels; at < behind; at += pack::kSsdField) head.models.push_back(field(bytes, at, ""));
   head.version = field(bytes, behind, "0");
-  head.size = std::stoull(bytes.substr(behind + kSsdField, kSsdField));
+  head.size = std::stoull(bytes.substr(behind + pack::kSsdField, pack::kSsdField));
   return head;
 }
 
