@@ -40,7 +40,10 @@ std::vector<Row> frame_rows() {
       {"a million log lines that are gated off", "a million calls of an empty function", 5, gated_lines, empty_calls},
       {"loading the library and initialising it", "an empty program with the same libraries", 1.05,
        [] { return processor_time_of({beside("load_coupler")}); },
-       [] { return processor_time_of({beside("load_nothing")}); }}};
+       [] { return processor_time_of({beside("load_nothing")}); }},
+      {"the same", "that program with an empty library more", 1.1,
+       [] { return processor_time_of({beside("load_coupler")}); },
+       [] { return processor_time_of({beside("load_empty")}); }}};
 }
 
 }  // namespace coupler::bench
