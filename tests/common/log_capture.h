@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,9 +37,14 @@ class LogCapture {
   void set_threshold(int32_t threshold) { threshold_ = threshold; }
 
   /// The lines since the last call.
-  std::vector<std::string> take_lines() { return std::exchange(lines(), {}); }
+  std::vector<std::string> take_lines() {
+    const std::lock_guard one_at_a_time(mutex);
+    return std::exchange(lines(), {});
+  }
 
  private:
+  static inline std::mutex mutex;
+
   static std::vector<std::string>& lines() {
     static std::vector<std::string> taken;
     return taken;
@@ -54,6 +60,7 @@ class LogCapture {
     va_end(again);
     va_end(arguments);
     const char* name = level == debug ? "debug " : level == info ? "info " : level == critical ? "critical " : "? ";
+    const std::lock_guard one_at_a_time(mutex);
     lines().push_back(name + std::string(operation) + '|' + text);
   }
 
