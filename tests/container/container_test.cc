@@ -1,5 +1,7 @@
-// Containers in memory: types, descriptors, ranges, and the walks over their objects.
-#include <gtest/gtest.h>
+// Containers in memory: types, descriptors, ranges, and the walks over their objects. Then those in files: their size,
+// positioned reads, and their image header, however it is nested.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <cstring>
@@ -8,14 +10,16 @@
 #include "brantix/container.h"
 #include "brantix/frame.h"
 #include "tests/common/damage.h"
+#include "tests/common/files.h"
+#include "tests/common/log_capture.h"
 #include "tools/pack/builder.h"
 
 namespace {
 
-using coupler::pack::Container;
-using coupler::pack::object;
-using coupler::pack::wrap;
-using coupler::test::grow_length;
+using namespace coupler::test;
+using namespace coupler::pack;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 const std::string kHeader(32, 'h');
 
@@ -51,35 +55,29 @@ std::string nested() {
        object(orvix_object_keystore, kHeader, "keys")}});
 }
 
-TEST(WalkTest, TheThreeOrders) {
-  const std::string bytes = nested();
-  EXPECT_EQ(search(bytes, orvix_object_zeltasignature), (Outcome{1, 1, 1}));
-  EXPECT_EQ(search(bytes, orvix_object_controllertype), (Outcome{0, 1, 0})) << "only the children's order goes inside";
-  EXPECT_EQ(search(bytes, orvix_object_imagefile), (Outcome{0, 1, 0}));
-  EXPECT_EQ(search(bytes, orvix_object_textfile), (Outcome{0, 0, 0}));
-  EXPECT_EQ(search(bytes, orvix_object_keystore), (Outcome{1, 0, 1})) << "no header: on to the next sibling";
-}
-
-TEST(WalkTest, EndsAtNullUnknownAndTheEndOfTheSpan) {
-  const std::string null = render(Container{{object(orvix_object_null), object(orvix_object_ssd)}});
-  EXPECT_EQ(search(null, orvix_object_null), (Outcome{0, 0, 0}));
-  EXPECT_EQ(search(null, orvix_object_ssd), (Outcome{0, 0, 0}));
-  std::string unknown = render(Container{{object(orvix_object_ssd)}});
-  unknown[16] ^= 1;
-  EXPECT_EQ(search(unknown, ORVIX_TYPE_UNKNOWN), (Outcome{0, 0, 0}));
-  const std::string bytes = nested();
+TEST(WalkTest, WhatIsFoundInEachOfTheThreeOrders) {
+  const std::string bytes = nested(), one = render(Container{{object(orvix_object_ssd, kHeader, "data")}}),
+                    cut = cut_at(one.size() - 1, one),
+                    null = render(Container{{object(orvix_object_null), object(orvix_object_ssd)}}),
+                    unknown = set_byte(16, 1, render(Container{{object(orvix_object_ssd)}}));
+  const std::tuple<std::string, int, Outcome> rows[] = {
+      {bytes, orvix_object_zeltasignature, {1, 1, 1}},
+      {bytes, orvix_object_controllertype, {0, 1, 0}},  // only the children's order goes inside
+      {bytes, orvix_object_imagefile, {0, 1, 0}},
+      {bytes, orvix_object_textfile, {0, 0, 0}},
+      {bytes, orvix_object_keystore, {1, 0, 1}},  // no header: on to the next sibling
+      {null, orvix_object_null, {0, 0, 0}},
+      {null, orvix_object_ssd, {0, 0, 0}},
+      {unknown, ORVIX_TYPE_UNKNOWN, {0, 0, 0}},
+      {cut, orvix_object_ssd, {0, 1, 1}},
+      {cut_at(48, one), orvix_object_ssd, {0, 1, 1}},
+      {cut, orvix_object_keystore, {0, 0, 0}},
+      {grow_length(16, one), orvix_object_keystore, {0, 0, 0}},
+  };
+  for (const auto& [container, type, outcome] : rows) EXPECT_EQ(search(container, type), outcome) << type;
   for (size_t size = 0; size < 48; ++size) {
-    EXPECT_EQ(search(bytes.substr(0, size), orvix_object_zeltasignature), (Outcome{0, 0, 0})) << size;
+    EXPECT_EQ(search(cut_at(size, bytes), orvix_object_zeltasignature), (Outcome{0, 0, 0})) << size;
   }
-}
-
-TEST(WalkTest, ObjectsThatRunPastTheSpan) {
-  const std::string bytes = render(Container{{object(orvix_object_ssd, kHeader, "data")}});
-  const std::string cut = bytes.substr(0, bytes.size() - 1);
-  EXPECT_EQ(search(cut, orvix_object_ssd), (Outcome{0, 1, 1}));
-  EXPECT_EQ(search(bytes.substr(0, 48), orvix_object_ssd), (Outcome{0, 1, 1}));
-  EXPECT_EQ(search(cut, orvix_object_keystore), (Outcome{0, 0, 0}));
-  EXPECT_EQ(search(grow_length(16, bytes), orvix_object_keystore), (Outcome{0, 0, 0}));
 }
 
 TEST(WalkTest, LocatesByOffset) {
@@ -200,13 +198,8 @@ TEST(FileFormatTest, ReadsSixteenBytesAtTheStreamsPosition) {
 }
 
 TEST(DescriptorTest, LengthsAndTheTraceFromTwoGigabytesOn) {
-  const char* const none = "";
-  const char* const traced = "orvix_desc_get_payload_len bounds error";
-  const struct {
-    Bytes bytes;
-    uint64_t header, payload;
-    const char* trace;
-  } rows[] = {
+  const char *const none = "", *const traced = "orvix_desc_get_payload_len bounds error";
+  const std::tuple<Bytes, uint64_t, uint64_t, const char*> rows[] = {
       {{2, 0, 9, 1, 0, 0, 0, 0}, 32, 16, none},
       {{0, 1, 0, 0, 1, 0, 0, 0}, 4096, 4096, none},
       {{0xff, 0xff, 0, 0xff, 0xff, 0xff, 0x07, 0}, 0xffff0, 0x7ffffff0, none},
@@ -214,12 +207,12 @@ TEST(DescriptorTest, LengthsAndTheTraceFromTwoGigabytesOn) {
       {{0, 0, 0, 0xff, 0xff, 0xff, 0xff, 0xff}, 0, 0xffffffffff0, traced},
   };
   cs_debug_errors = 1;
-  for (const auto& row : rows) {
-    const orvix_desc desc = descriptor(row.bytes);
+  for (const auto& [bytes, header, payload, trace] : rows) {
+    const orvix_desc desc = descriptor(bytes);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(orvix_desc_get_header_len(&desc), row.header);
-    EXPECT_EQ(orvix_desc_get_payload_len(&desc), row.payload);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), row.trace);
+    EXPECT_EQ(orvix_desc_get_header_len(&desc), header);
+    EXPECT_EQ(orvix_desc_get_payload_len(&desc), payload);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), trace);
   }
   cs_debug_errors = 0;
 }
@@ -262,6 +255,128 @@ TEST(LogBaseTwoTest, IsTheHighestBit) {
   for (uint32_t bit = 0; bit < 64; ++bit) EXPECT_EQ(log_base_two64(static_cast<int64_t>(uint64_t{1} << bit)), bit);
   EXPECT_EQ(log_base_two64(4097), 12u);
   EXPECT_EQ(log_base_two64(-1), 63u);
+}
+
+class ContainerFileTest : public testing::Test {
+ protected:
+  LogCapture log_;
+  ScratchDirectory directory_;
+  const std::string path_ = directory_ / "image";
+};
+
+TEST_F(ContainerFileTest, SizeOrOneLine) {
+  const std::string pipe = directory_ / "pipe", failed = "info getFileSize|ERROR: getFileSize: ";
+  mkfifo(pipe.c_str(), 0600);
+  write_file(path_, "12345");
+  EXPECT_EQ(getFileSize(path_.c_str()), 5u);
+  EXPECT_THAT(log_.take_lines(), IsEmpty());
+  for (const char* path : {static_cast<const char*>(nullptr), "/no/such", pipe.c_str()})
+    EXPECT_EQ(getFileSize(path), 0u);
+  EXPECT_THAT(log_.take_lines(), ElementsAre(failed + "inFilename is null",
+                                             failed + "unable to open file /no/such, No such file or directory",
+                                             failed + "failed to seek file " + pipe + ", rc -1, Illegal seek"));
+}
+
+TEST_F(ContainerFileTest, PositionedRead) {
+  const std::string failed = "info get_orvix_descriptor|ERROR: get_orvix_descriptor: ";
+  write_file(path_, "0123456789");
+  std::FILE* file = std::fopen(path_.c_str(), "rb");
+  char buf[8] = "-------";
+  EXPECT_EQ(get_orvix_descriptor(file, 2, buf, 3), 3);
+  EXPECT_STREQ(buf, "234----");
+  EXPECT_EQ(get_orvix_descriptor(file, 9, buf, 3), 1);
+  EXPECT_STREQ(buf, "934----");
+  EXPECT_EQ(get_orvix_descriptor(file, 4000000000, buf, 3), 0);
+  EXPECT_THAT(log_.take_lines(), IsEmpty());
+  std::fclose(file);
+  EXPECT_EQ(get_orvix_descriptor(nullptr, 0, buf, 1), -1);
+  std::FILE* pipe = popen("true", "r");
+  EXPECT_EQ(get_orvix_descriptor(pipe, 7, buf, 1), -1);
+  pclose(pipe);
+  EXPECT_THAT(log_.take_lines(),
+              ElementsAre(failed + "inFp is null", failed + "failed to seek inOffset 7, Illegal seek"));
+}
+
+class HeaderTest : public ContainerFileTest {
+ protected:
+  int32_t extract(const std::string& bytes, size_t capacity = sizeof(ImageHeader)) {
+    write_file(path_, bytes);
+    std::memset(buf_, '-', sizeof(buf_));
+    copied_ = 12345;
+    return extract_header_info(path_.c_str(), buf_, capacity, &copied_);
+  }
+  static std::string signed_by(std::string header, Object content) {
+    return render(Container{{wrap(orvix_object_zeltasignature, std::move(header), {std::move(content)})}});
+  }
+  static std::string line(const std::string& text) {
+    return "info extract_header_info|" + text.substr(0, text.find(' ') + 1) +
+           "extract_header_info: " + text.substr(text.find(' ') + 1) + "\n";
+  }
+
+  char buf_[700];
+  size_t copied_ = 0;
+};
+
+const HeaderFields kFields{.version = "4.1", .filename = "fw.img"};
+
+TEST_F(HeaderTest, FollowsEveryNesting) {
+  for (const int type : {orvix_object_imagetype, orvix_object_bundletype, orvix_object_controllertype}) {
+    const Object content = type == orvix_object_controllertype
+                               ? wrap(type, std::string(16, 'c'), {image_header(kFields)})
+                               : image_header(kFields, type);
+    ASSERT_EQ(extract(signed_by(std::string(48, 's'), content)), 0);
+    EXPECT_EQ(copied_, 576u);
+    EXPECT_STREQ(buf_ + 16, "4.1");
+    EXPECT_STREQ(buf_ + 112, "fw.img");
+    EXPECT_EQ(buf_[576], '-');
+    EXPECT_THAT(log_.take_lines(), ElementsAre(line("INFO: objType " + std::to_string(type))));
+  }
+}
+
+TEST_F(HeaderTest, CopiedLength) {
+  const std::array<size_t, 3> rows[] = {{592, 576, 576}, {608, 576, 576}, {400, 576, 384}, {32, 576, 16},
+                                        {16, 576, 16},   {576, 576, 560}, {400, 399, 399}, {16, 8, 8}};
+  for (const auto& [header, capacity, copied] : rows) {
+    const Object content = object(orvix_object_imagetype, std::string(header, 'x'));
+    EXPECT_EQ(extract(signed_by("", content), capacity), 0);
+    EXPECT_EQ(copied_, copied) << header;
+    EXPECT_EQ(std::string(buf_, sizeof(buf_)).find('-'), copied) << header;
+  }
+  EXPECT_EQ(extract(signed_by("", object(orvix_object_imagetype))), -1);
+  EXPECT_EQ(copied_, 0u);
+}
+
+TEST_F(HeaderTest, AFileCutInsideTheHeaderStillCounts) {
+  const std::string whole = render(image(kFields));
+  EXPECT_EQ(extract(cut_at(80 + 17, whole)), 0);
+  EXPECT_EQ(copied_, 576u);
+  EXPECT_EQ(std::string(buf_ + 16, 2), "4-");
+  EXPECT_EQ(extract(cut_at(80, whole)), -1);
+}
+
+TEST_F(HeaderTest, RefusalsTellWhy) {
+  const Object controller = wrap(orvix_object_controllertype, "", {object(orvix_object_ssd)});
+  const std::pair<std::string, std::vector<std::string>> rows[] = {
+      {render(Container{{controller}}), {line("ERROR: not orvix_object_zeltasignature object type 3")}},
+      {signed_by("", controller), {line("INFO: objType 3")}},
+      {signed_by("", object(orvix_object_ssd)),
+       {line("INFO: objType 11"), line("ERROR: not to handle this object type 11")}},
+      {"", {line("ERROR: not orvix_object_zeltasignature object type 0")}},
+  };
+  for (const auto& [bytes, lines] : rows) {
+    EXPECT_EQ(extract(bytes), -1);
+    EXPECT_EQ(log_.take_lines(), lines);
+    EXPECT_EQ(copied_, 12345u);
+  }
+  const std::string pipe = directory_ / "pipe";
+  mkfifo(pipe.c_str(), 0600);
+  for (const char* path : {static_cast<const char*>(nullptr), "/no/such", pipe.c_str()}) {
+    EXPECT_EQ(extract_header_info(path, buf_, 576, &copied_), -1);
+  }
+  EXPECT_THAT(log_.take_lines(), ElementsAre(line("ERROR: failed to access file (null), Bad address"),
+                                             line("ERROR: failed to access file /no/such, No such file or directory"),
+                                             testing::HasSubstr("failed to seek inOffset 16, Illegal seek"),
+                                             line("ERROR: failed to get orvix descriptor")));
 }
 
 }  // namespace

@@ -38,9 +38,6 @@ done <<'END'
 --bind /usr|--bind: the appliance has a /usr of its own
 END
 
-expect "fixed places are there and writable" "" "$appliance" sh -c 'for place in /mnt/boot/ssd_firmwares \
-  /mnt/boot/equipped_ssd_firmware /etc/snmp /var/lib/net-snmp /opt/tolm-mgmt-scripts /opt/quorva/config/platform \
-  /opt/quorva/tolmos_skellan/etc /opt/quorva/npu /etc /tmp /var/run /dev/shm; do echo x >$place/file || exit; done'
 expect "arguments, working directory, exit status" "$scratch machine root a  b|\**status 7" \
   "$appliance" sh -c 'echo "$PWD $(cat file) $(id -un) $1|$2"; exit 7' sh 'a  b' '*'
 expect "nothing of this machine is touched" "machine" sh -c "(cd /; '$appliance' sh -c 'mkdir -p $scratch &&
@@ -51,7 +48,6 @@ mkdir -p build/{old,new}/bin
 cp -r "$root/platform" .
 for build in old new; do install /dev/stdin build/$build/bin/couplerctl <<<"echo the $build build" && sleep 0.01; done
 expect "a command of the newest build" "the new build" platform/appliance couplerctl
-expect "a command of the caller's PATH" "the old build" env PATH="$PWD/build/old/bin:$PATH" platform/appliance couplerctl
 if type -P snmptranslate >/dev/null; then expect "no words about MIBs" "iso.3" "$appliance" snmptranslate .1.3; fi
 
 expect "settings" "1 XM _1" "$appliance" --board 1 --set 'ssd_model=XM _1 ' \
@@ -69,7 +65,6 @@ expect "its root is removed" "" gone compgen -G 'appliance.*'
 if [[ $1 == bubblewrap ]]; then
   names="readlink /proc/self/ns/pid /proc/self/ns/net /proc/self/ns/uts /proc/self/ns/ipc /proc/self/ns/mnt"
   expect "five namespaces of its own" 10 sh -c "{ $names && '$appliance' $names; } | sort | uniq -u | wc -l"
-  expect "loopback is up" "" "$appliance" grep -q 127.0.0.1 /proc/net/fib_trie
   expect "the machine's files are read-only" "*status 1" "$appliance" touch file /usr/x "$root/x"
 else
   unset APPLIANCE

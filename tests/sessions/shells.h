@@ -1,6 +1,7 @@
 // The machine's own shell, run under the names of CLI shells, and the login records beside it.
 #pragma once
 
+#include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -8,7 +9,6 @@
 #include <unistd.h>
 #include <utmp.h>
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -18,12 +18,14 @@ namespace coupler::test {
 
 /// A program to run under a name of its own.
 struct Shell {
-  /// Reports its id and stops. The kernel takes a command's name from the path it was run by.
-  [[noreturn]] void run(const std::string& path) const {
-    std::vector<const char*> words = {name.c_str(), "-c", "echo $$ >&3; kill -STOP $$", name.c_str()}, variables;
+  /// Stops itself. The kernel takes a command's name from the path it was run by.
+  [[noreturn]] void run(const ScratchDirectory& directory) const {
+    std::vector<const char*> words = {name.c_str(), "-c", "kill -STOP $$", name.c_str()}, variables;
     for (const std::string& argument : arguments) words.push_back(argument.c_str());
     for (const std::string& variable : environment) variables.push_back(variable.c_str());
     for (auto* list : {&words, &variables}) list->push_back(nullptr);
+    const std::string path = directory / name;
+    std::filesystem::create_symlink("/bin/sh", path);
     ::execve(path.c_str(), const_cast<char**>(words.data()), const_cast<char**>(variables.data()));
     ::_exit(1);
   }
@@ -39,29 +41,21 @@ class Shells {
   enum Where { kOnTerminal, kWithoutTerminal };
   /// Starts all of them on one new pseudo-terminal, or in a session without a terminal.
   Shells(Where where, const std::vector<Shell>& shells) {
-    const ScratchDirectory directory;
     char name[64] = "";
+    int report[2];
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // what the leader leaves is waited for here
-    if (::pipe(report_) != 0) std::abort();
-    for (const Shell& shell : shells) {
-      if (::symlink("/bin/sh", (directory / shell.name).c_str()) != 0 && errno != EEXIST) std::abort();
-    }
+    if (::pipe(report) != 0) std::abort();
+    const std::vector<ScratchDirectory> directories(shells.size());
     leader_ = where == kOnTerminal ? ::forkpty(&terminal_, name, nullptr, nullptr) : ::fork();
-    if (leader_ == 0) lead(where, shells, directory);
+    if (leader_ == 0) lead(where, shells, directories, report[1]);
     tty_ = name;
-    ::close(report_[1]);
-    std::FILE* const reports = ::fdopen(report_[0], "r");
-    for (int pid; pids_.size() < shells.size(); pids_.push_back(pid)) {
-      if (std::fscanf(reports, "%d", &pid) != 1) std::abort();
-    }
-    std::fclose(reports);
-    std::sort(pids_.begin(), pids_.end());
+    ::close(report[1]);
+    for (pid_t pid; ::read(report[0], &pid, sizeof(pid)) == sizeof(pid);) pids_.push_back(pid);
+    ::close(report[0]);
   }
   ~Shells() {
-    pids_.insert(pids_.begin(), leader_);
-    for (const pid_t pid : pids_) {
-      ::kill(pid, SIGKILL);
-      ::waitpid(pid, nullptr, 0);
+    ::kill(-leader_, SIGKILL);
+    while (::waitpid(-leader_, nullptr, 0) > 0) {
     }
     if (terminal_ != -1) ::close(terminal_);
   }
@@ -75,18 +69,23 @@ class Shells {
   std::string line() const { return tty_.substr(sizeof("/dev/") - 1); }
 
  private:
-  [[noreturn]] void lead(Where where, const std::vector<Shell>& shells, const ScratchDirectory& directory) const {
+  /// Starts the shells and reports their ids. The report ends when each of them has become what it is.
+  [[noreturn]] static void lead(Where where, const std::vector<Shell>& shells,
+                                const std::vector<ScratchDirectory>& directories, int report) {
     constexpr int kReport = 3;
     if (where == kWithoutTerminal) ::setsid();
-    ::dup2(report_[1], kReport);
+    ::dup2(report, kReport);
+    ::fcntl(kReport, F_SETFD, FD_CLOEXEC);
     ::close_range(kReport + 1, ~0u, 0);  // what keeps other terminals open
-    for (const Shell& shell : shells) {
-      if (::fork() == 0) shell.run(directory / shell.name);
+    for (size_t i = 0; i < shells.size(); ++i) {
+      const pid_t pid = ::fork();
+      if (pid == 0) shells[i].run(directories[i]);
+      if (::write(kReport, &pid, sizeof(pid)) < 0) ::_exit(1);
     }
+    ::close(kReport);
     for (;;) ::pause();
   }
 
-  int report_[2];
   int terminal_ = -1;
   std::string tty_;
   pid_t leader_;
