@@ -4,11 +4,9 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <locale.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "brantix/coupler.h"
@@ -52,24 +50,18 @@ static int entries_of(const char* directory) {
 
 // The state of the process that belongs to the host, as a text.
 static char* process_state(void) {
-  const unsigned own_flag_of_libc = 0x04000000;  // tells the kernel how a handler returns
-  char *text = NULL, directory[4096];
+  char *text = NULL, line[4096];
   size_t size;
-  sigset_t blocked;
   FILE* const state = open_memstream(&text, &size);
-  const mode_t mask = umask(0);
-  umask(mask);
-  fprintf(state, "threads %d, descriptors %d\n", entries_of("/proc/self/task"), entries_of("/proc/self/fd"));
-  fprintf(state, "locale %s, umask %o\n", setlocale(LC_ALL, NULL), (unsigned)mask);
-  fprintf(state, "directory %s\n", getcwd(directory, sizeof directory));
-  for (char** variable = environ; *variable != NULL; ++variable) fprintf(state, "environment %s\n", *variable);
-  sigprocmask(SIG_BLOCK, NULL, &blocked);
-  for (int signal = 1; signal < SIGRTMIN; ++signal) {
-    struct sigaction action = {0};
-    sigaction(signal, NULL, &action);
-    fprintf(state, "signal %d: handler %d, flags %x, blocked %d\n", signal, action.sa_handler != SIG_DFL,
-            (unsigned)action.sa_flags & ~own_flag_of_libc, sigismember(&blocked, signal));
+  FILE* const status = fopen("/proc/self/status", "r");
+  while (fgets(line, sizeof line, status) != NULL) {
+    const int is_signals = strncmp(line, "Sig", 3) == 0 && line[3] != 'Q';  // how many are queued is not the host's
+    if (is_signals || strncmp(line, "Threads", 7) == 0 || strncmp(line, "Umask", 5) == 0) fputs(line, state);
   }
+  fclose(status);
+  fprintf(state, "descriptors %d, locale %s\n", entries_of("/proc/self/fd"), setlocale(LC_ALL, NULL));
+  fprintf(state, "directory %s\n", getcwd(line, sizeof line));
+  for (char** variable = environ; *variable != NULL; ++variable) fprintf(state, "environment %s\n", *variable);
   fclose(state);
   return text;
 }

@@ -5,24 +5,20 @@
 set -eu
 source=$1 cc=$2 cxx=$3
 
-# compile COMPILER LANGUAGE STANDARD HEADER [STATEMENT]
+# compile HEADERS COMPILER OPTION...
 compile() {
-  printf '#include "brantix/%s"\nint main(void) { %s return 0; }\n' "${4##*/}" "${5-}" |
-    "$1" -x "$2" "-std=$3" $strict -Wall -Wextra -Wpedantic -Werror -fsyntax-only "-I$source/include" -
+  headers=$1
+  shift
+  for header in "$source"/include/brantix/$headers; do
+    statement=
+    if [ "${header##*/}" = noop.h ]; then statement='SCI_setTelnetService(1, "on"); SCI_setSshService();'; fi
+    printf '#include "brantix/%s"\nint main(void) { %s return 0; }\n' "${header##*/}" "$statement" |
+      "$@" -Wall -Wextra -Wpedantic -Werror -fsyntax-only "-I$source/include" -
+  done
 }
 
-strict=-Wstrict-prototypes
 for compiler in "$cc" clang; do
   command -v "$compiler" > /dev/null || continue
-  for standard in c11 c17 c2x; do
-    for header in "$source"/include/brantix/*.h; do
-      compile "$compiler" c "$standard" "$header"
-    done
-    compile "$compiler" c "$standard" noop.h 'SCI_setTelnetService(1, "on"); SCI_setSshService();'
-  done
+  for standard in c11 c17 c2x; do compile '*.h' "$compiler" -x c "-std=$standard" -Wstrict-prototypes; done
 done
-strict=
-for header in "$source"/include/brantix/*.h*; do
-  compile "$cxx" c++ c++17 "$header"
-  compile "$cxx" c++ c++20 "$header"
-done
+for standard in c++17 c++20; do compile '*.h*' "$cxx" -x c++ "-std=$standard"; done
