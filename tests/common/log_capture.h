@@ -42,6 +42,16 @@ class LogCapture {
     return std::exchange(lines(), {});
   }
 
+  /// The same as one text. Line ends inside lines are shown as \n.
+  std::string take_text() {
+    std::string text;
+    for (const std::string& line : take_lines()) {
+      for (const char c : line) text += c == '\n' ? "\\n" : std::string(1, c);
+      text += '\n';
+    }
+    return text;
+  }
+
  private:
   static inline std::mutex mutex;
 

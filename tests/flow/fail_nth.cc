@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -22,7 +22,8 @@
 namespace coupler::test {
 namespace {
 
-thread_local const Failing::Fault* current = nullptr;
+// Of each thread, so that what others do meanwhile is neither counted nor met by the fault.
+thread_local const Fault* current = nullptr;
 thread_local int calls = 0;
 
 /// What the tests do themselves meets no fault.
@@ -34,7 +35,7 @@ class Unseen {
   Unseen& operator=(const Unseen&) = delete;
 
  private:
-  const Failing::Fault* fault_;
+  const Fault* fault_;
 };
 
 /// A file with bytes that are not on the disk yet.
@@ -84,26 +85,20 @@ void cut_power() {
   }
 }
 
-[[noreturn]] void end_process() {
-  if (loses_unsynced()) cut_power();
-  _exit(EXIT_SUCCESS);
-}
-
-bool leaves_something(Call call) {
-  return call == Call::kOpen || call == Call::kWrite || call == Call::kResize || call == Call::kSync ||
-         call == Call::kName || call == Call::kRename || call == Call::kRemoval || call == Call::kRights ||
-         call == Call::kClose;
-}
-
-bool fails(Call call) {
+/// Whether this call is to fail; errno then tells why.
+bool fails(std::string_view name) {
   if (current == nullptr) return false;
-  for (const Call always : current->always) {
-    if (always == call) return true;
+  const Kind& kind = *std::ranges::find(kKinds, name, &Kind::name);
+  bool due = current->always == name;
+  if (current->kind == name || (current->kind == kAnyOnFiles && kind.on_files)) {
+    ++calls;
+    due = due || calls == current->nth || (current->lasting && calls > current->nth);
   }
-  if (call != current->call && !(current->call == Call::kAnyOnFiles && leaves_something(call))) return false;
-  ++calls;
-  if (calls == current->nth && current->outcome != Outcome::kError) end_process();
-  return calls == current->nth || (current->lasting && current->nth > 0 && calls > current->nth);
+  if (!due) return false;
+  if (current->outcome == Outcome::kPowerCut) cut_power();
+  if (current->outcome != Outcome::kError) _exit(EXIT_SUCCESS);
+  errno = kind.reason;
+  return true;
 }
 
 /// The function that a definition in this file hides.
@@ -111,27 +106,6 @@ template <typename Function>
 Function* hidden(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
-
-/// A descriptor that cannot be read for as long as this lives, so that the stream above it notes the error itself.
-class Unreadable {
- public:
-  explicit Unreadable(int descriptor) : descriptor_(descriptor), kept_(dup(descriptor)) {
-    const int own_memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);  // where nothing lies at 0: EIO
-    dup3(own_memory, descriptor_, O_CLOEXEC);
-    close(own_memory);
-  }
-  ~Unreadable() {
-    dup3(kept_, descriptor_, O_CLOEXEC);
-    close(kept_);
-  }
-  Unreadable(const Unreadable&) = delete;
-  Unreadable& operator=(const Unreadable&) = delete;
-
- private:
-  const Unseen unseen_;
-  int descriptor_;
-  int kept_;
-};
 
 }  // namespace
 
@@ -149,134 +123,103 @@ using namespace coupler::test;
 
 // What follows hides the functions of the C library from the whole program, the C++ library and the stand-ins included.
 // Calls inside the C library itself are not seen: a stream's own read is one call here, fread.
-#define FAIL_IF_DUE(call, value, reason) \
-  if (fails(call)) return errno = reason, value
-#define CALL_OR_FAIL(call, value, reason, function, ...) \
-  FAIL_IF_DUE(call, value, reason);                      \
-  return hidden(function, #function)(__VA_ARGS__)
+#define REAL(function) hidden(function, #function)
 #pragma GCC visibility push(default)
 extern "C" {
 
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t n, size_t size);
 
-void* malloc(size_t size) noexcept {
-  FAIL_IF_DUE(Call::kMemory, nullptr, ENOMEM);
-  return __libc_malloc(size);
-}
-void* calloc(size_t n, size_t size) noexcept {
-  FAIL_IF_DUE(Call::kMemory, nullptr, ENOMEM);
-  return __libc_calloc(n, size);
-}
+void* malloc(size_t size) noexcept { return fails("memory") ? nullptr : __libc_malloc(size); }
+void* calloc(size_t n, size_t size) noexcept { return fails("memory") ? nullptr : __libc_calloc(n, size); }
 
+// The rights of what is created are of no matter here.
 int open(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
-  va_end(arguments);
   note_truncation(path, flags);
-  CALL_OR_FAIL(Call::kOpen, -1, EMFILE, open, path, flags, mode);
+  return fails("open") ? -1 : REAL(open)(path, flags, 0666);
 }
 int openat(int directory, const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
-  va_end(arguments);
-  CALL_OR_FAIL(Call::kOpen, -1, EMFILE, openat, directory, path, flags, mode);
+  return fails("open") ? -1 : REAL(openat)(directory, path, flags, 0666);
 }
-DIR* opendir(const char* path) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, opendir, path); }
-int mkostemp(char* name, int flags) { CALL_OR_FAIL(Call::kOpen, -1, EMFILE, mkostemp, name, flags); }
+DIR* opendir(const char* path) { return fails("open") ? nullptr : REAL(opendir)(path); }
+int mkostemp(char* name, int flags) { return fails("open") ? -1 : REAL(mkostemp)(name, flags); }
 FILE* fdopen(int descriptor, const char* mode) noexcept {
-  CALL_OR_FAIL(Call::kOpen, nullptr, ENOMEM, fdopen, descriptor, mode);
+  return fails("open") ? nullptr : REAL(fdopen)(descriptor, mode);
 }
-FILE* fopen(const char* path, const char* mode) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, fopen, path, mode); }
-FILE* fopen64(const char* path, const char* mode) { CALL_OR_FAIL(Call::kOpen, nullptr, EMFILE, fopen64, path, mode); }
+FILE* fopen(const char* path, const char* mode) { return fails("open") ? nullptr : REAL(fopen)(path, mode); }
+FILE* fopen64(const char* path, const char* mode) { return fails("open") ? nullptr : REAL(fopen64)(path, mode); }
 
 ssize_t read(int descriptor, void* to, size_t n) {
-  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
-  CALL_OR_FAIL(Call::kRead, -1, EIO, read, descriptor, to, n);
+  return fails("interruption") || fails("read") ? -1 : REAL(read)(descriptor, to, n);
 }
-ssize_t pread(int descriptor, void* to, size_t n, off_t offset) {
-  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
-  CALL_OR_FAIL(Call::kRead, -1, EIO, pread, descriptor, to, n, offset);
+ssize_t pread(int descriptor, void* to, size_t n, off_t at) {
+  return fails("interruption") || fails("read") ? -1 : REAL(pread)(descriptor, to, n, at);
 }
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
-  if (!fails(Call::kRead)) return hidden(fread, "fread")(to, size, n, file);
-  const Unreadable unreadable(fileno(file));
-  return hidden(fread, "fread")(to, size, n, file);
+  constexpr int kErrorSeen = 0x20;  // the C library's own, which ferror asks for
+  if (!fails("read")) return REAL(fread)(to, size, n, file);
+  file->_flags |= kErrorSeen;
+  return 0;
 }
 
-off_t lseek(int descriptor, off_t offset, int from) noexcept {
-  CALL_OR_FAIL(Call::kSeek, -1, EIO, lseek, descriptor, offset, from);
+off_t lseek(int descriptor, off_t to, int from) noexcept {
+  return fails("seek") ? -1 : REAL(lseek)(descriptor, to, from);
 }
-int fseeko(FILE* file, off_t offset, int from) { CALL_OR_FAIL(Call::kSeek, -1, EIO, fseeko, file, offset, from); }
-off_t ftello(FILE* file) { CALL_OR_FAIL(Call::kSeek, -1, EIO, ftello, file); }
+int fseeko(FILE* file, off_t to, int from) { return fails("seek") ? -1 : REAL(fseeko)(file, to, from); }
+off_t ftello(FILE* file) { return fails("seek") ? -1 : REAL(ftello)(file); }
 
 void* mmap(void* at, size_t n, int protection, int flags, int descriptor, off_t offset) noexcept {
-  CALL_OR_FAIL(Call::kMap, MAP_FAILED, ENODEV, mmap, at, n, protection, flags, descriptor, offset);
+  return fails("map") ? MAP_FAILED : REAL(mmap)(at, n, protection, flags, descriptor, offset);
 }
 
 ssize_t write(int descriptor, const void* from, size_t n) {
-  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
-  FAIL_IF_DUE(Call::kWrite, -1, ENOSPC);
   note_change(descriptor);
-  return hidden(write, "write")(descriptor, from, n);
+  return fails("interruption") || fails("write") ? -1 : REAL(write)(descriptor, from, n);
 }
-
 int ftruncate(int descriptor, off_t size) noexcept {
-  FAIL_IF_DUE(Call::kResize, -1, EFBIG);
   note_change(descriptor);
-  return hidden(ftruncate, "ftruncate")(descriptor, size);
+  return fails("resize") ? -1 : REAL(ftruncate)(descriptor, size);
 }
 int fallocate(int descriptor, int mode, off_t offset, off_t size) {
-  FAIL_IF_DUE(Call::kInterruption, -1, EINTR);
-  FAIL_IF_DUE(Call::kResize, -1, ENOSPC);
   note_change(descriptor);
-  return hidden(fallocate, "fallocate")(descriptor, mode, offset, size);
+  return fails("interruption") || fails("resize") ? -1 : REAL(fallocate)(descriptor, mode, offset, size);
 }
-
 int fsync(int descriptor) {
-  FAIL_IF_DUE(Call::kSync, -1, EIO);
+  if (fails("sync")) return -1;
   note_sync(descriptor);
-  return hidden(fsync, "fsync")(descriptor);
+  return REAL(fsync)(descriptor);
 }
 
 int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
-  CALL_OR_FAIL(Call::kName, -1, EIO, linkat, from, old, to, name, flags);
+  return fails("name") ? -1 : REAL(linkat)(from, old, to, name, flags);
 }
-int rename(const char* old, const char* name) noexcept { CALL_OR_FAIL(Call::kRename, -1, EIO, rename, old, name); }
-int unlink(const char* path) noexcept { CALL_OR_FAIL(Call::kRemoval, -1, EIO, unlink, path); }
-int remove(const char* path) noexcept { CALL_OR_FAIL(Call::kRemoval, -1, EIO, remove, path); }
+int rename(const char* old, const char* name) noexcept { return fails("rename") ? -1 : REAL(rename)(old, name); }
+int unlink(const char* path) noexcept { return fails("removal") ? -1 : REAL(unlink)(path); }
+int remove(const char* path) noexcept { return fails("removal") ? -1 : REAL(remove)(path); }
 
 int flock(int descriptor, int operation) noexcept {
-  if ((operation & LOCK_UN) != 0) return hidden(flock, "flock")(descriptor, operation);
-  CALL_OR_FAIL(Call::kLock, -1, ENOLCK, flock, descriptor, operation);
+  return (operation & LOCK_UN) == 0 && fails("lock") ? -1 : REAL(flock)(descriptor, operation);
 }
-int fchmod(int descriptor, mode_t mode) noexcept { CALL_OR_FAIL(Call::kRights, -1, EPERM, fchmod, descriptor, mode); }
+int fchmod(int descriptor, mode_t mode) noexcept { return fails("rights") ? -1 : REAL(fchmod)(descriptor, mode); }
 int fchown(int descriptor, uid_t user, gid_t group) noexcept {
-  CALL_OR_FAIL(Call::kRights, -1, EPERM, fchown, descriptor, user, group);
+  return fails("rights") ? -1 : REAL(fchown)(descriptor, user, group);
 }
 
 // What the commands themselves do is of no matter here, and would take its time.
-int system(const char*) {
-  FAIL_IF_DUE(Call::kProcess, -1, EAGAIN);
-  return 0;
-}
-FILE* popen(const char* command, const char* mode) {
-  CALL_OR_FAIL(Call::kProcess, nullptr, EAGAIN, popen, command, mode);
-}
+int system(const char*) { return fails("process") ? -1 : 0; }
+FILE* popen(const char* command, const char* mode) { return fails("process") ? nullptr : REAL(popen)(command, mode); }
 unsigned sleep(unsigned) { return 0; }
 
 // A descriptor is closed in any case.
 int close(int descriptor) {
-  const bool failing = fails(Call::kClose);
-  const int result = hidden(close, "close")(descriptor);
-  return failing ? errno = EIO, -1 : result;
+  const bool failing = fails("close");
+  const int result = REAL(close)(descriptor);
+  return failing ? -1 : result;
 }
 int fclose(FILE* file) {
-  const bool failing = fails(Call::kClose);
-  const int result = hidden(fclose, "fclose")(file);
-  return failing ? errno = EIO, EOF : result;
+  const bool failing = fails("close");
+  const int result = REAL(fclose)(file);
+  return failing ? EOF : result;
 }
 }
 #pragma GCC visibility pop

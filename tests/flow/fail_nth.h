@@ -1,30 +1,26 @@
 // Makes the n-th call of a kind fail, or the process end at it.
 #pragma once
 
-#include <vector>
+#include <cerrno>
+#include <string_view>
 
 namespace coupler::test {
 
-/// Kinds of call that can be made to fail; fail_nth.cc says which calls are of which kind.
-enum class Call {
-  kOpen,
-  kRead,
-  kSeek,
-  kMap,
-  kWrite,
-  kResize,
-  kSync,
-  kName,
-  kRename,
-  kRemoval,
-  kLock,
-  kRights,
-  kProcess,
-  kClose,
-  kMemory,
-  kInterruption,
-  kAnyOnFiles,  // of those that leave something on the disk
+/// A kind of call; fail_nth.cc says which calls are of which kind.
+struct Kind {
+  std::string_view name;
+  int reason;             // for which it fails
+  bool on_files = false;  // leaves something on the disk
 };
+inline constexpr Kind kKinds[] = {{"open", EMFILE, true}, {"read", EIO},           {"seek", EIO},
+                                  {"map", ENODEV},        {"write", ENOSPC, true}, {"resize", ENOSPC, true},
+                                  {"sync", EIO, true},    {"name", EIO, true},     {"rename", EIO, true},
+                                  {"removal", EIO, true}, {"lock", ENOLCK},        {"rights", EPERM, true},
+                                  {"process", EAGAIN},    {"close", EIO, true},    {"memory", ENOMEM},
+                                  {"interruption", EINTR}};
+
+/// Each of those that leave something on the disk.
+inline constexpr std::string_view kAnyOnFiles = "any on files";
 
 enum class Outcome {
   kError,
@@ -32,17 +28,17 @@ enum class Outcome {
   kPowerCut,  // and what was written and not synced by then is gone
 };
 
+struct Fault {
+  std::string_view kind;
+  int nth;                       // from 1 on; 0: none
+  bool lasting = false;          // the later ones fail too
+  std::string_view always = {};  // the kind of which every call fails
+  Outcome outcome = Outcome::kError;
+};
+
 /// For as long as it lives, the n-th call of a kind that this thread makes fails. One at a time.
 class Failing {
  public:
-  struct Fault {
-    Call call;
-    int nth;                        // from 1 on; 0: none
-    bool lasting = false;           // the later ones fail too
-    std::vector<Call> always = {};  // kinds of which every call fails
-    Outcome outcome = Outcome::kError;
-  };
-
   explicit Failing(const Fault& fault);
   ~Failing();
   Failing(const Failing&) = delete;

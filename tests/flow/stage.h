@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,21 +35,26 @@ inline void set_stage() {
                                   image_header(fields), fpga("2.0", std::string(4064, 'f')),
                                   text_file("last", std::string(8000, 'l'))};
   fs::create_directories(kOut);
+  fs::remove(kNewConfig);
   setenv("COUPLER_PLATFORM", "/tmp/flow/platform.conf", 1);
-  write_file("/tmp/flow/platform.conf", "board_type = 2\n");
-  write_file(kBundle, render(bundle(parts)));
-  write_file(kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))})));
-  write_file(kImage, render(image(fields)));
-  write_file(kHeaderFile, image_header(fields).header);
-  write_file(kDrive, ssd_head({"QRV", {"MZ240HBLS"}, "HXT7405Q"}, 6000) + std::string(6000, 'd'));
-  write_file("/tmp/ssd_fwInfo", "HXT7404Q\nQRV_MZ240HBLS\n");
-  write_file(kConfig, std::string(20000, '#').append("\nrocommunity secret\ntrapsink 10.0.0.9\nsysContact me\n"));
-  const std::pair<const char*, const char*> small_files[] = {
-      {"/tmp/SNMP_EngineId", "0x80001f88\n"}, {"/mnt/boot/.boot_string", "boot:fw.img\n"},
-      {"/mnt/boot/.boot_npu", "npu.img\n"},   {"/mnt/boot/.boot_brantixmgr", "manager.img detail\n"},
-      {"/etc/version.txt", "version 1.2\n"},  {"/opt/quorva/npu/version.txt", "version 3.4\n"}};
-  for (const auto& [path, content] : small_files) write_file(path, content);
-  write_file("/etc/group", "root:x:0:\nread-only:x:900:root\n");
+  const std::pair<const char*, std::string> kFiles[] = {
+      {"/tmp/flow/platform.conf", "board_type = 2\n"},
+      {kBundle, render(bundle(parts))},
+      {kNested, render(bundle({image_header(fields), image_file("fw.img", bundle(parts))}))},
+      {kImage, render(image(fields))},
+      {kHeaderFile, image_header(fields).header},
+      {kDrive, ssd_head({"QRV", {"MZ240HBLS"}, "HXT7405Q"}, 6000) + std::string(6000, 'd')},
+      {"/tmp/ssd_fwInfo", "HXT7404Q\nQRV_MZ240HBLS\n"},
+      {kConfig, std::string(20000, '#').append("\nrocommunity secret\ntrapsink 10.0.0.9\nsysContact me\n")},
+      {"/opt/quorva/config/platform/snmp_trap_host_count", "7"},
+      {"/tmp/SNMP_EngineId", "0x80001f88\n"},
+      {"/mnt/boot/.boot_string", "boot:fw.img\n"},
+      {"/mnt/boot/.boot_npu", "npu.img\n"},
+      {"/mnt/boot/.boot_brantixmgr", "manager.img detail\n"},
+      {"/etc/version.txt", "version 1.2\n"},
+      {"/opt/quorva/npu/version.txt", "version 3.4\n"},
+      {"/etc/group", "root:x:0:\nread-only:x:900:root\n"}};
+  for (const auto& [path, content] : kFiles) write_file(path, content);
 }
 
 using Files = std::map<std::string, std::string>;
@@ -73,20 +80,16 @@ inline void restore(const Files& wanted) {
   }
 }
 
-inline bool same_in(const std::string& path, const Files& here, const Files& there) {
-  const auto mine = here.find(path), theirs = there.find(path);
-  if (mine == here.end() || theirs == there.end()) return mine == here.end() && theirs == there.end();
-  return mine->second == theirs->second;
-}
-
 /// Each file is as in one of `states`.
 inline void expect_each_as_in(const std::vector<Files>& states, const Files& now) {
   Files all = now;
   for (const Files& state : states) all.insert(state.begin(), state.end());
   for (const auto& file : all) {
-    bool known = false;
-    for (const Files& state : states) known = known || same_in(file.first, now, state);
-    EXPECT_TRUE(known) << file.first;
+    const auto content = [&file](const Files& state) {
+      const auto found = state.find(file.first);
+      return found != state.end() ? std::optional(found->second) : std::nullopt;
+    };
+    EXPECT_TRUE(std::ranges::find(states, content(now), content) != states.end()) << file.first;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,9 +12,14 @@
 #include "tests/common/appliance.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
-#include "tests/snmp/commands.h"
 
 namespace coupler::test {
+
+/// The command lines that system(3) was given since the last call, byte for byte, one to a line.
+std::string take_commands();
+
+/// The status of the next commands in place of their own; nothing: they run.
+extern std::optional<int> forced_status;
 
 inline const std::string kConfig = "/etc/snmp/snmpd.conf";
 inline const std::string kNewConfig = kConfig + ".new";
@@ -39,7 +45,6 @@ class AgentFiles : public testing::Test {
   }
   ~AgentFiles() override {
     forced_status = 0;
-    failing.clear();
     for (std::string names = hosts(); !names.empty(); names = hosts()) {
       write_file(kConfig, "trapsink " + names + "\n");
       SCI_DeleteSnmpHostV3(names.substr(0, names.find(' ')).c_str());
@@ -51,16 +56,8 @@ class AgentFiles : public testing::Test {
     take_commands();
   }
 
-  /// What an operation has done since the last call: its status, its log lines, and the commands that it ran. Line ends
-  /// inside log lines are shown as \n.
-  std::string did(int status) {
-    std::string text = std::to_string(status) + "\n";
-    for (const std::string& line : log_.take_lines()) {
-      for (const char c : line) text += c == '\n' ? "\\n" : std::string(1, c);
-      text += '\n';
-    }
-    return text + take_commands();
-  }
+  /// What an operation has done since the last call: its status, its log lines, and the commands that it ran.
+  std::string did(int status) { return std::to_string(status) + "\n" + log_.take_text() + take_commands(); }
   std::string last_line(int status) {
     const std::string text = did(status);
     return text.substr(text.rfind('\n', text.size() - 2) + 1);

@@ -1,6 +1,3 @@
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include "tests/snmp/agent_files.h"
 
 namespace coupler::test {
@@ -48,36 +45,6 @@ TEST_F(ServiceTest, UserScriptsThatFailStartTheAgentAgain) {
     EXPECT_EQ(names_in(state) + " " + names_in("/etc/snmp"), "snmpd.conf snmpd.conf");
   }
   std::filesystem::remove_all(state);
-}
-
-/// A process that the process table shows with `line` as its first argument.
-pid_t start(std::string line) {
-  char time[] = "1000";
-  char* const arguments[] = {line.data(), time, nullptr};
-  pid_t id = 0;
-  EXPECT_EQ(posix_spawn(&id, "/usr/bin/sleep", nullptr, nullptr, arguments, environ), 0);
-  return id;
-}
-
-// The first of several, and nothing else.
-TEST_F(ServiceTest, ANewLocationKillsTheAgent) {
-  if (!is_machine_of_its_own()) GTEST_SKIP() << "needs a process table of its own";
-  const std::string killed =
-      "critical SCI_SetSnmpSysLocation|\\nSCI_SetSnmpSysLocation: SNMPD: sending SIGKILL to pid:";
-  EXPECT_EQ(last_line(SCI_SetSnmpSysLocation("lab")), killed + "0\n");
-  const std::string line = "/usr/sbin/snmpd -f -c /etc/snmp/snmpd.conf ",
-                    rest = "-Lf /tmp/brantix_snmp_ma_logs udp:161 udp6:161";
-  const pid_t other = start(line + "udp:161"), agent = start(line + rest), second = start(line + rest);
-  EXPECT_EQ(last_line(SCI_SetSnmpSysLocation("")), killed + std::to_string(agent) + "\n");
-  int status = 0;
-  EXPECT_EQ(waitpid(agent, &status, 0), agent);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-  for (const pid_t left : {other, second}) {
-    EXPECT_EQ(waitpid(left, &status, WNOHANG), 0);
-    kill(left, SIGKILL);
-    waitpid(left, &status, 0);
-  }
-  EXPECT_EQ(read_file(kConfig), "sysLocation ''\n");
 }
 
 }  // namespace
