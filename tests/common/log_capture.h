@@ -52,6 +52,11 @@ class LogCapture {
     return text;
   }
 
+  std::string take_last_line() {
+    const std::string text = take_text();
+    return text.substr(text.rfind('\n', text.size() - 2) + 1);
+  }
+
  private:
   static inline std::mutex mutex;
 

@@ -89,76 +89,62 @@ TEST_P(EveryFaultTest, FailsCleanlyOrSucceeds) {
 
 INSTANTIATE_TEST_SUITE_P(Flow, EveryFaultTest, testing::ValuesIn(kOperations));
 
-/// Has `run` take lines that hold KEY or sysContact out of the agent's configuration, with a fault. @return its result,
-/// whether the configuration is the old or the new one, whether the new file is there, and the last line
-std::string removal(int (*run)(), const Fault& fault, bool with_match) {
-  const std::string rest = "nothing\n", before = (with_match ? "trapsink KEY sysContact\n" : "") + rest;
-  write_file(kConfig, before);
-  std::filesystem::remove(kNewConfig);
-  LogCapture log;
-  const int status = [&] {
-    const Failing failing(fault);
-    return run();
-  }();
-  const std::string after = read_file(kConfig), lines = log.take_text();
-  std::string text = std::to_string(status);
-  text += after == before ? " old" : after == rest ? " new" : " none";
-  text += std::filesystem::exists(kNewConfig) ? " and .new: " : ": ";
-  return text + (lines.empty() ? "none\n" : lines.substr(lines.rfind('\n', lines.size() - 2) + 1));
-}
-
+// Each line: the fault, what an operation that takes lines out returns, and the last that it says. What all of them say
+// alike, one says.
 TEST(RemovalTest, EveryStepThatFailsHasItsLine) {
   if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
-  int (*const kOperations[])() = {[] { return SCI_DeleteSnmpCommunity("KEY"); },
-                                  [] { return SCI_DeleteSnmpHostV3("KEY"); },
-                                  [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }};
+  int (*const kRemovals[])() = {[] { return SCI_DeleteSnmpCommunity("KEY"); },
+                                [] { return SCI_DeleteSnmpHostV3("KEY"); },
+                                [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }};
   const struct {
-    const char* what;
     Fault fault;
-    bool with_match = true;
-    size_t operations = 3;  // one, where what all of them say is made in one place
-  } kFaults[] = {{"not opened", {"open", 2}},
-                 {"not locked", {"lock", 1}, true, 1},
-                 {"new file not opened", {"open", 3}},
-                 {"not written", {"write", 1}, true, 1},
-                 {"not owned", {"rights", 1}, true, 1},
-                 {"not synced", {"sync", 1}, true, 1},
-                 {"not removed", {"rename", 1, false, "removal"}},
-                 {"not renamed", {"rename", 1, true}},
-                 {"renamed in two steps", {"rename", 1}},
-                 {"no match, which needs no sync", {"sync", 1}, false},
-                 {"no match, not removed", {"removal", 2}, false}};
-  std::string text;
-  for (const auto& [what, fault, with_match, operations] : kFaults) {
-    for (size_t i = 0; i < operations; ++i) {
-      text += what + (": " + removal(kOperations[i], fault, with_match));
+    size_t removals = 3;
+    const char* config = "trapsink KEY sysContact\nrest";
+  } kFaults[] = {{{"open", 2}},
+                 {{"lock", 1}, 1},
+                 {{"open", 3}},
+                 {{"write", 1}, 1},
+                 {{"rights", 1}, 1},
+                 {{"sync", 1}, 1},
+                 {{"rename", 1, false, "removal"}},
+                 {{"rename", 1, true}},
+                 {{"rename", 1}, 1},
+                 {{"sync", 1}, 3, "none"},
+                 {{"removal", 2}, 3, "none"}};
+  std::ostringstream text;
+  for (const auto& [fault, removals, config] : kFaults) {
+    for (size_t i = 0; i < removals; ++i) {
+      set_stage();
+      write_file(kConfig, config);
+      LogCapture log;
+      text << fault.kind << ' ' << fault.nth << ": ";
+      const Failing failing(fault);
+      text << kRemovals[i]() << ' ' << log.take_last_line();
     }
   }
-  EXPECT_EQ(text, R"(not opened: -1 old: critical SCI_DeleteSnmpCommunity|\nSNMPD_CONF_FILE fopen() Error!!!
-not opened: 1 old: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n
-not opened: -1 old: critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed
-not locked: -1 old: critical SCI_DeleteSnmpCommunity|\n/etc/snmp not locked: No locks available
-new file not opened: -1 old: critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf.new fopen failed
-new file not opened: 1 old: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf.new fopen failed
-new file not opened: -1 old: critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE.new fopen failed
-not written: -1 old: critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device
-not owned: -1 old: critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Operation not permitted
-not synced: -1 old: critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Input/output error
-not removed: -1 old and .new: critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE remove failed
-not removed: 1 old and .new: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf remove failed\n
-not removed: -1 old and .new: critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE remove failed
-not renamed: -1 none and .new: critical SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed failed
-not renamed: 1 none and .new: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:file snmpd.conf.new renamed failed\n
-not renamed: -1 none and .new: critical GetAndDeleteSnmpSysConOrLoc|\n file snmpd.conf.new renamed failed
-renamed in two steps: 0 new: debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf
-renamed in two steps: 0 new: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: file snmpd.conf.new renamed to snmpd.conf\n
-renamed in two steps: 0 new: none
-no match, which needs no sync: 0 old: debug SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new  deleted
-no match, which needs no sync: 0 old: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:File /etc/snmp/snmpd.conf.new  deleted\n
-no match, which needs no sync: 0 old: debug GetAndDeleteSnmpSysConOrLoc|\nnot find a match to delete sysContact
-no match, not removed: 0 old and .new: critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new remove failed
-no match, not removed: 0 old and .new: debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n
-no match, not removed: 0 old and .new: critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE.new remove failed
+  EXPECT_EQ(text.str(), R"(open 2: -1 critical SCI_DeleteSnmpCommunity|\nSNMPD_CONF_FILE fopen() Error!!!
+open 2: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n
+open 2: -1 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed
+lock 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp not locked: No locks available
+open 3: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf.new fopen failed
+open 3: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf.new fopen failed
+open 3: -1 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE.new fopen failed
+write 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device
+rights 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Operation not permitted
+sync 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Input/output error
+rename 1: -1 critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE remove failed
+rename 1: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf remove failed\n
+rename 1: -1 critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE remove failed
+rename 1: -1 critical SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed failed
+rename 1: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:file snmpd.conf.new renamed failed\n
+rename 1: -1 critical GetAndDeleteSnmpSysConOrLoc|\n file snmpd.conf.new renamed failed
+rename 1: 0 debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf
+sync 1: 0 debug SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new  deleted
+sync 1: 0 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:File /etc/snmp/snmpd.conf.new  deleted\n
+sync 1: 0 debug GetAndDeleteSnmpSysConOrLoc|\nnot find a match to delete sysContact
+removal 2: 0 critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new remove failed
+removal 2: 0 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n
+removal 2: 0 critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE.new remove failed
 )");
 }
 

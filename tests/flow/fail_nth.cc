@@ -22,6 +22,14 @@
 namespace coupler::test {
 namespace {
 
+/// The function that a definition in this file hides.
+template <typename Function>
+Function* hidden(Function*, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+#define REAL(function) hidden(function, #function)
+
 // Of each thread, so that what others do meanwhile is neither counted nor met by the fault.
 thread_local const Fault* current = nullptr;
 thread_local int calls = 0;
@@ -69,11 +77,7 @@ void note_sync(int descriptor) {
 
 void note_truncation(const char* path, int flags) {
   if (!loses_unsynced() || (flags & O_TRUNC) == 0) return;
-  const int descriptor = [path] {
-    const Unseen unseen;
-    return open(path, O_WRONLY | O_CLOEXEC);
-  }();
-  note_change(descriptor);
+  note_change(REAL(open)(path, O_WRONLY | O_CLOEXEC));
 }
 
 void cut_power() {
@@ -101,12 +105,6 @@ bool fails(std::string_view name) {
   return true;
 }
 
-/// The function that a definition in this file hides.
-template <typename Function>
-Function* hidden(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 Failing::Failing(const Fault& fault) {
@@ -123,7 +121,6 @@ using namespace coupler::test;
 
 // What follows hides the functions of the C library from the whole program, the C++ library and the stand-ins included.
 // Calls inside the C library itself are not seen: a stream's own read is one call here, fread.
-#define REAL(function) hidden(function, #function)
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -146,7 +143,6 @@ int mkostemp(char* name, int flags) { return fails("open") ? -1 : REAL(mkostemp)
 FILE* fdopen(int descriptor, const char* mode) noexcept {
   return fails("open") ? nullptr : REAL(fdopen)(descriptor, mode);
 }
-FILE* fopen(const char* path, const char* mode) { return fails("open") ? nullptr : REAL(fopen)(path, mode); }
 FILE* fopen64(const char* path, const char* mode) { return fails("open") ? nullptr : REAL(fopen64)(path, mode); }
 
 ssize_t read(int descriptor, void* to, size_t n) {
@@ -195,7 +191,6 @@ int linkat(int from, const char* old, int to, const char* name, int flags) noexc
 }
 int rename(const char* old, const char* name) noexcept { return fails("rename") ? -1 : REAL(rename)(old, name); }
 int unlink(const char* path) noexcept { return fails("removal") ? -1 : REAL(unlink)(path); }
-int remove(const char* path) noexcept { return fails("removal") ? -1 : REAL(remove)(path); }
 
 int flock(int descriptor, int operation) noexcept {
   return (operation & LOCK_UN) == 0 && fails("lock") ? -1 : REAL(flock)(descriptor, operation);

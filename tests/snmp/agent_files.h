@@ -32,15 +32,15 @@ inline void write_script(const std::string& name, const std::string& script) {
   std::filesystem::permissions(kScripts + name, std::filesystem::perms::all);
 }
 
-/// The agent's files and scripts, fresh for each test; the scripts write down their names and arguments.
+/// The agent's files and scripts, fresh for each test; the scripts do nothing.
 class AgentFiles : public testing::Test {
  protected:
   AgentFiles() {
     for (const std::string& path : {kConfig, kNewConfig, kHostCount}) std::filesystem::remove_all(path);
-    std::filesystem::remove("/tmp/ran");
     write_file(kConfig, "");
-    for (const char* name : {"tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user"}) {
-      write_script(name, "{ printf %s \"${0##*/}\"; printf ' [%s]' \"$@\"; echo; } >>/tmp/ran\n");
+    for (const char* name :
+         {"skellan_svc", "tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user"}) {
+      write_script(name, "");
     }
   }
   ~AgentFiles() override {
@@ -58,18 +58,6 @@ class AgentFiles : public testing::Test {
 
   /// What an operation has done since the last call: its status, its log lines, and the commands that it ran.
   std::string did(int status) { return std::to_string(status) + "\n" + log_.take_text() + take_commands(); }
-  std::string last_line(int status) {
-    const std::string text = did(status);
-    return text.substr(text.rfind('\n', text.size() - 2) + 1);
-  }
-
-  /// What the scripts were given since the last call.
-  static std::string ran() {
-    const std::string text = read_file("/tmp/ran");
-    std::filesystem::remove("/tmp/ran");
-    return text;
-  }
-
   static std::string hosts() {
     SCI_snmp_host_s found[16];
     unsigned count = 99;

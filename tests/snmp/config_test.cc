@@ -130,8 +130,8 @@ TEST_F(ConfigTest, AHeldLockIsNotWaitedForForEver) {
 }
 
 TEST_F(ConfigTest, RefusesWhatIsNotThere) {
-  EXPECT_EQ(last_line(SCI_ConfigureSnmp(nullptr)),
-            "critical SCI_ConfigureSnmp|SCI_ConfigureSnmp: Community passed as NULL\\n\n");
+  EXPECT_EQ(did(SCI_ConfigureSnmp(nullptr)),
+            "-1\ncritical SCI_ConfigureSnmp|SCI_ConfigureSnmp: Community passed as NULL\\n\n");
   EXPECT_EQ(did(SCI_DeleteSnmpCommunity(nullptr)).substr(0, 37), "-1\ncritical SCI_DeleteSnmpCommunity|S");
   EXPECT_EQ(did(GetAndDeleteSnmpSysConOrLoc(nullptr)).substr(0, 41), "-1\ncritical GetAndDeleteSnmpSysConOrLoc|G");
   EXPECT_EQ(did(SCI_SetSnmpSysLocation(nullptr)).substr(0, 36), "-1\ncritical SCI_SetSnmpSysLocation|S");
