@@ -30,10 +30,11 @@ function(coupler_sources)
 endfunction()
 
 # coupler_library(): libbrantix_coupler.so. It names every platform library and the message transport among its
-# dependencies, called or not, so that a host finds a missing one at load.
+# dependencies, called or not, so that a host finds a missing one at load. The C++ library comes first: most symbols that
+# a loading program looks up are its own, and each library before it is asked for every one of them.
 function(coupler_library)
   add_library(brantix_coupler SHARED)
-  target_link_libraries(brantix_coupler PRIVATE coupler_objects)
+  target_link_libraries(brantix_coupler PRIVATE stdc++ coupler_objects)
   target_link_options(brantix_coupler PRIVATE -Wl,--no-as-needed -Wl,--enable-new-dtags -Wl,-z,defs -Wl,-z,relro
                                               -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/hidden.map)
   set_property(TARGET brantix_coupler APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/hidden.map)
