@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "brantix/notify.h"
 #include "frame/log.h"
@@ -16,6 +17,7 @@ namespace coupler::notify {
 namespace {
 
 constexpr int32_t kNotificationMessage = 1;
+constexpr const char* kNoMemory = "Unable to send SNMP notification. mem allocation failure\n";
 
 struct Free {
   void operator()(char* memory) const { std::free(memory); }
@@ -61,12 +63,14 @@ int32_t send(mesvo::MsgRequestClientChannel* channel, const Notification& notifi
   if (notification.oid == nullptr || notification.variables == nullptr) {
     return error.refuse("Cannot send SNMP notification. Trap OID or variable list not set\n");
   }
+  const std::unique_ptr<Value[]> values(new (std::nothrow) Value[notification.variable_count]);
+  if (values == nullptr) return error.refuse(kNoMemory);
   char why[128] = "";
-  const std::optional<size_t> size = message_size(notification, why);
+  const std::optional<size_t> size = resolve(notification, values.get(), why);
   if (!size) return error.refuse(why);
   const Message message = zeroed_message(*size);
-  if (message == nullptr) return error.refuse("Unable to send SNMP notification. mem allocation failure\n");
-  if (!fill_message(notification, message.get(), *size, why)) return error.refuse(why);
+  if (message == nullptr) return error.refuse(kNoMemory);
+  if (!fill_message(notification, values.get(), message.get(), *size, why)) return error.refuse(why);
   return send_message(channel, message.get(), static_cast<int32_t>(*size), error);
 }
 

@@ -9,34 +9,29 @@
 namespace coupler::notify {
 namespace {
 
-/// What the value of a variable becomes in a message.
-struct Value {
-  EntryType type;
-  const void* bytes;
-  size_t length;
-};
-
 /// Bytes of a text with its NUL; one more than a message takes when it is too long.
-size_t text_length(const char* text) { return text == nullptr ? 0 : ::strnlen(text, BRANTIX_SNMP_TEXT_MAX + 1) + 1; }
+uint32_t text_length(const char* text) {
+  return text == nullptr ? 0 : static_cast<uint32_t>(::strnlen(text, BRANTIX_SNMP_TEXT_MAX + 1) + 1);
+}
 
 /// @return nothing when the variable's type is none
-std::optional<Value> resolve(const SCI_snmp_varbind_s& variable) {
+std::optional<Value> value_of(const SCI_snmp_varbind_s& variable) {
   const auto& value = variable.value;
   switch (variable.type) {
     case BRANTIX_SNMP_INTEGER:
-      return Value{kInteger, &value, sizeof(value.integer)};
+      return Value{&value, sizeof(value.integer), kInteger};
     case BRANTIX_SNMP_OCTET_STRING:
-      return Value{kOctetString, value.text, text_length(value.text)};
+      return Value{value.text, text_length(value.text), kOctetString};
     case BRANTIX_SNMP_OBJECT_ID:
-      return Value{kObjectId, value.oid, kSubIdentifierSize * variable.value_oid_len};
+      return Value{value.oid, static_cast<uint32_t>(kSubIdentifierSize * variable.value_oid_len), kObjectId};
     case BRANTIX_SNMP_GAUGE32:
-      return Value{kGauge32, &value, sizeof(value.unsigned32)};
+      return Value{&value, sizeof(value.unsigned32), kGauge32};
     case BRANTIX_SNMP_TEXT:
-      return Value{kText, value.text, text_length(value.text)};
+      return Value{value.text, text_length(value.text), kText};
     case BRANTIX_SNMP_COUNTER32:
-      return Value{kCounter32, &value, sizeof(value.unsigned32)};
+      return Value{&value, sizeof(value.unsigned32), kCounter32};
     case BRANTIX_SNMP_COUNTER64:
-      return Value{kCounter64, &value, sizeof(value.counter64)};
+      return Value{&value, sizeof(value.counter64), kCounter64};
     default:
       return std::nullopt;
   }
@@ -58,10 +53,10 @@ bool is_sendable(const Value& value, uint8_t type, int index, Text why) {
 size_t oid_size(uint16_t count) { return kEntryHeadSize + kSubIdentifierSize * count; }
 
 /// Checks an OID as `set_rnq_msg_oid` does, and under its name.
-bool is_convertible(const uint64_t* oid, uint16_t count) {
+bool is_convertible(const void* oid, size_t count) {
   constexpr const char* kOperation = "set_rnq_msg_oid";
   if (count > BRANTIX_OID_MAX) {
-    LOG_LINE(info, kOperation, "Unable to convert OID. Too many OIDs: %d", count);
+    LOG_LINE(info, kOperation, "Unable to convert OID. Too many OIDs: %d", static_cast<int>(count));
     return false;
   }
   if (oid != nullptr || count == 0) return true;
@@ -70,46 +65,34 @@ bool is_convertible(const uint64_t* oid, uint16_t count) {
 }
 
 /// The form of an OID in a message is that of the host: it is copied straight from there.
-bool add_oid(TlvWriter& message, EntryType type, const uint64_t* oid, uint16_t count) {
+bool add_oid(TlvWriter& message, EntryType type, const void* oid, size_t count) {
   return is_convertible(oid, count) && message.add(type, oid, static_cast<uint16_t>(kSubIdentifierSize * count));
 }
 
-bool add_value(TlvWriter& message, const SCI_snmp_varbind_s& variable, int index, Text why) {
-  const std::optional<Value> value = resolve(variable);
-  if (!value) {  // another thread of the host changed it meanwhile
-    why.format("Unable to send SNMP notification. Unexpected type:%d - %d\n", index, variable.type);
-    return false;
-  }
-  if (value->type != kObjectId) return message.add(value->type, value->bytes, static_cast<uint16_t>(value->length));
-  if (add_oid(message, kObjectId, variable.value.oid, variable.value_oid_len)) return true;
-  why.format("Unable to send SNMP notification. Cannot convert varbind value as OID\n");
-  return false;
-}
-
-bool add_variable(TlvWriter& message, const SCI_snmp_varbind_s& variable, int index, Text why) {
-  if (add_oid(message, kVariableOid, variable.oid, variable.oid_len)) return add_value(message, variable, index, why);
-  why.format("Unable to send SNMP notification. Cannot convert varbind OID %d\n", index);
-  return false;
+bool add_value(TlvWriter& message, const Value& value) {
+  if (value.type == kObjectId) return add_oid(message, kObjectId, value.bytes, value.length / kSubIdentifierSize);
+  return message.add(value.type, value.bytes, static_cast<uint16_t>(value.length));
 }
 
 }  // namespace
 
-std::optional<size_t> message_size(const Notification& notification, Text why) {
+std::optional<size_t> resolve(const Notification& notification, Value* values, Text why) {
   size_t size = kCountSize + oid_size(notification.oid_length);
   for (int i = 0; i < notification.variable_count; ++i) {
     const SCI_snmp_varbind_s& variable = notification.variables[i];
-    const std::optional<Value> value = resolve(variable);
+    const std::optional<Value> value = value_of(variable);
     if (!value) {
       why.format("Unable to send SNMP notification. Unexpected object type. var Idx=%d type=%d\n", i, variable.type);
       return std::nullopt;
     }
     if (!is_sendable(*value, variable.type, i, why)) return std::nullopt;
     size += oid_size(variable.oid_len) + kEntryHeadSize + value->length;
+    values[i] = *value;
   }
   return size;
 }
 
-bool fill_message(const Notification& notification, char* message, size_t size, Text why) {
+bool fill_message(const Notification& notification, const Value* values, char* message, size_t size, Text why) {
   store_count(message, 1 + 2U * notification.variable_count);
   TlvWriter entries(message + kCountSize, size - kCountSize);
   if (!add_oid(entries, kNotificationOid, notification.oid, notification.oid_length)) {
@@ -117,7 +100,15 @@ bool fill_message(const Notification& notification, char* message, size_t size, 
     return false;
   }
   for (int i = 0; i < notification.variable_count; ++i) {
-    if (!add_variable(entries, notification.variables[i], i, why)) return false;
+    const SCI_snmp_varbind_s& variable = notification.variables[i];
+    if (!add_oid(entries, kVariableOid, variable.oid, variable.oid_len)) {
+      why.format("Unable to send SNMP notification. Cannot convert varbind OID %d\n", i);
+      return false;
+    }
+    if (!add_value(entries, values[i])) {
+      why.format("Unable to send SNMP notification. Cannot convert varbind value as OID\n");
+      return false;
+    }
   }
   return true;
 }
