@@ -90,7 +90,7 @@ TEST_P(EveryFaultTest, FailsCleanlyOrSucceeds) {
 INSTANTIATE_TEST_SUITE_P(Flow, EveryFaultTest, testing::ValuesIn(kOperations));
 
 // Each line: the fault, what an operation that takes lines out returns, and the last that it says. What all of them say
-// alike, one says.
+// alike, one says. The last is about a line that is put in.
 TEST(RemovalTest, EveryStepThatFailsHasItsLine) {
   if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
   int (*const kRemovals[])() = {[] { return SCI_DeleteSnmpCommunity("KEY"); },
@@ -112,16 +112,18 @@ TEST(RemovalTest, EveryStepThatFailsHasItsLine) {
                  {{"sync", 1}, 3, "none"},
                  {{"removal", 2}, 3, "none"}};
   std::ostringstream text;
+  const auto tell = [&text](int (*run)(), const Fault& fault, const char* config) {
+    set_stage();
+    write_file(kConfig, config);
+    LogCapture log;
+    text << fault.kind << ' ' << fault.nth << ": ";
+    const Failing failing(fault);
+    text << run() << ' ' << log.take_last_line();
+  };
   for (const auto& [fault, removals, config] : kFaults) {
-    for (size_t i = 0; i < removals; ++i) {
-      set_stage();
-      write_file(kConfig, config);
-      LogCapture log;
-      text << fault.kind << ' ' << fault.nth << ": ";
-      const Failing failing(fault);
-      text << kRemovals[i]() << ' ' << log.take_last_line();
-    }
+    for (size_t i = 0; i < removals; ++i) tell(kRemovals[i], fault, config);
   }
+  tell([] { return SCI_SetSnmpSysContact("you"); }, {"open", 4}, "none");
   EXPECT_EQ(text.str(), R"(open 2: -1 critical SCI_DeleteSnmpCommunity|\nSNMPD_CONF_FILE fopen() Error!!!
 open 2: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n
 open 2: -1 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed
@@ -145,6 +147,7 @@ sync 1: 0 debug GetAndDeleteSnmpSysConOrLoc|\nnot find a match to delete sysCont
 removal 2: 0 critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new remove failed
 removal 2: 0 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n
 removal 2: 0 critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE.new remove failed
+open 4: -1 critical SCI_SetSnmpSysContact|\n SNMPD_CONF_FILE fopen() Error!!!\n
 )");
 }
 

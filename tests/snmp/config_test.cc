@@ -83,7 +83,7 @@ TEST_F(ConfigTest, TheNewFileIsTheOldOnesHeir) {
 }
 
 // What does not fit is taken back, so that no half line is left for the agent, and no signal ends the host.
-TEST_F(ConfigTest, AnAdditionIsWholeOrNotThere) {
+TEST_F(ConfigTest, AChangeIsWholeOrNotThere) {
   write_file(kConfig, "first\n");
   rlimit before, limit;
   getrlimit(RLIMIT_FSIZE, &before);
@@ -91,6 +91,9 @@ TEST_F(ConfigTest, AnAdditionIsWholeOrNotThere) {
   setrlimit(RLIMIT_FSIZE, &limit);
   EXPECT_EQ(did(SCI_ConfigureSnmp("public")),
             "-1\ncritical SCI_ConfigureSnmp|\\n/etc/snmp/snmpd.conf not written: File too large\n");
+  limit.rlim_cur = 4;
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(SCI_DeleteSnmpCommunity("none"), -1);
   EXPECT_EQ(read_file(kConfig), "first\n");
   setrlimit(RLIMIT_FSIZE, &before);
 }
@@ -130,14 +133,15 @@ TEST_F(ConfigTest, AHeldLockIsNotWaitedForForEver) {
 }
 
 TEST_F(ConfigTest, RefusesWhatIsNotThere) {
-  EXPECT_EQ(did(SCI_ConfigureSnmp(nullptr)),
-            "-1\ncritical SCI_ConfigureSnmp|SCI_ConfigureSnmp: Community passed as NULL\\n\n");
-  EXPECT_EQ(did(SCI_DeleteSnmpCommunity(nullptr)).substr(0, 37), "-1\ncritical SCI_DeleteSnmpCommunity|S");
-  EXPECT_EQ(did(GetAndDeleteSnmpSysConOrLoc(nullptr)).substr(0, 41), "-1\ncritical GetAndDeleteSnmpSysConOrLoc|G");
-  EXPECT_EQ(did(SCI_SetSnmpSysLocation(nullptr)).substr(0, 36), "-1\ncritical SCI_SetSnmpSysLocation|S");
   std::filesystem::remove(kConfig);
-  EXPECT_EQ(did(SCI_SetSnmpSysContact("x") + SCI_SetSnmpSysLocation("x") + SCI_GetSnmpCommunity(nullptr, nullptr)),
-            R"(-3
+  EXPECT_EQ(did(SCI_ConfigureSnmp(nullptr) + SCI_DeleteSnmpCommunity(nullptr) + GetAndDeleteSnmpSysConOrLoc(nullptr) +
+                SCI_SetSnmpSysLocation(nullptr) + SCI_SetSnmpSysContact("x") + SCI_SetSnmpSysLocation("x") +
+                SCI_GetSnmpCommunity(nullptr, nullptr)),
+            R"(-7
+critical SCI_ConfigureSnmp|SCI_ConfigureSnmp: Community passed as NULL\n
+critical SCI_DeleteSnmpCommunity|SCI_DeleteSnmpCommunity: Community passed as NULL\n
+critical GetAndDeleteSnmpSysConOrLoc|GetAndDeleteSnmpSysConOrLoc: Keyword passed as NULL\n
+critical SCI_SetSnmpSysLocation|SCI_SetSnmpSysLocation: sysLocation passed as NULL\n
 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed
 critical SCI_SetSnmpSysContact|\nSysContact set failed
 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed

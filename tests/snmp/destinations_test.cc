@@ -110,31 +110,26 @@ TEST_F(DestinationsTest, RefusesBeforeAnythingChanges) {
   const SCI_snmp_host_s plain = host("h", "public", 0, 1), unknown = host("h", "public", 0, 4),
                         stranger = host("h", "mallory", 0, 3, 2),
                         too_long = host("host", std::string(32, '$'), 162, 3, 3);
-  const struct {
-    const SCI_snmp_host_s* host;
-    int status;
-    std::string reason;
-    bool config_in_the_way = false;
-  } kRows[] = {
+  const std::tuple<const SCI_snmp_host_s*, int, std::string> kRows[] = {
       {nullptr, 1, "SCI_SetSnmpHostV3: Host passed as NULL\\n"},
-      {&plain, 1, "\\nsnmpd conf file fopen() Error!!!", true},
       {&unknown, -1, "Unknown version of SNMP passed\\n"},
       {&stranger, 1, "Username: mallory Not found. Cannot add trap host: h\\n"},
       {&too_long, 1, "directive for host host does not fit its command line\\n\n" + kExtract},
+      {&plain, 1, "\\nsnmpd conf file fopen() Error!!!"},  // where a directory is in the way
   };
-  for (const auto& row : kRows) {
-    if (row.config_in_the_way) {
+  for (const auto& [host, status, reason] : kRows) {
+    if (host == &plain) {
       std::filesystem::remove(kConfig);
       std::filesystem::create_directory(kConfig);
     }
     did(0);
-    const std::string text = did(SCI_SetSnmpHostV3(row.host));
-    EXPECT_THAT(text, testing::StartsWith(std::to_string(row.status)));
-    EXPECT_THAT(text + "\n", testing::HasSubstr("\ncritical SCI_SetSnmpHostV3|" + row.reason + "\n"));
+    const std::string text = did(SCI_SetSnmpHostV3(host));
+    EXPECT_THAT(text, testing::StartsWith(std::to_string(status)));
+    EXPECT_THAT(text + "\n", testing::HasSubstr("\ncritical SCI_SetSnmpHostV3|" + reason + "\n"));
     EXPECT_EQ(hosts(), "");
     EXPECT_FALSE(std::filesystem::exists(kHostCount));
-    if (row.config_in_the_way) std::filesystem::remove(kConfig);
   }
+  std::filesystem::remove(kConfig);
 }
 
 // Only -1 and 127 as system returns them count; list and count file are changed by then.
