@@ -1,5 +1,4 @@
 // The templates of the switch command language.
-
 #include "brantix/commands.h"
 #include "tools/print.h"
 
@@ -18,14 +17,12 @@ void show(const Context& context, const Arguments& arguments) {
 void list(const Context& context, const Arguments& arguments) {
   const std::string wanted = arguments.text("TEXT");
   Json found = Json::array();
-  Table table({{"", Table::Align::kRight}, {""}});
   for (unsigned number = 0; number < BRANTIX_COMMAND_COUNT; ++number) {
     const char* const text = SC_Get_command(number);
     if (text == nullptr || std::string_view(text).find(wanted) == std::string_view::npos) continue;
     found.push_back({{"number", number}, {"template", text}});
-    table.row({std::to_string(number), text});
   }
-  print_table(context, {{"commands", found}}, table);
+  print_table(context, {{"commands", found}}, Table({{"", "number", Table::Align::kRight}, {"", "template"}}, found));
   if (found.empty()) throw Failure("no template holds \"" + wanted + '"');
 }
 

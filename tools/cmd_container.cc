@@ -10,12 +10,6 @@
 namespace coupler::tools {
 namespace {
 
-std::string hexadecimal(unsigned value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%02x", value);
-  return text;
-}
-
 using Digests = std::vector<std::string>;  // of the nodes; none where they were not asked for
 
 Digests digests_of(const Tree& tree) {
@@ -30,11 +24,11 @@ Digests digests_of(const Tree& tree) {
 
 void print_table(const Tree& tree, const Digests& digests) {
   constexpr auto kRight = Table::Align::kRight;
-  Table table({{"OFFSET", kRight},
+  Table table({{"OFFSET", "", kRight},
                {"OBJECT"},
-               {"HEADER", kRight},
-               {"PAYLOAD", kRight},
-               {"FLAGS", kRight},
+               {"HEADER", "", kRight},
+               {"PAYLOAD", "", kRight},
+               {"FLAGS", "", kRight},
                {"TEXT"},
                {digests.empty() ? "" : "SHA-256"}});
   for (size_t i = 0; i < tree.nodes.size(); ++i) {

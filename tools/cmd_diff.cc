@@ -8,13 +8,6 @@
 namespace coupler::tools {
 namespace {
 
-struct Difference {
-  std::string change;  // added, removed, version, header or content
-  std::string part;    // object and name, below those that hold it
-  std::string before;  // what the header says, or the content's SHA-256; empty when it was added
-  std::string after;
-};
-
 struct Piece {
   Node node;
   bool holds_others;
@@ -62,32 +55,35 @@ class Pieces {
 /// Neither the order of objects counts nor the zeros that fill headers up.
 ///
 /// @param parts_only the parts of bundles; what an image among them holds is its content
-std::vector<Difference> differences(const std::string& before, const std::string& after, bool parts_only) {
+Json differences(const std::string& before, const std::string& after, bool parts_only) {
   const Pieces old(before, parts_only);
   const Pieces young(after, parts_only);
-  std::vector<Difference> found;
+  Json found = Json::array();
+  const auto add = [&](const char* change, const std::string& name, const std::string& was, const std::string& is) {
+    found.push_back({{"change", change}, {"part", name}, {"old", was}, {"new", is}});
+  };
   for (const auto& [name, was] : old.all) {
     const auto place = young.all.find(name);
     if (place == young.all.end()) {
-      found.push_back({"removed", name, was.node.text, ""});
+      add("removed", name, was.node.text, "");
       continue;
     }
     const auto& [is, holds_others] = place->second;
     const bool same_version = was.node.label() == is.label();
-    if (!same_version) found.push_back({"version", name, was.node.label(), is.label()});
+    if (!same_version) add("version", name, was.node.label(), is.label());
     const bool same_content = (was.holds_others && holds_others) || old.digest(was.node) == young.digest(is);
-    if (!same_content) found.push_back({"content", name, old.digest(was.node), young.digest(is)});
+    if (!same_content) add("content", name, old.digest(was.node), young.digest(is));
     const bool told = !same_version || !same_content;
-    if (!told && old.header(was.node) != young.header(is)) found.push_back({"header", name, was.node.text, is.text});
+    if (!told && old.header(was.node) != young.header(is)) add("header", name, was.node.text, is.text);
   }
   for (const auto& [name, is] : young.all) {
-    if (!old.all.contains(name)) found.push_back({"added", name, "", is.node.text});
+    if (!old.all.contains(name)) add("added", name, "", is.node.text);
   }
   return found;
 }
 
 /// As diff has it: what cannot be compared is told apart from what differs.
-std::vector<Difference> compared(const Arguments& arguments, bool parts_only) {
+Json compared(const Arguments& arguments, bool parts_only) {
   try {
     return differences(arguments.at("OLD"), arguments.at("NEW"), parts_only);
   } catch (const WrongUsage&) {
@@ -97,16 +93,20 @@ std::vector<Difference> compared(const Arguments& arguments, bool parts_only) {
   }
 }
 
+/// What one of them held: the beginning of a digest, or what the header says.
+std::string brief(const Json& difference, const char* key) {
+  const std::string text = difference[key];
+  return difference["change"] == "content" ? text.substr(0, 12) : text;
+}
+
 void show(const Context& context, const Arguments& arguments, bool parts_only) {
-  const std::vector<Difference> found = compared(arguments, parts_only);
-  Json rows = Json::array();
-  Table table({{"CHANGE"}, {"PART"}, {"OLD"}, {"NEW"}});
-  for (const auto& [change, part, before, after] : found) {
-    rows.push_back({{"change", change}, {"part", part}, {"old", before}, {"new", after}});
-    const bool digest = change == "content";
-    table.row({change, part, before.substr(0, digest ? 12 : before.npos), after.substr(0, digest ? 12 : after.npos)});
-  }
-  if (context.json || !found.empty()) print_table(context, {{"differences", rows}}, table);
+  const Json found = compared(arguments, parts_only);
+  const Table table({{"CHANGE", "change"},
+                     {"PART", "part"},
+                     {.title = "OLD", .text = [](const Json& row) { return brief(row, "old"); }},
+                     {.title = "NEW", .text = [](const Json& row) { return brief(row, "new"); }}},
+                    found);
+  if (context.json || !found.empty()) print_table(context, {{"differences", found}}, table);
   if (!found.empty()) throw Failure("differences: " + std::to_string(found.size()));
 }
 

@@ -19,14 +19,14 @@
 namespace coupler::tools {
 namespace {
 
-/// A need, and what came of looking: nothing where all is well.
-struct Need {
-  const char* kind;
-  std::string what;
-  const char* breaks;
-  std::string found;
-  std::string wrong;
-};
+/// A need and what came of looking. Where something is wrong, that is its state, with what it breaks.
+Json need(const char* kind, const std::string& what, const char* breaks, const std::string& found,
+          const std::string& wrong) {
+  const bool well = wrong.empty();
+  Json row = {{"kind", kind}, {"what", what}, {"well", well}, {"state", well ? found : wrong}};
+  if (!well) row["breaks"] = breaks;
+  return row;
+}
 
 struct Library {
   const char* name;
@@ -86,20 +86,19 @@ constexpr Place kPlaces[] = {
     {"file", _PATH_UTMP, R_OK, "sessions"},
 };
 
-Need look(const Library& library) {
-  Need need{"library", library.name, library.breaks, "", ""};
+Json look(const Library& library) {
   void* const handle = ::dlopen(library.name, RTLD_LAZY | RTLD_NOLOAD);
-  if (handle == nullptr) need.wrong = "not loaded";
-  if (handle == nullptr) return need;
+  if (handle == nullptr) return need("library", library.name, library.breaks, "", "not loaded");
+  std::string found, wrong;
   const link_map* map = nullptr;
-  if (::dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0) need.found = map->l_name;
-  if (::dlsym(handle, "brantix_stand_in") != nullptr) need.found += " (stand-in)";
+  if (::dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) == 0) found = map->l_name;
+  if (::dlsym(handle, "brantix_stand_in") != nullptr) found += " (stand-in)";
   std::istringstream symbols(library.symbols);
   for (std::string symbol; symbols >> symbol;) {
-    if (::dlsym(handle, symbol.c_str()) == nullptr) need.wrong += (need.wrong.empty() ? "lacks " : ", ") + symbol;
+    if (::dlsym(handle, symbol.c_str()) == nullptr) wrong += (wrong.empty() ? "lacks " : ", ") + symbol;
   }
   ::dlclose(handle);
-  return need;
+  return need("library", library.name, library.breaks, found, wrong);
 }
 
 std::string on_path(const std::string& command) {
@@ -111,58 +110,47 @@ std::string on_path(const std::string& command) {
   return command;
 }
 
-Need look(const Place& place) {
+Json look(const Place& place) {
   const bool by_path = std::strchr(place.path, '/') == nullptr;
-  Need need{place.kind, place.path, place.breaks, by_path ? on_path(place.path) : "is there", ""};
-  if (::access(by_path ? need.found.c_str() : place.path, place.rights) != 0)
-    need.wrong = by_path ? "not on PATH" : std::strerror(errno);
-  return need;
+  const std::string path = by_path ? on_path(place.path) : place.path;
+  const bool well = ::access(path.c_str(), place.rights) == 0;
+  return need(place.kind, place.path, place.breaks, by_path ? path : "is there",
+              well      ? ""
+              : by_path ? "not on PATH"
+                        : std::strerror(errno));
 }
 
 /// dash reads the &> of a fixed command line as "in the background", which ends with 0.
-Need look_at_shell() {
-  Need need{"command", "sh", "firmware report: every board seems to have an SSD", "reads &> as bash does", ""};
+Json look_at_shell() {
   const int status = std::system("false &>/dev/null");
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 1) need.wrong = "reads &> otherwise than bash";
-  return need;
+  const bool well = WIFEXITED(status) && WEXITSTATUS(status) == 1;
+  return need("command", "sh", "firmware report: every board seems to have an SSD", "reads &> as bash does",
+              well ? "" : "reads &> otherwise than bash");
 }
 
-Need look_at_agent() {
-  Need need{"process", kAgentCommand, "SNMP location: the agent is not told", "", ""};
+Json look_at_agent() {
   const bool enabled = exists(kAgentService) && is_enabled();
   const bool running = running_agent() != 0;
-  need.found = running ? "runs" : enabled ? "" : "disabled";
-  if (enabled && !running) need.wrong = "enabled, but no process has this command line";
-  return need;
+  return need("process", kAgentCommand, "SNMP location: the agent is not told", running ? "runs" : "disabled",
+              enabled && !running ? "enabled, but no process has this command line" : "");
 }
 
-Need look_at_notification_service() {
-  Need need{"service", "tcp://127.0.0.1:5558", "notifications", "answers", ""};
+Json look_at_notification_service() {
   sockaddr_in address{
       .sin_family = AF_INET, .sin_port = htons(5558), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
   const Descriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    need.wrong = std::strerror(errno);
-  }
-  return need;
+  const bool well = ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return need("service", "tcp://127.0.0.1:5558", "notifications", "answers", well ? "" : std::strerror(errno));
 }
 
 void examine(const Context& context, const Arguments&) {
-  std::vector<Need> needs;
+  Json needs = Json::array();
   for (const Library& library : kLibraries) needs.push_back(look(library));
   for (const Place& place : kPlaces) needs.push_back(look(place));
   for (const auto& special : {look_at_shell, look_at_agent, look_at_notification_service}) needs.push_back(special());
-
-  Table table({{"NEED"}, {"WHAT"}, {"STATE"}, {"BREAKS"}});
-  Json document = {{"needs", Json::array()}};
-  for (const auto& [kind, what, breaks, found, wrong] : needs) {
-    const bool well = wrong.empty();
-    table.row({kind, what, well ? found : wrong, well ? "" : breaks}, well ? Style::kPlain : Style::kAlarm);
-    document["needs"].push_back({{"kind", kind}, {"what", what}, {"well", well}, {"state", well ? found : wrong}});
-    if (!well) document["needs"].back()["breaks"] = breaks;
-  }
-  print_table(context, document, table);
-  const auto missing = std::ranges::count_if(needs, [](const Need& need) { return !need.wrong.empty(); });
+  print_table(context, {{"needs", needs}},
+              Table({{"NEED", "kind"}, {"WHAT", "what"}, {"STATE", "state"}, {"BREAKS", "breaks"}}, needs));
+  const auto missing = std::ranges::count(needs, false, [](const Json& row) { return row["well"].get<bool>(); });
   if (missing > 0) throw Failure(std::to_string(missing) + " of these are missing or wrong");
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <optional>
 
 #include "brantix/access.h"
 #include "brantix/sessions.h"
@@ -14,34 +13,39 @@
 namespace coupler::tools {
 namespace {
 
-std::vector<_SCI_cli_session_s> open_sessions(const std::string& user) {
+/// Seconds since something was typed at the terminal; null without one.
+Json idle_seconds(const char* tty) {
+  struct stat terminal;
+  if (*tty == '\0' || stat(tty, &terminal) != 0) return nullptr;
+  return std::max<time_t>(std::time(nullptr) - terminal.st_atime, 0);
+}
+
+Json open_sessions(const std::string& user) {
   _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
   if (iterator == nullptr) throw Failure("cannot read the process table");
-  std::vector<_SCI_cli_session_s> sessions;
+  Json sessions = Json::array();
   for (_SCI_cli_session_s next; SCI_cli_get_next_session(iterator, &next) == 1;) {
-    if (user.empty() || user == next.user) sessions.push_back(next);
+    if (!user.empty() && user != next.user) continue;
+    sessions.push_back({{"user", next.user},
+                        {"host", next.host},
+                        {"tty", next.tty},
+                        {"login_time", next.loginTime},
+                        {"idle_seconds", idle_seconds(next.tty)},
+                        {"pid", next.pid}});
   }
   SCI_cli_free_session_iterator(iterator);
   return sessions;
 }
 
-/// Seconds since something was typed at the terminal.
-std::optional<time_t> idle_time(const _SCI_cli_session_s& session) {
-  struct stat terminal;
-  if (session.tty[0] == '\0' || stat(session.tty, &terminal) != 0) return std::nullopt;
-  return std::max<time_t>(std::time(nullptr) - terminal.st_atime, 0);
-}
-
-std::string duration_text(std::optional<time_t> seconds) {
-  if (!seconds) return "-";
+std::string duration_text(time_t seconds) {
   constexpr struct {
     time_t seconds;
     const char* unit;
   } kUnits[] = {{86400, "d"}, {3600, "h"}, {60, "m"}};
   for (const auto& [length, unit] : kUnits) {
-    if (*seconds >= length) return std::to_string(*seconds / length) + unit;
+    if (seconds >= length) return std::to_string(seconds / length) + unit;
   }
-  return std::to_string(*seconds) + "s";
+  return std::to_string(seconds) + "s";
 }
 
 std::string local_time_text(time_t seconds) {
@@ -51,44 +55,37 @@ std::string local_time_text(time_t seconds) {
   return text;
 }
 
-std::string or_dash(const char* text) { return *text == '\0' ? "-" : text; }
-
-Json document(const std::vector<_SCI_cli_session_s>& sessions) {
-  auto list = Json::array();
-  for (const _SCI_cli_session_s& session : sessions) {
-    const auto idle = idle_time(session);
-    list.push_back({{"user", session.user},
-                    {"host", session.host},
-                    {"tty", session.tty},
-                    {"login_time", session.loginTime},
-                    {"idle_seconds", idle ? Json(*idle) : nullptr},
-                    {"pid", session.pid}});
-  }
-  return list;
+Table::Column or_dash(const char* title, const char* key) {
+  return {.title = title, .text = [=](const Json& session) { return session[key] == "" ? "-" : session[key]; }};
 }
 
-Table table(const std::vector<_SCI_cli_session_s>& sessions) {
-  Table table({{"USER"}, {"FROM"}, {"TTY"}, {"LOGIN"}, {"IDLE", Table::Align::kRight}, {"PID", Table::Align::kRight}});
-  for (const _SCI_cli_session_s& session : sessions) {
-    table.row({or_dash(session.user), or_dash(session.host), or_dash(session.tty), local_time_text(session.loginTime),
-               duration_text(idle_time(session)), std::to_string(session.pid)});
-  }
-  return table;
+Table table(const Json& sessions) {
+  const auto login = [](const Json& session) { return local_time_text(session["login_time"]); };
+  const auto idle = [](const Json& session) {
+    return session["idle_seconds"].is_null() ? "-" : duration_text(session["idle_seconds"]);
+  };
+  return Table({or_dash("USER", "user"),
+                or_dash("FROM", "host"),
+                or_dash("TTY", "tty"),
+                {.title = "LOGIN", .text = login},
+                {.title = "IDLE", .align = Table::Align::kRight, .text = idle},
+                {"PID", "pid", Table::Align::kRight}},
+               sessions);
 }
 
 void show(const Context& context, const Arguments& arguments) {
-  const auto sessions = open_sessions(arguments.text("--user"));
-  print_table(context, document(sessions), table(sessions));
+  const Json sessions = open_sessions(arguments.text("--user"));
+  print_table(context, sessions, table(sessions));
 }
 
 void watch(const Context& context, const Arguments& arguments) {
   const bool on_screen = !context.json && ::isatty(fileno(result_stream())) != 0;
   do {
-    const auto sessions = open_sessions(arguments.text("--user"));
+    const Json sessions = open_sessions(arguments.text("--user"));
     const time_t now = std::time(nullptr);
     if (on_screen) std::fputs("\033[H\033[2J", result_stream());
     if (!on_screen && !context.json) print_line("-- " + local_time_text(now));
-    print_table(context, {{"time", now}, {"sessions", document(sessions)}}, table(sessions));
+    print_table(context, {{"time", now}, {"sessions", sessions}}, table(sessions));
     std::fputs(Captured::take().c_str(), stderr);
   } while (print_end() && ::sleep(static_cast<unsigned>(arguments.number("--watch"))) == 0);
 }

@@ -200,10 +200,8 @@ Lines communities() {
 
 Command name_list(const char* about, const char* what, Lines (*names)()) {
   return {"list", about, {}, [=](const Context& context, const Arguments&) {
-            Table table({{""}});
-            const Lines found = names();
-            for (const std::string& name : found) table.row({name});
-            print_table(context, {{what, found}}, table);
+            const Json found = names();
+            print_table(context, {{what, found}}, Table({{""}}, found));
           }};
 }
 
@@ -236,11 +234,14 @@ Json destinations() {
 }
 
 void list_hosts(const Context& context, const Arguments&) {
-  Table table({{"destination"}, {"version"}, {"notify"}, {"community or user"}, {"level"}});
   const Json hosts = destinations();
-  for (const Json& host : hosts)
-    table.row({host["destination"], host["version"], host["notify"], host["name"], host["level"]});
-  print_table(context, {{"hosts", hosts}}, table);
+  print_table(context, {{"hosts", hosts}},
+              Table({{"destination", "destination"},
+                     {"version", "version"},
+                     {"notify", "notify"},
+                     {"community or user", "name"},
+                     {"level", "level"}},
+                    hosts));
 }
 
 void show(const Context& context, const Arguments&) {

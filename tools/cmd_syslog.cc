@@ -83,14 +83,13 @@ void show(const Context& context, const Arguments&) {
   if (missing) throw Failure(std::string("cannot read ") + kSettings + ": " + missing.message(), kSettings);
   std::ranges::sort(paths);
   Json settings = Json::array();
-  Table table({{"SETTING"}, {"N"}, {"TO"}, {"SEVERITY"}, {"FACILITY"}});
   for (const fs::path& path : paths) {
     const Json setting = setting_in(path);
-    if (setting.is_null()) continue;
-    settings.push_back(setting);
-    table.row({setting["setting"], setting.value("number", ""), setting.value("to", ""), setting["severity"],
-               setting.value("facility", "")});
+    if (!setting.is_null()) settings.push_back(setting);
   }
+  const Table table(
+      {{"SETTING", "setting"}, {"N", "number"}, {"TO", "to"}, {"SEVERITY", "severity"}, {"FACILITY", "facility"}},
+      settings);
   print_table(context, {{"settings", settings}}, table);
 }
 

@@ -39,6 +39,18 @@ class Interrupts {
   struct sigaction old_[std::size(kSignals)]{};
 };
 
+/// A number of bytes as people read it, such as "1.5 MiB".
+std::string bytes_text(uint64_t count) {
+  constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
+  if (count < 1024) return std::to_string(count) + " bytes";
+  double value = static_cast<double>(count) / 1024;
+  size_t unit = 0;
+  for (; value >= 1024 && unit + 1 < std::size(kUnits); ++unit) value /= 1024;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+  return text;
+}
+
 /// A line on standard error that says how far it is: on a terminal only, and only after the first second.
 class Shown {
  public:

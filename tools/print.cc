@@ -50,6 +50,12 @@ std::string value_text(const Json& value) {
   return text.empty() ? "-" : text;
 }
 
+std::string cell(const Table::Column& column, const Json& row) {
+  if (column.text) return column.text(row);
+  const Json value = row.is_object() ? row.value(column.key, Json("")) : row;
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
 std::string title(std::string key) {
   std::replace(key.begin(), key.end(), '_', ' ');
   return key;
@@ -72,11 +78,7 @@ std::string escaped(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     const size_t length = printable(text);
-    if (length == 0) {
-      char code[5];
-      std::snprintf(code, sizeof code, "\\x%02x", byte(text[0]));
-      result += code;
-    }
+    if (length == 0) result += "\\x" + hexadecimal(byte(text[0]));
     result += text.substr(0, length);
     text.remove_prefix(std::max<size_t>(length, 1));
   }
@@ -89,28 +91,28 @@ std::string escaped_lines(std::string_view text) {
   return escaped(text.substr(0, end)) + '\n' + escaped_lines(text.substr(end + 1));
 }
 
-std::string bytes_text(uint64_t count) {
-  constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
-  if (count < 1024) return std::to_string(count) + " bytes";
-  double value = static_cast<double>(count) / 1024;
-  size_t unit = 0;
-  for (; value >= 1024 && unit + 1 < std::size(kUnits); ++unit) value /= 1024;
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
-  return text;
+std::string hexadecimal(unsigned char value) {
+  char digits[3];
+  std::snprintf(digits, sizeof digits, "%02x", value);
+  return digits;
 }
 
 std::string styled(std::string_view text, Style style, std::FILE* stream) {
-  constexpr const char* kCodes[] = {"", "\033[1m", "\033[2m", "\033[31m"};
+  constexpr const char* kCodes[] = {"", "\033[1m", "\033[31m"};
   if (style == Style::kPlain || !has_colour(stream)) return std::string(text);
   return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
 }
 
-Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
+Table::Table(std::vector<Column> columns, const Json& rows) : columns_(std::move(columns)) {
   std::vector<std::string> titles;
   for (const Column& column : columns_) titles.push_back(column.title);
   const bool titled = std::any_of(titles.begin(), titles.end(), [](const auto& text) { return !text.empty(); });
   if (titled) row(std::move(titles), Style::kHeading);
+  for (const Json& values : rows) {
+    std::vector<std::string> cells;
+    for (const Column& column : columns_) cells.push_back(cell(column, values));
+    row(std::move(cells), values.is_object() && !values.value("well", true) ? Style::kAlarm : Style::kPlain);
+  }
 }
 
 void Table::row(std::vector<std::string> cells, Style style) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -23,10 +24,10 @@ std::string escaped(std::string_view text);
 /// As above, but the line ends stay.
 std::string escaped_lines(std::string_view text);
 
-/// A number of bytes as people read it, such as "1.5 MiB".
-std::string bytes_text(uint64_t count);
+/// Two digits.
+std::string hexadecimal(unsigned char value);
 
-enum class Style { kPlain, kHeading, kFaint, kAlarm };
+enum class Style { kPlain, kHeading, kAlarm };
 
 /// The text in the style, where `stream` is a terminal and the user did not ask for none (NO_COLOR).
 std::string styled(std::string_view text, Style style, std::FILE* stream);
@@ -37,10 +38,13 @@ class Table {
   enum class Align { kLeft, kRight };
   struct Column {
     std::string title;
+    std::string key = "";  ///< of the value in a row that is an object; a row that is none is the value
     Align align = Align::kLeft;
+    std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
   };
 
-  explicit Table(std::vector<Column> columns);
+  /// @param rows a list; those that are not "well", where they say so, are alarming
+  explicit Table(std::vector<Column> columns, const Json& rows = Json::array());
   void row(std::vector<std::string> cells, Style style = Style::kPlain);
   void print() const;
 

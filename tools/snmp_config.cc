@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "support/handle.h"
-#include "tools/command.h"
+#include "tools/print.h"
 
 namespace coupler::tools {
 namespace {
@@ -37,19 +37,15 @@ Destination session(const Lines& words, const std::string& line) {
 }
 
 /// The agent keeps names that are not plain in hexadecimal.
-std::string hexadecimal(const std::string& text) {
+std::string as_the_agent_keeps(const std::string& text) {
   std::string result = "0x";
-  for (const char c : text) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(c));
-    result += digits;
-  }
+  for (const char c : text) result += hexadecimal(static_cast<unsigned char>(c));
   return result;
 }
 
 bool is_user(const Lines& words, const std::string& name) {
   const size_t at = !words.empty() && words[0] == "usmUser" ? 4 : 1;
-  if (words.size() <= at || (words[at] != name && words[at] != hexadecimal(name))) return false;
+  if (words.size() <= at || (words[at] != name && words[at] != as_the_agent_keeps(name))) return false;
   return at == 4 || words[0] == "rouser" || words[0] == "createUser";
 }
 

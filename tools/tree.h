@@ -20,7 +20,7 @@ struct Node {
   int type;  ///< -1 for a container
   uint64_t header_length = 0;
   uint64_t payload_length = 0;
-  unsigned flags = 0;
+  uint8_t flags = 0;
   std::string text = {};  ///< version, name and size, or what an image header says
   bool broken = false;
 
