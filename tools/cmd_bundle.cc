@@ -20,8 +20,6 @@ constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(Fi
 constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what is in it";
 
 constexpr const char* kBroken = " is no whole bundle; --force goes on all the same:";
-constexpr size_t kMostParts = 20;
-constexpr size_t kMostNames = std::size(FirmwareInfo{}.imageList);
 
 constexpr struct {
   int type;
@@ -51,7 +49,7 @@ class Contents {
   void parts_of(size_t controller, bool outermost) {
     std::string wanted;
     const std::vector<size_t> parts = tree_.children(controller);
-    for (size_t i = 0; i < std::min(parts.size(), kMostParts); ++i) {
+    for (size_t i = 0; i < std::min(parts.size(), pack::kMostParts); ++i) {
       const Node& node = tree_.nodes[parts[i]];
       for (const auto& [type, key] : kVersions) {
         if (node.type == type) report_[key] = node.label();
@@ -72,7 +70,7 @@ class Contents {
   void name(size_t part, const std::string& wanted) {
     const std::string name = tree_.nodes[part].label();
     if (name != "verify_firmware.py" && name != "firmware_incomp.json") ++images_;
-    if (names_.size() == kMostNames) return;
+    if (names_.size() == pack::kMostNames) return;
     names_.push_back(name);
     const size_t content = tree_.content_of_image(part);
     const bool is_meant = !wanted.empty() && name == wanted && tree_.nodes[content].type == orvix_object_controllertype;
@@ -211,11 +209,11 @@ void dump_bundle(const Context& context, const Arguments& arguments) {
 }
 
 void pack_bundle(const Context& context, const Arguments& arguments) {
-  if (!arguments.contains("--check")) return pack_container(context, pack::Kind::kBundle, arguments);
-  const pack::Manifest wanted = read_container(pack::Kind::kBundle, arguments);
+  if (!arguments.contains("--check")) return pack_file(context, pack::Kind::kBundle, arguments);
+  const pack::Manifest wanted = read_manifest(pack::Kind::kBundle, arguments);
   Nameless made;
-  pack::write(wanted.container, [&](std::string_view piece) { made.write(piece); });
-  for (const std::string& warning : wanted.warnings) print_message("warning:", warning, Style::kHeading);
+  wanted.write([&](std::string_view piece) { made.write(piece); });
+  print_warnings(wanted);
   Verdict verdict;
   verdict.look_at(made.path(), arguments.at("MANIFEST"));
   verdict.tell(context);

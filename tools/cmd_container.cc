@@ -104,10 +104,6 @@ void show_image(const Context& context, const Arguments& arguments) {
                          {"type", SCI_imageType(image.get())}});
 }
 
-void pack_image(const Context& context, const Arguments& arguments) {
-  pack_container(context, pack::Kind::kImage, arguments);
-}
-
 }  // namespace
 
 Command image_family() {
@@ -118,10 +114,8 @@ Command image_family() {
                         {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"},
                          {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true}},
                         show_image},
-                       {"pack",
-                        "Build an image",
-                        {{"MANIFEST", "JSON: header, nesting, content"}, {"OUT", "image file to write"}},
-                        pack_image}}};
+                       pack_command(pack::Kind::kImage, "Build an image", "JSON: header, nesting, content",
+                                    "image file to write")}};
 }
 
 Command container_family() {

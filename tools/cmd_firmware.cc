@@ -128,21 +128,12 @@ void match(const Context& context, const Arguments& arguments) {
 void show_ssd(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   const Input file(path);
-  const SsdHead head = read_ssd_head(file, 0, file.size);
-  if (!head.fault.empty()) throw Failure(path + " is no SSD firmware file: " + head.fault, path);
-  print_report(context, {{"identification", head.identification},
-                         {"models", head.models},
-                         {"version", head.version},
-                         {"size", head.size}});
-}
-
-void pack_ssd(const Context& context, const Arguments& arguments) {
-  const std::string& out = arguments.at("OUT");
-  const pack::SsdManifest wanted = pack::read_ssd_manifest(arguments.at("MANIFEST"));
-  const uint64_t size = pack::ssd_head(wanted.firmware, wanted.binary.size).size() + wanted.binary.size;
-  pack_file(context, out, wanted.files, size, wanted.warnings, [&](const pack::Progress& progress) {
-    pack::write_ssd_file(wanted.firmware, wanted.binary, out, progress);
-  });
+  const auto [fault, firmware, size] = ssd_file_at(file, 0, file.size);
+  if (!fault.empty()) throw Failure(path + " is no SSD firmware file: " + fault, path);
+  print_report(context, {{"identification", firmware.identification},
+                         {"models", firmware.models},
+                         {"version", firmware.version},
+                         {"size", size}});
 }
 
 }  // namespace
@@ -157,10 +148,8 @@ Command ssd_family() {
                      {.name = "--force", .about = "Also when the fitted drive is not known", .flag = true}},
                     match},
                    {"show", "Show what an SSD firmware file is for", {{"FILE", "SSD firmware file"}}, show_ssd},
-                   {"pack",
-                    "Build an SSD firmware file",
-                    {{"MANIFEST", "JSON: the drives and their firmware"}, {"OUT", "file to write"}},
-                    pack_ssd}}};
+                   pack_command(pack::Kind::kSsdFile, "Build an SSD firmware file",
+                                "JSON: the drives and their firmware", "file to write")}};
 }
 
 Command versions_command() {

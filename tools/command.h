@@ -5,9 +5,10 @@
 #include <functional>
 #include <map>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "tools/pack/builder.h"
 
 /// A family is a file cmd_*.cc, declared here and listed once in couplerctl.cc.
 namespace coupler::tools {
@@ -18,12 +19,8 @@ struct Context {
   std::string log;  ///< lowest level of the library's lines to show; empty: none
 };
 
-/// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do, the place
-/// where: a file, a key, an offset.
-struct Failure : std::runtime_error {
-  explicit Failure(const std::string& text, std::string at = "") : runtime_error(text), place(std::move(at)) {}
-  std::string place;
-};
+/// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do.
+using Failure = pack::Error;
 
 /// What was asked for cannot be meant: ends the program with exit code 2.
 struct WrongUsage : Failure {

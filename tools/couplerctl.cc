@@ -14,7 +14,6 @@
 #include "support/handle.h"
 #include "tools/command.h"
 #include "tools/host.h"
-#include "tools/pack/builder.h"
 #include "tools/print.h"
 
 namespace coupler::tools {
@@ -189,8 +188,6 @@ int guarded(const Context& context, const std::function<void()>& work) {
     print_failure(context, code = kWrongUsage, error);
   } catch (const Failure& failure) {
     print_failure(context, code = kFailed, failure);
-  } catch (const pack::Error& error) {
-    print_failure(context, code = kFailed, Failure(error.what(), error.place));
   } catch (const std::exception& error) {
     print_failure(context, code = kFailed, Failure(error.what()));
   }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "tools/command.h"
@@ -46,15 +45,9 @@ class Target {
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
 
-  std::ofstream create(const std::string& name) {
-    std::ofstream file(path_ / name, std::ios::binary);
-    if (!file) throw Failure("cannot create " + (path_ / name).string() + ": " + std::strerror(errno));
+  void write(const std::string& name, const std::function<void(const pack::Sink&)>& content) {
+    pack::write_whole(path_ / name, content);
     files.push_back(name);
-    return file;
-  }
-  void close(std::ofstream file) const {
-    file.close();
-    if (!file) throw Failure("cannot write " + (path_ / files.back()).string() + ": " + std::strerror(errno));
   }
   fs::path operator/(const char* name) const { return path_ / name; }
   void keep() { kept_ = true; }
@@ -76,10 +69,9 @@ class Dump {
     if (!tree_.is_bundle()) fail(0, "this is no bundle");
     Json parts = Json::array();
     for (const size_t i : tree_.children(2)) parts.push_back(part(tree_.nodes[i]));
-    std::ofstream manifest = target_.create(kDumpedManifest);
-    manifest << Json{{"parts", parts}}.dump(2) << '\n';
-    target_.close(std::move(manifest));
-    compare(pack::read_manifest(pack::Kind::kBundle, target_ / kDumpedManifest).container);
+    const std::string manifest = Json{{"parts", parts}}.dump(2) + '\n';
+    target_.write(kDumpedManifest, [&](const pack::Sink& sink) { sink(manifest); });
+    compare(read_back());
   }
 
  private:
@@ -100,15 +92,21 @@ class Dump {
   std::string content(const Node& node, const std::string& type) {
     const std::string number = std::to_string(target_.files.size() + 1);
     const std::string name = std::string(number.size() < 2 ? "0" : "") + number + '-' + type;
-    std::ofstream file = target_.create(name);
-    tree_.file.copy(node.payload(), node.content_length(), [&](std::string_view piece) { file << piece; });
-    target_.close(std::move(file));
+    target_.write(name, [&](const pack::Sink& sink) { tree_.file.copy(node.payload(), node.content_length(), sink); });
     return name;
   }
 
-  void compare(const pack::Container& made) {
+  pack::Manifest read_back() const {
+    try {
+      return pack::read_manifest(pack::Kind::kBundle, target_ / kDumpedManifest);
+    } catch (const Failure& failure) {
+      throw Failure(std::string("a manifest cannot express this bundle: ") + failure.what());
+    }
+  }
+
+  void compare(const pack::Manifest& made) {
     uint64_t at = 0;
-    pack::write(made, [&](std::string_view piece) {
+    made.write([&](std::string_view piece) {
       const std::string there = tree_.file.read(at, piece.size());
       const auto differs = std::ranges::mismatch(there, piece).in1 - there.begin();
       at += static_cast<uint64_t>(differs);
@@ -128,8 +126,6 @@ std::vector<std::string> dump(const std::string& path, const std::string& direct
   Target target(directory);
   try {
     Dump(path, target).run();
-  } catch (const pack::Error& error) {
-    throw Failure(std::string("a manifest cannot express this bundle: ") + error.what());
   } catch (const Json::type_error&) {
     throw Failure("a manifest cannot express this bundle: a text in it is not UTF-8");
   }

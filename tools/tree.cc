@@ -23,10 +23,7 @@ bool has_image_header(int type) {
   return type == orvix_object_imageheader || type == orvix_object_imagetype || type == orvix_object_bundletype;
 }
 
-bool has_text(int type) {
-  return (type >= orvix_object_firmware && type <= orvix_object_firmwareimagetwo) || type == orvix_object_imagefile ||
-         type == orvix_object_textfile;
-}
+bool has_text(int type) { return pack::part_kind(type) != nullptr; }
 
 bool wraps(int type) { return type == orvix_object_zeltasignature || type == orvix_object_controllertype; }
 

@@ -5,20 +5,12 @@
 #include <set>
 
 #include "support/text.h"
-#include "tools/pack/ssd_file.h"
+#include "tools/pack/builder.h"
 
 namespace coupler::tools {
 namespace {
 
-constexpr size_t kMostParts = 20;
-constexpr size_t kMostNames = 8;
-constexpr size_t kLongestName = 63;
 constexpr size_t kLongestFileName = 255;
-constexpr size_t kLongestSsdHead = pack::kSsdModels + pack::kSsdField * (pack::kMostSsdModels + 2);
-
-bool is_number(const std::string& text) {
-  return !text.empty() && text.size() < 18 && text.find_first_not_of("0123456789") == text.npos;
-}
 
 class Verifier {
  public:
@@ -54,7 +46,7 @@ class Verifier {
     size_t names = 0;
     std::set<std::string> files;
     for (const size_t i : tree_.children(controller)) {
-      if (++parts > kMostParts) find(nodes_[i], "stands beyond the twentieth part; readers do not look at it");
+      if (++parts > pack::kMostParts) find(nodes_[i], "stands beyond the twentieth part; readers do not look at it");
       part(i, names, files);
     }
   }
@@ -68,24 +60,24 @@ class Verifier {
     }
     const pack::PartKind* const kind = pack::part_kind(node.type);
     if (kind == nullptr) return find(node, "is no part of a bundle; readers fail here");
-    if (kind->is_named() && ++names > kMostNames) find(node, "is the ninth name or later; it is not listed");
+    if (kind->is_named() && ++names > pack::kMostNames) find(node, "is the ninth name or later; it is not listed");
     text(node, *kind, files);
   }
 
   void text(const Node& node, const pack::PartKind& kind, std::set<std::string>& files) {
     const std::string name = node.label();
-    if (name.size() > kLongestName) find(node, "is cut to 63 characters where it is reported");
+    if (name.size() > pack::kLongestName) find(node, "is cut to 63 characters where it is reported");
     if (kind.is_named() && (name.empty() || name == "." || name == ".."))
       find(node, "has no name that a file can have");
     if (name.find('/') != name.npos) find(node, "leaves the directory by a \"/\" in its name");
     if (!node.has_size()) return;
-    if (!is_number(node.text.substr(name.size() + 1))) return find(node, "has a size that is no number");
+    if (!pack::is_number(node.text.substr(name.size() + 1))) return find(node, "has a size that is no number");
     if (node.type == orvix_object_ssd) drive_firmware(node);
-    file_name(node, kind.prefix + name.substr(0, kind.is_named() ? kLongestName : name.npos), files);
+    file_name(node, kind.prefix + name.substr(0, kind.is_named() ? pack::kLongestName : name.npos), files);
   }
 
   void drive_firmware(const Node& node) {
-    const std::string fault = read_ssd_head(tree_.file, node.payload(), node.content_length()).fault;
+    const std::string fault = ssd_file_at(tree_.file, node.payload(), node.content_length()).fault;
     if (!fault.empty()) find(node, "holds no SSD firmware file: " + fault);
   }
 
@@ -97,7 +89,7 @@ class Verifier {
   /// The image whose name stands in the image header must follow it, and be a container that is an image.
   void named_image(size_t header) {
     const ImageHeader record = tree_.image_header(nodes_[header]);
-    const std::string name(text_in(record.filename).substr(0, kLongestName));
+    const std::string name(text_in(record.filename).substr(0, pack::kLongestName));
     if (name.empty()) return;
     for (size_t i = header + 1; i < nodes_.size(); ++i) {
       const bool meant = nodes_[i].type == orvix_object_imagefile && nodes_[i].depth == nodes_[header].depth;
@@ -121,37 +113,10 @@ class Verifier {
   Findings findings_;
 };
 
-std::string ssd_fault(const std::string& head, uint64_t size) {
-  if (head.size() < pack::kSsdModels) return "it is too short";
-  const std::string count = head.substr(pack::kSsdModels - 2, 2);
-  if (!is_number(count) || count == "00") return "the number of models is none";
-  const size_t binary = pack::kSsdModels + pack::kSsdField * (std::stoul(count) + 2);
-  if (head.size() < binary) return "it ends within its models";
-  std::string length = head.substr(binary - pack::kSsdField, pack::kSsdField);
-  length.erase(length.find_last_not_of(' ') + 1).erase(0, length.find_first_not_of(' '));
-  if (!is_number(length) || std::stoull(length) == 0) return "the length of its binary is none";
-  return std::stoull(length) > size - binary ? "its binary is cut short" : "";
-}
-
-/// The text at `offset` without the blanks that fill its field up, nor zeros on the left.
-std::string field(const std::string& head, size_t offset, const char* filling) {
-  std::string text = head.substr(offset, pack::kSsdField);
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text.erase(0, text.find_first_not_of(filling));
-}
-
 }  // namespace
 
-SsdHead read_ssd_head(const Input& file, uint64_t offset, uint64_t size) {
-  const std::string bytes = file.read(offset, std::min<uint64_t>(size, kLongestSsdHead));
-  SsdHead head{ssd_fault(bytes, size)};
-  if (!head.fault.empty()) return head;
-  const size_t behind = pack::kSsdModels + pack::kSsdField * std::stoul(bytes.substr(pack::kSsdModels - 2, 2));
-  head.identification = field(bytes, 4, "0");
-  for (size_t at = pack::kSsdModels; at < behind; at += pack::kSsdField) head.models.push_back(field(bytes, at, ""));
-  head.version = field(bytes, behind, "0");
-  head.size = std::stoull(bytes.substr(behind + pack::kSsdField, pack::kSsdField));
-  return head;
+pack::SsdFile ssd_file_at(const Input& file, uint64_t offset, uint64_t size) {
+  return pack::read_ssd_head(file.read(offset, std::min<uint64_t>(size, pack::kLongestSsdHead)), size);
 }
 
 Findings verify(const Tree& tree) { return Verifier(tree).run(); }

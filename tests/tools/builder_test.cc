@@ -122,7 +122,12 @@ TEST_F(BuilderFiles, FailureLeavesTheOldFileAndNothingElse) {
     EXPECT_ANY_THROW(run());
     EXPECT_EQ(content(directory_ / "out"), "old");
   };
-  fails("interrupted", [&] { write_file(tree, directory_ / "out", [](uint64_t) { throw Error("enough"); }); });
+  fails("interrupted", [&] {
+    write_whole(directory_ / "out", [&](const Sink& sink) {
+      sink("data");
+      throw Error("enough");
+    });
+  });
   store(directory_ / "in", "longer");
   fails("input grew", [&] { write_file(tree, directory_ / "out"); });
   fs::remove(directory_ / "in");

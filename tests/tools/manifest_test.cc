@@ -30,7 +30,7 @@ TEST(Manifest, BundleOfEveryKindOfPart) {
       {"type": "image", "name": "b.img", "image": {"parts": [{"type": "rommon", "version": "6"}]}}]})",
                                            "");
   const HeaderFields header{.version = "4.2", .filename = "fw.img", .image_size = "12", .platform = 3};
-  EXPECT_EQ(render(manifest.container),
+  EXPECT_EQ(render(std::get<Container>(manifest.body)),
             render(bundle({image_header(header), rommon("1"), ssd("2"), fpga("3"), pseq("4"), lan_spi("5"),
                            text_file("t"), image_file("fw.img", image({.version = "4.3"}, orvix_object_bundletype)),
                            image_file("b.img", bundle({rommon("6")}))})));
@@ -41,7 +41,7 @@ TEST(Manifest, ImageInsideAController) {
   const Manifest manifest = parse_manifest(Kind::kImage, R"({"header": {"version": "4.2"}, "nesting": "controller",
                                                              "parts": [{"type": "fpga", "version": "3"}]})",
                                            "");
-  EXPECT_EQ(render(manifest.container), render(bundle({image_header({.version = "4.2"}), fpga("3")})));
+  EXPECT_EQ(render(std::get<Container>(manifest.body)), render(bundle({image_header({.version = "4.2"}), fpga("3")})));
 }
 
 TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
@@ -93,7 +93,7 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
 std::string complaint(const std::string& name, const nlohmann::json& value) {
   try {
     const std::string text = value.dump();
-    if (name == "ssd-file") parse_ssd_manifest(text, "/etc");
+    if (name == "ssd-file") parse_manifest(Kind::kSsdFile, text, "/etc");
     if (name == "image") parse_manifest(Kind::kImage, text, "/etc");
     if (name == "header") parse_manifest(Kind::kImage, R"({"header": )" + text + '}', "/etc");
     if (name == "bundle") parse_manifest(Kind::kBundle, text, "/etc");
@@ -157,9 +157,10 @@ TEST(Manifest, SsdFirmwareFitsItsFields) {
     SCOPED_TRACE(row.error);
     std::string error;
     try {
-      parse_ssd_manifest(R"({"identification": ")" + row.identification + R"(", "models": )" + row.models +
-                             R"(, "version": ")" + row.version + R"(", "file": ")" + row.file + R"("})",
-                         "/etc");
+      parse_manifest(Kind::kSsdFile,
+                     R"({"identification": ")" + row.identification + R"(", "models": )" + row.models +
+                         R"(, "version": ")" + row.version + R"(", "file": ")" + row.file + R"("})",
+                     "/etc");
     } catch (const Error& caught) {
       error = caught.what();
     }

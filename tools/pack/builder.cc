@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tools/pack/files.h"
-
 namespace coupler::pack {
 namespace {
 
@@ -25,19 +23,14 @@ constexpr Guid kGuids[] = {
 #undef OBJECT
 static_assert(std::size(kGuids) == ORVIX_TYPE_COUNT);
 
-template <class... Cases>
-struct Overload : Cases... {
-  using Cases::operator()...;
-};
-template <class... Cases>
-Overload(Cases...) -> Overload<Cases...>;
-
 uint64_t padding(uint64_t length) { return (kUnit - length % kUnit) % kUnit; }
 
 uint64_t payload_padding(const Object& object, uint64_t length) {
   return object.pkcs7 ? kUnit - length % kUnit : padding(length);
 }
 
+uint64_t size(const std::string& bytes) { return bytes.size(); }
+uint64_t size(const File& from) { return from.size; }
 uint64_t size(const std::vector<Object>& objects) {
   uint64_t sum = 0;
   for (const Object& object : objects) sum += pack::size(object);
@@ -59,29 +52,19 @@ std::string head(const Object& object, uint64_t header_units, uint64_t payload_u
   return bytes;
 }
 
-void write(const std::vector<Object>& objects, const Sink& sink, const Copy& files);
-
-void write(const Payload& payload, const Sink& sink, const Copy& files) {
-  std::visit(Overload{[&](const std::string& bytes) { sink(bytes); },  //
-                      [&](const File& from) { files(from, sink); },
-                      [&](const std::vector<Object>& children) { write(children, sink, files); },
-                      [&](const Container& container) { pack::write(container, sink, files); }},
-             payload);
-}
-
-void write(const Object& object, const Sink& sink, const Copy& files) {
-  const uint64_t length = pack::size(object.payload);
-  const uint64_t fill = payload_padding(object, length);
-  const uint64_t header_length = object.header.size() + padding(object.header.size());
-  sink(head(object, header_length / kUnit, (length + fill) / kUnit));
-  sink(object.header);
-  sink(std::string(padding(object.header.size()), '\0'));
-  write(object.payload, sink, files);
-  sink(std::string(fill, static_cast<char>(object.pkcs7 ? fill : 0)));
-}
-
-void write(const std::vector<Object>& objects, const Sink& sink, const Copy& files) {
-  for (const Object& object : objects) write(object, sink, files);
+void write(const std::string& bytes, const Sink& sink) { sink(bytes); }
+void write(const File& from, const Sink& sink) { copy(from, sink); }
+void write(const std::vector<Object>& objects, const Sink& sink) {
+  for (const Object& object : objects) {
+    const uint64_t length = pack::size(object.payload);
+    const uint64_t fill = payload_padding(object, length);
+    const uint64_t header_length = object.header.size() + padding(object.header.size());
+    sink(head(object, header_length / kUnit, (length + fill) / kUnit));
+    sink(object.header);
+    sink(std::string(padding(object.header.size()), '\0'));
+    pack::write(object.payload, sink);
+    sink(std::string(fill, static_cast<char>(object.pkcs7 ? fill : 0)));
+  }
 }
 
 void align(std::vector<Object>& objects, uint64_t at, uint64_t block) {
@@ -128,11 +111,7 @@ Object wrap(int type, std::string header, std::vector<Object> children) {
 }
 
 uint64_t size(const Payload& payload) {
-  return std::visit(Overload{[](const std::string& bytes) { return uint64_t{bytes.size()}; },  //
-                             [](const File& from) { return from.size; },
-                             [](const std::vector<Object>& children) { return size(children); },
-                             [](const Container& container) { return pack::size(container); }},
-                    payload);
+  return std::visit([](const auto& content) { return size(content); }, payload);
 }
 
 uint64_t size(const Object& object) {
@@ -148,9 +127,13 @@ uint64_t size(const Container& container) { return kFileGuid.size() + size(conta
 
 void align(Container& container, uint64_t block) { align(container.objects, kFileGuid.size(), block); }
 
-void write(const Container& container, const Sink& sink, const Copy& files) {
+void write(const Payload& payload, const Sink& sink) {
+  std::visit([&](const auto& content) { write(content, sink); }, payload);
+}
+
+void write(const Container& container, const Sink& sink) {
   sink({reinterpret_cast<const char*>(kFileGuid.data()), kFileGuid.size()});
-  write(container.objects, sink, files);
+  write(container.objects, sink);
 }
 
 std::string render(const Container& container) {
@@ -160,16 +143,9 @@ std::string render(const Container& container) {
   return bytes;
 }
 
-void write_file(const Container& container, const std::filesystem::path& path, const Progress& progress) {
+void write_file(const Container& container, const std::filesystem::path& path) {
   size(container);  // a tree that cannot be expressed is refused before anything is written
-  write_whole(path, [&](const Sink& sink) {
-    uint64_t done = 0;
-    write(container, [&](std::string_view piece) {
-      sink(piece);
-      done += piece.size();
-      if (progress) progress(done);
-    });
-  });
+  write_whole(path, [&](const Sink& sink) { write(container, sink); });
 }
 
 const PartKind* part_kind(int type) {

@@ -16,7 +16,7 @@
 /// Nothing is checked here but what the format cannot express, so that damaged containers can be built too.
 namespace coupler::pack {
 
-/// What cannot be built, and where the reason lies: a path, a key.
+/// What failed, and where the reason lies: a path, a key, an offset.
 struct Error : std::runtime_error {
   explicit Error(const std::string& text, std::string at = "") : runtime_error(text), place(std::move(at)) {}
   std::string place;
@@ -70,24 +70,23 @@ using Sink = std::function<void(std::string_view)>;
 /// Hands a file's content to `sink`, a bounded piece at a time.
 void copy(const File& from, const Sink& sink);
 
-/// @param files what hands the content of files on
-using Copy = std::function<void(const File&, const Sink&)>;
-void write(const Container& container, const Sink& sink, const Copy& files = copy);
+void write(const Payload& payload, const Sink& sink);
+void write(const Container& container, const Sink& sink);
 std::string render(const Container& container);
 
-/// Called with the number of bytes written so far; what it throws ends the writing.
-using Progress = std::function<void(uint64_t)>;
+/// Fails when `out` is one of the `inputs`, by whatever name.
+void refuse_overwriting(const std::filesystem::path& out, const std::vector<std::filesystem::path>& inputs);
 
-/// Writes the container as a file that appears whole or not at all. What stood at `path` before is replaced.
-void write_file(const Container& container, const std::filesystem::path& path, const Progress& progress = {});
+/// Writes the file `path`, whole or not at all, with what `content` hands to its sink. What stood there is replaced.
+void write_whole(const std::filesystem::path& path, const std::function<void(const Sink&)>& content);
+void write_file(const Container& container, const std::filesystem::path& path);
 
 /// A kind of part whose header has a text: its version, or its name.
 struct PartKind {
   std::string_view name;  ///< in manifests
   int type;
-  const char* text;  ///< what a manifest calls the text before the size
-  const char*
-      prefix;  ///< of the file that it becomes when the bundle is unpacked; one of SSD firmware has its own folder
+  const char* text;    ///< what a manifest calls the text before the size
+  const char* prefix;  ///< of the file that it becomes by unpacking; one of SSD firmware has its own folder
 
   bool is_named() const { return *prefix == '\0'; }
 };
@@ -103,31 +102,25 @@ constexpr PartKind kPartKinds[] = {
 /// @return the kind of that object type; null for another type
 const PartKind* part_kind(int type);
 
+// How far readers look.
+constexpr size_t kMostParts = 20;
+constexpr size_t kMostNames = 8;
+constexpr size_t kLongestName = 63;  // they keep names and versions in 64 bytes
+
 // The parts of a bundle. A part without data has a version or a name, and no size.
 
 Object part(int type, const std::string& text, const std::optional<Payload>& data = {});
 
-inline Object rommon(const std::string& version, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_firmware, version, data);
-}
-inline Object ssd(const std::string& version, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_ssd, version, data);
-}
-inline Object fpga(const std::string& version, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_firmwarehub, version, data);
-}
-inline Object pseq(const std::string& version, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_firmwareimageone, version, data);
-}
-inline Object lan_spi(const std::string& version, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_firmwareimagetwo, version, data);
-}
-inline Object image_file(const std::string& name, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_imagefile, name, data);
-}
-inline Object text_file(const std::string& name, const std::optional<Payload>& data = {}) {
-  return part(orvix_object_textfile, name, data);
-}
+/// Makes parts of one type.
+struct PartOf {
+  int type;
+  Object operator()(const std::string& text, const std::optional<Payload>& data = {}) const {
+    return part(type, text, data);
+  }
+};
+constexpr PartOf rommon{orvix_object_firmware}, ssd{orvix_object_ssd}, fpga{orvix_object_firmwarehub},
+    pseq{orvix_object_firmwareimageone}, lan_spi{orvix_object_firmwareimagetwo}, image_file{orvix_object_imagefile},
+    text_file{orvix_object_textfile};
 
 /// The fields of an image header. A text that fills its field leaves no room for a terminator, which the format allows.
 struct HeaderFields {

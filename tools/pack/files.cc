@@ -1,6 +1,4 @@
 // Files in, one file out. Every failure is an `Error` that gives the path and the system's reason.
-#include "tools/pack/files.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +7,7 @@
 
 #include "support/handle.h"
 #include "support/output.h"
+#include "tools/pack/builder.h"
 
 namespace coupler::pack {
 namespace {

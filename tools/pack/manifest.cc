@@ -8,23 +8,28 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "tools/pack/files.h"
+#include "tools/pack/ssd_file.h"
 
 namespace coupler::pack {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::json;
 using Keys = std::vector<std::string_view>;
 
-constexpr size_t kLongestName = 63;  // readers keep names and versions in 64 bytes
-constexpr size_t kMostParts = 20;
 constexpr uint64_t kMostBytes = 0xffff'ffff;
 constexpr int kDeepestImage = 8;
 constexpr size_t kLongestHeader = 0xffff * 16;
 
 constexpr std::string_view kImageHeader = "image-header";
 constexpr const char* kHeaderFile = "hdr";
+
+/// Keeps keys that come twice, so that they can be refused where they stand.
+template <class Key, class T, class Less, class Allocator>
+struct AllKeys : nlohmann::ordered_map<Key, T, Less, Allocator> {
+  using nlohmann::ordered_map<Key, T, Less, Allocator>::ordered_map;
+  T& operator[](const Key& key) { return this->emplace_back(key, T()).second; }  // called as the text is parsed
+};
+using Json = nlohmann::basic_json<AllKeys>;
 
 std::string list(const Keys& words) {
   std::string text;
@@ -65,14 +70,16 @@ struct Value {
 
   void must_be_object(const Keys& keys) const {
     if (!json.is_object()) reject("must be an object {...} with " + list(keys));
+    std::set<std::string> seen;
     for (const auto& [key, value] : json.items()) {
-      if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
+      if (!seen.insert(key).second) (*this)[key.c_str()].reject("the key stands there twice");
+      if (std::ranges::find(keys, key) == keys.end()) {
         reject("unknown key " + in_quotes(key) + "; there may be " + list(keys));
       }
     }
   }
 
-  std::string text(size_t longest) const {
+  std::string text(size_t longest = SIZE_MAX) const {
     if (!json.is_string()) reject("must be a text");
     const auto& value = json.get_ref<const std::string&>();
     if (value.size() > longest) {
@@ -100,6 +107,22 @@ class Reader {
  public:
   explicit Reader(fs::path directory) : directory_(std::move(directory)) {}
 
+  Manifest manifest(Kind kind, const Value& value) {
+    Manifest result;
+    if (kind == Kind::kSsdFile) {
+      ssd(value, result);
+    } else {
+      result.body = kind == Kind::kBundle ? bundle(value) : image(value);
+      if (size(result.body) > kMostBytes) {
+        warnings_.push_back("the result has more than 4 GiB, which readers cannot address");
+      }
+    }
+    result.files = std::move(files_);
+    result.warnings = std::move(warnings_);
+    return result;
+  }
+
+ private:
   Container bundle(const Value& value) {
     value.must_be_object({"parts"});
     return pack::bundle(parts(value["parts"]));
@@ -108,28 +131,25 @@ class Reader {
   Container image(const Value& value) {
     value.must_be_object({"header", "nesting", "file", "parts"});
     const HeaderFields header = header_fields(value["header"], header_keys());
-    const std::string nesting = value.has("nesting") ? value["nesting"].text(SIZE_MAX) : "image-type";
+    const std::string nesting = value.has("nesting") ? value["nesting"].text() : "image-type";
     if (nesting == "image-type") return plain_image(value, header, orvix_object_imagetype);
     if (nesting == "bundle-type") return plain_image(value, header, orvix_object_bundletype);
     if (nesting == "controller") return controller_image(value, header);
     value["nesting"].reject("unknown nesting " + in_quotes(nesting) + "; one of image-type, bundle-type, controller");
   }
 
-  SsdManifest ssd(const Value& value) {
+  void ssd(const Value& value, Manifest& result) {
     value.must_be_object({"identification", "models", "version", "file"});
-    SsdFirmware firmware{.identification = ssd_text(value["identification"]),
-                         .models = models(value["models"]),
-                         .version = ssd_text(value["version"])};
+    const SsdFirmware firmware{.identification = ssd_text(value["identification"]),
+                               .models = models(value["models"]),
+                               .version = ssd_text(value["version"])};
     if (firmware.version.find('/') != std::string::npos) value["version"].reject("must not hold \"/\"");
     const File binary = file(value["file"]);
     if (binary.size == 0 || binary.size > kMostBytes) value["file"].reject("must have 1 byte to 4 GiB");
-    return {std::move(firmware), binary, std::move(files), std::move(warnings)};
+    result.head = ssd_head(firmware, binary.size);
+    result.body = binary;
   }
 
-  std::vector<fs::path> files;
-  std::vector<std::string> warnings;
-
- private:
   std::string ssd_text(const Value& value) {
     std::string text = value.text(kSsdField);
     if (text.starts_with('0')) warn(value, "readers leave out the zeros that it begins with");
@@ -147,10 +167,11 @@ class Reader {
     return models;
   }
 
-  static Keys header_keys() {
+  static Keys header_keys(const char* more = nullptr) {
     Keys keys;
     for (const HeaderText& row : kHeaderTexts) keys.push_back(row.key);
     keys.insert(keys.end(), {"platform", "image_type"});
+    if (more != nullptr) keys.push_back(more);
     return keys;
   }
 
@@ -189,8 +210,10 @@ class Reader {
     std::map<std::string, Guid> names;
     for (size_t i = 0; i < value.json.size(); ++i) {
       const Value row{value.json[i], element(value.where, i)};
-      objects.push_back(part(row));
-      const std::string name = file_of(row);
+      if (!row.json.is_object()) row.reject("must be an object {...}");
+      const PartKind* const kind = kind_of(row["type"]);
+      objects.push_back(kind == nullptr ? image_header(header_fields(row, header_keys("type"))) : part(row, *kind));
+      const std::string name = kind == nullptr ? kHeaderFile : kind->prefix + row[kind->text].text();
       const auto [earlier, is_new] = names.emplace(name, objects.back().guid);
       if (is_new) continue;
       if (earlier->second != objects.back().guid) row.reject("an earlier part becomes the file " + name + " too");
@@ -199,27 +222,16 @@ class Reader {
     return objects;
   }
 
-  static std::string file_of(const Value& part) {
-    for (const PartKind& kind : kPartKinds) {
-      if (part.json["type"] == kind.name) return kind.prefix + part.json[kind.text].get<std::string>();
-    }
-    return kHeaderFile;
-  }
-
-  Object part(const Value& value) {
-    if (!value.json.is_object()) value.reject("must be an object {...}");
-    const std::string type = value["type"].text(SIZE_MAX);
-    if (type == kImageHeader) {
-      Keys keys = header_keys();
-      keys.push_back("type");
-      return image_header(header_fields(value, keys));
-    }
+  /// @return null for an image header
+  static const PartKind* kind_of(const Value& value) {
+    const std::string type = value.text();
     Keys types = {kImageHeader};
     for (const PartKind& kind : kPartKinds) {
-      if (kind.name == type) return part(value, kind);
+      if (kind.name == type) return &kind;
       types.push_back(kind.name);
     }
-    value["type"].reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
+    if (type != kImageHeader) value.reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
+    return nullptr;
   }
 
   Object part(const Value& value, const PartKind& kind) {
@@ -256,62 +268,24 @@ class Reader {
 
   File file(const Value& value) {
     try {
-      files.push_back(directory_ / value.text(SIZE_MAX));
-      return pack::file(files.back());
+      files_.push_back(directory_ / value.text());
+      return pack::file(files_.back());
     } catch (const Error& error) {
       value.reject(error.what());
     }
   }
 
-  void warn(const Value& value, const std::string& text) { warnings.push_back(value.where + ": " + text); }
+  void warn(const Value& value, const std::string& text) { warnings_.push_back(value.where + ": " + text); }
 
   const fs::path directory_;
   int depth_ = 0;
-};
-
-/// Sees a text go by as it is parsed, knows where in it the parser is, and refuses a key that comes twice.
-class KeysOnce {
- public:
-  bool operator()(int, Json::parse_event_t event, Json& parsed) {
-    using Event = Json::parse_event_t;
-    if (event == Event::key) {
-      Level& level = levels_.back();
-      level.key = parsed.get<std::string>();
-      if (!level.keys.insert(level.key).second) throw Error(where() + ": the key stands there twice", where());
-    } else if (event == Event::object_start || event == Event::array_start) {
-      levels_.push_back({event == Event::array_start, 0, "", {}});
-    } else {
-      if (event != Event::value) levels_.pop_back();
-      if (!levels_.empty()) ++levels_.back().index;
-    }
-    return true;
-  }
-
- private:
-  struct Level {
-    bool is_list;
-    size_t index;
-    std::string key;
-    std::set<std::string> keys;
-  };
-
-  std::string where() const {
-    std::string place;
-    for (const Level& level : levels_) {
-      place = level.is_list ? element(place, level.index) : place + (place.empty() ? "" : ".") + level.key;
-    }
-    return place;
-  }
-
-  std::vector<Level> levels_;
+  std::vector<fs::path> files_;
+  std::vector<std::string> warnings_;
 };
 
 Json parse_json(const std::string& text) {
-  KeysOnce keys;
   try {
-    return Json::parse(
-        text, [&](int depth, Json::parse_event_t event, Json& parsed) { return keys(depth, event, parsed); }, true,
-        /*ignore_comments=*/true);
+    return Json::parse(text, nullptr, true, /*ignore_comments=*/true);
   } catch (const Json::exception& error) {
     const std::string_view what = error.what();  // "[json.exception...] what and where"
     throw Error("not JSON: " + std::string(what.substr(what.find(']') + 2)));
@@ -325,45 +299,27 @@ std::string read_text(const fs::path& path) {
   return text;
 }
 
-/// Parses the text of the file at `path`; an error begins with that path.
-template <typename Parse>
-auto read(const fs::path& path, Parse parse) {
-  const std::string text = read_text(path);
-  try {
-    return parse(text);
-  } catch (const Error& error) {
-    throw Error(path.string() + ": " + error.what(), path.string() + (error.place.empty() ? "" : ": " + error.place));
-  }
-}
-
 }  // namespace
+
+void Manifest::write(const Sink& sink) const {
+  sink(head);
+  pack::write(body, sink);
+}
 
 Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& directory) {
   const Json json = parse_json(text);
-  Reader reader(directory);
-  Container container = kind == Kind::kBundle ? reader.bundle({json, ""}) : reader.image({json, ""});
-  if (size(container) > kMostBytes)
-    reader.warnings.push_back("the result has more than 4 GiB, which readers cannot address");
-  return {std::move(container), std::move(reader.files), std::move(reader.warnings)};
+  return Reader(directory).manifest(kind, {json, ""});
 }
 
 Manifest read_manifest(Kind kind, const fs::path& path) {
-  Manifest manifest =
-      read(path, [&](const std::string& text) { return parse_manifest(kind, text, path.parent_path()); });
-  manifest.files.push_back(path);
-  return manifest;
-}
-
-SsdManifest parse_ssd_manifest(const std::string& text, const fs::path& directory) {
-  const Json json = parse_json(text);
-  return Reader(directory).ssd({json, ""});
-}
-
-SsdManifest read_ssd_manifest(const fs::path& path) {
-  SsdManifest manifest =
-      read(path, [&](const std::string& text) { return parse_ssd_manifest(text, path.parent_path()); });
-  manifest.files.push_back(path);
-  return manifest;
+  const std::string text = read_text(path);
+  try {
+    Manifest manifest = parse_manifest(kind, text, path.parent_path());
+    manifest.files.push_back(path);
+    return manifest;
+  } catch (const Error& error) {
+    throw Error(path.string() + ": " + error.what(), path.string() + (error.place.empty() ? "" : ": " + error.place));
+  }
 }
 
 }  // namespace coupler::pack

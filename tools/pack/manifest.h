@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tools/pack/builder.h"
-#include "tools/pack/ssd_file.h"
 
 /// What is to be packed, as a JSON text. A bundle lists its parts:
 ///
@@ -29,12 +28,16 @@
 /// Relative paths start at the manifest's own directory.
 namespace coupler::pack {
 
-enum class Kind { kBundle, kImage };
+enum class Kind { kBundle, kImage, kSsdFile };
 
 struct Manifest {
-  Container container;
+  std::string head;  ///< of an SSD firmware file: what stands before the body
+  Payload body;
   std::vector<std::filesystem::path> files;  ///< what it is made from; of one that was read, the manifest's own too
   std::vector<std::string> warnings;         ///< what can be packed, but will not be read as it may be meant
+
+  uint64_t size() const { return head.size() + pack::size(body); }
+  void write(const Sink& sink) const;
 };
 
 /// @throws Error that names the key, what is wrong with it and what would be right
@@ -42,15 +45,5 @@ Manifest parse_manifest(Kind kind, const std::string& text, const std::filesyste
 
 /// As above, for a file, or standard input where it is "-"; the error begins with its path.
 Manifest read_manifest(Kind kind, const std::filesystem::path& path);
-
-struct SsdManifest {
-  SsdFirmware firmware;
-  File binary;
-  std::vector<std::filesystem::path> files;
-  std::vector<std::string> warnings;
-};
-
-SsdManifest parse_ssd_manifest(const std::string& text, const std::filesystem::path& directory);
-SsdManifest read_ssd_manifest(const std::filesystem::path& path);
 
 }  // namespace coupler::pack

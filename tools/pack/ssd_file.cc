@@ -1,7 +1,7 @@
-// Builds SSD firmware files.
+// SSD firmware files: what stands before the firmware of a drive.
 #include "tools/pack/ssd_file.h"
 
-#include "tools/pack/files.h"
+#include "tools/pack/builder.h"
 
 namespace coupler::pack {
 namespace {
@@ -23,6 +23,13 @@ std::string list(const std::vector<std::string>& models) {
   return text;
 }
 
+/// The text at `offset` without the blanks that fill its field up, nor what fills it on the left.
+std::string field(const std::string& head, size_t offset, const char* filling) {
+  std::string text = head.substr(offset, kSsdField);
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text.erase(0, text.find_first_not_of(filling));
+}
+
 }  // namespace
 
 std::string ssd_head(const SsdFirmware& firmware, uint64_t size) {
@@ -32,17 +39,24 @@ std::string ssd_head(const SsdFirmware& firmware, uint64_t size) {
          list(firmware.models) + padded(firmware.version) + padded(std::to_string(size));
 }
 
-void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path,
-                    const Progress& progress) {
-  write_whole(path, [&](const Sink& sink) {
-    uint64_t done = 0;
-    sink(ssd_head(firmware, binary.size));
-    copy(binary, [&](std::string_view piece) {
-      sink(piece);
-      done += piece.size();
-      if (progress) progress(done);
-    });
-  });
+bool is_number(const std::string& text) {
+  return !text.empty() && text.size() < 18 && text.find_first_not_of("0123456789") == text.npos;
+}
+
+SsdFile read_ssd_head(const std::string& head, uint64_t size) {
+  if (head.size() < kSsdModels) return {"it is too short"};
+  const std::string count = head.substr(kSsdModels - 2, 2);
+  if (!is_number(count) || count == "00") return {"the number of models is none"};
+  const size_t version = kSsdModels + kSsdField * std::stoul(count);
+  const size_t binary = version + 2 * kSsdField;
+  if (head.size() < binary) return {"it ends within its models"};
+  const std::string length = field(head, version + kSsdField, " ");
+  if (!is_number(length) || std::stoull(length) == 0) return {"the length of its binary is none"};
+  SsdFile file{std::stoull(length) > size - binary ? "its binary is cut short" : ""};
+  file.firmware = {field(head, 4, "0"), {}, field(head, version, "0")};
+  for (size_t at = kSsdModels; at < version; at += kSsdField) file.firmware.models.push_back(field(head, at, ""));
+  file.size = std::stoull(length);
+  return file;
 }
 
 }  // namespace coupler::pack

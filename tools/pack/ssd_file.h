@@ -1,13 +1,10 @@
-// Builds SSD firmware files.
+// SSD firmware files: what stands before the firmware of a drive.
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "tools/pack/builder.h"
-
-/// Builds SSD firmware files: the firmware of a drive behind the list of the models that it is for.
+/// SSD firmware files: the firmware of a drive behind the list of the models that it is for.
 namespace coupler::pack {
 
 constexpr size_t kSsdField = 16;
@@ -25,8 +22,19 @@ struct SsdFirmware {
 /// @throws Error when a text is longer than 16 characters, or there are more than 99 models
 std::string ssd_head(const SsdFirmware& firmware, uint64_t size);
 
-/// Writes the file, whole or not at all. What stood at `path` before is replaced.
-void write_ssd_file(const SsdFirmware& firmware, const File& binary, const std::filesystem::path& path,
-                    const Progress& progress = {});
+constexpr size_t kLongestSsdHead = kSsdModels + kSsdField * (kMostSsdModels + 2);
+
+/// What a file says of itself, and what is wrong with it; empty when nothing is.
+struct SsdFile {
+  std::string fault;
+  SsdFirmware firmware = {};
+  uint64_t size = 0;  ///< of its binary, bytes
+};
+
+/// @param head the file's beginning, as much of `kLongestSsdHead` bytes as there is
+/// @param size of the whole file
+SsdFile read_ssd_head(const std::string& head, uint64_t size);
+
+bool is_number(const std::string& text);
 
 }  // namespace coupler::pack
