@@ -59,6 +59,8 @@ Command setting(const char* name, const char* about, const Argument& argument, c
           }};
 }
 
+Json shown(int agent) { return agent == 0 ? Json("not running") : Json(agent); }
+
 /// The agent's process once it is as `running` says, or after some seconds as it is; 0: none.
 int settled_agent(bool running) {
   constexpr int kLooks = 60;
@@ -79,7 +81,7 @@ Command service_switch(const char* name, const char* about, const char* done, bo
           throw Failure(std::string(kAgentService) + " does not say so now; the agent was not " + done, kAgentService);
         }
         const int agent = settled_agent(on);
-        print_report(context, {{done, "snmp"}, {"agent", agent == 0 ? Json("not running") : Json(agent)}});
+        print_report(context, {{done, "snmp"}, {"agent", shown(agent)}});
         if ((agent != 0) != on)
           throw Failure("the service file says so, but " + std::string(on ? "no agent runs" : "the agent still runs"));
       }};
@@ -146,26 +148,9 @@ Command deletion(const char* about, const Argument& argument, const Kind& kind) 
           [=](const Context& context, const Arguments& arguments) { remove(context, arguments, kind); }};
 }
 
-template <typename Test>
-Lines agent_lines(Test test) {
-  Lines found = lines_of(kAgentConfig);
-  std::erase_if(found, [&](const std::string& line) { return !test(line); });
-  return found;
-}
-
-Lines lines_of_host(const std::string& address) {
-  Lines found;
-  for (const Destination& host : configured_destinations()) {
-    const bool with_port = host.address.starts_with(address + ':') &&
-                           host.address.find_first_not_of("0123456789", address.size() + 1) == std::string::npos;
-    if (host.address == address || with_port) found.push_back(host.line);
-  }
-  return found;
-}
-
 // The library's deletions take every line that holds the text, of destinations those with one of their keywords.
 Lines matching_hosts(const std::string& address) {
-  return agent_lines([&](const std::string& line) {
+  return agent_lines([&](const std::string& line, const Lines&) {
     constexpr const char* kKeywords[] = {"trapsess", "trap2sink", "trapsink", "informsink"};
     return line.find(address) != line.npos &&
            std::ranges::any_of(kKeywords, [&](const char* word) { return line.find(word) != line.npos; });
@@ -173,7 +158,7 @@ Lines matching_hosts(const std::string& address) {
 }
 
 Lines matching_lines(const std::string& text) {
-  return agent_lines([&](const std::string& line) { return line.find(text) != line.npos; });
+  return agent_lines([&](const std::string& line, const Lines&) { return line.find(text) != line.npos; });
 }
 
 constexpr Kind kHost{"destination", "ADDRESS", lines_of_host, matching_hosts, SCI_DeleteSnmpHostV3};
@@ -221,20 +206,8 @@ void add_host(const Context& context, const Arguments& arguments) {
   print_report(context, {{"added", address}});
 }
 
-Json destinations() {
-  Json hosts = Json::array();
-  for (const Destination& host : configured_destinations()) {
-    hosts.push_back({{"destination", host.address},
-                     {"version", host.version},
-                     {"notify", host.notify},
-                     {"name", host.name},
-                     {"level", host.level}});
-  }
-  return hosts;
-}
-
 void list_hosts(const Context& context, const Arguments&) {
-  const Json hosts = destinations();
+  const Json hosts = configured_destinations();
   print_table(context, {{"hosts", hosts}},
               Table({{"destination", "destination"},
                      {"version", "version"},
@@ -245,8 +218,7 @@ void list_hosts(const Context& context, const Arguments&) {
 }
 
 void show(const Context& context, const Arguments&) {
-  const int agent = running_agent();
-  Json hosts = destinations();
+  Json hosts = configured_destinations();
   if (!context.json) {
     for (Json& host : hosts) {
       const std::string level = host["level"];
@@ -255,7 +227,7 @@ void show(const Context& context, const Arguments&) {
     }
   }
   print_report(context, {{"enabled", is_enabled()},
-                         {"agent", agent == 0 ? Json("not running") : Json(agent)},
+                         {"agent", shown(running_agent())},
                          {"contact", configured_text("sysContact")},
                          {"location", configured_text("sysLocation")},
                          {"communities", communities()},

@@ -30,10 +30,24 @@ std::string value_of(const Lines& words, const char* option) {
   return found == words.end() || found + 1 == words.end() ? "" : *(found + 1);
 }
 
-Destination session(const Lines& words, const std::string& line) {
+Json destination(const std::string& address, const std::string& version, const char* notify, const std::string& name,
+                 const std::string& level) {
+  return {{"destination", address}, {"version", version}, {"notify", notify}, {"name", name}, {"level", level}};
+}
+
+/// What a line's words configure; null when it is no destination.
+Json destination(const Lines& words) {
+  constexpr struct {
+    const char *keyword, *version, *notify;
+  } kSinks[] = {{"trapsink", "1", "trap"}, {"trap2sink", "2", "trap"}, {"informsink", "2", "inform"}};
+  if (words.size() < 2) return nullptr;
+  for (const auto& [keyword, version, notify] : kSinks) {
+    if (words[0] == keyword) return destination(words[1], version, notify, words.size() > 2 ? words[2] : "", "");
+  }
+  if (words[0] != "trapsess") return nullptr;
   const bool inform = std::ranges::find(words, "-Ci") != words.end();
-  return {words.back(),          value_of(words, "-v"), inform ? "inform" : "trap",
-          value_of(words, "-u"), value_of(words, "-l"), line};
+  return destination(words.back(), value_of(words, "-v"), inform ? "inform" : "trap", value_of(words, "-u"),
+                     value_of(words, "-l"));
 }
 
 /// The agent keeps names that are not plain in hexadecimal.
@@ -89,9 +103,15 @@ std::string read_password(const std::string& what, const std::string& file) {
   return file.empty() ? ask(what) : first_line(file);
 }
 
+Lines agent_lines(const std::function<bool(const std::string&, const Lines&)>& test, const char* path) {
+  Lines found = lines_of(path);
+  std::erase_if(found, [&](const std::string& line) { return !test(line, words_of(line)); });
+  return found;
+}
+
 bool is_enabled() {
-  return std::ranges::any_of(lines_of(kAgentService),
-                             [](const std::string& line) { return line.find("enabled = True") != line.npos; });
+  const auto enables = [](const std::string& line, const Lines&) { return line.find("enabled = True") != line.npos; };
+  return !agent_lines(enables, kAgentService).empty();
 }
 
 std::string without_passwords(const std::string& line) {
@@ -106,17 +126,10 @@ std::string without_passwords(const std::string& line) {
   return shown;
 }
 
-std::vector<Destination> configured_destinations() {
-  std::vector<Destination> found;
+Json configured_destinations() {
+  Json found = Json::array();
   for (const std::string& line : lines_of(kAgentConfig)) {
-    const Lines words = words_of(line);
-    if (words.size() < 2) continue;
-    const std::string& kind = words[0];
-    const std::string community = words.size() > 2 ? words[2] : "";
-    if (kind == "trapsink") found.push_back({words[1], "1", "trap", community, "", line});
-    if (kind == "trap2sink") found.push_back({words[1], "2", "trap", community, "", line});
-    if (kind == "informsink") found.push_back({words[1], "2", "inform", community, "", line});
-    if (kind == "trapsess") found.push_back(session(words, line));
+    if (const Json row = destination(words_of(line)); !row.is_null()) found.push_back(row);
   }
   return found;
 }
@@ -130,24 +143,26 @@ Lines configured_users() {
   return found;
 }
 
+Lines lines_of_host(const std::string& address) {
+  return agent_lines([&](const std::string&, const Lines& words) {
+    const Json host = destination(words);
+    if (host.is_null()) return false;
+    const std::string configured = host["destination"];
+    return configured == address || (configured.starts_with(address + ':') &&
+                                     configured.find_first_not_of("0123456789", address.size() + 1) == address.npos);
+  });
+}
+
 Lines lines_of_community(const std::string& community) {
-  Lines found;
-  for (const std::string& line : lines_of(kAgentConfig)) {
-    const Lines words = words_of(line);
-    const bool reads = words.size() > 1 && (words[0] == "rocommunity" || words[0] == "rocommunity6");
-    if (reads && words[1] == community) found.push_back(line);
-  }
-  return found;
+  return agent_lines([&](const std::string&, const Lines& words) {
+    return words.size() > 1 && (words[0] == "rocommunity" || words[0] == "rocommunity6") && words[1] == community;
+  });
 }
 
 Lines lines_of_user(const std::string& name) {
-  Lines found;
-  for (const char* path : {kAgentConfig, kAgentState}) {
-    if (!exists(path)) continue;
-    for (const std::string& line : lines_of(path)) {
-      if (is_user(words_of(line), name)) found.push_back(line);
-    }
-  }
+  const auto test = [&](const std::string&, const Lines& words) { return is_user(words, name); };
+  Lines found = agent_lines(test);
+  if (exists(kAgentState)) std::ranges::move(agent_lines(test, kAgentState), std::back_inserter(found));
   return found;
 }
 

@@ -1,10 +1,11 @@
 // What the agent's files say, and passwords for it. The library's own lists hold only what the same process has added.
 #pragma once
 
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "tools/input.h"
+#include "tools/print.h"
 
 namespace coupler::tools {
 
@@ -19,21 +20,19 @@ bool is_enabled();
 /// A line as it may be shown: passwords are stars.
 std::string without_passwords(const std::string& line);
 
-struct Destination {
-  std::string address;  ///< with its port, when it has one
-  std::string version;
-  std::string notify;
-  std::string name;   ///< community or user
-  std::string level;  ///< of a user
-  std::string line;
-};
+/// The lines of the file, each with its words, that pass the test.
+Lines agent_lines(const std::function<bool(const std::string& line, const Lines& words)>& test,
+                  const char* path = kAgentConfig);
 
-std::vector<Destination> configured_destinations();
+/// Each with "destination" (and its port, when it has one), "version", "notify", "name" (community or user) and "level"
+/// (of a user).
+Json configured_destinations();
 
 /// The names of the users who may read.
 Lines configured_users();
 
-/// The lines that make the community able to read, or the user known to the agent.
+/// The lines that make it a destination, the community able to read, or the user known to the agent.
+Lines lines_of_host(const std::string& address);
 Lines lines_of_community(const std::string& community);
 Lines lines_of_user(const std::string& name);
 
