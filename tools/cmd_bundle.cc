@@ -55,8 +55,7 @@ class Contents {
         if (node.type == type) report_[key] = node.label();
       }
       if (node.type == orvix_object_imageheader) wanted = header(node);
-      const pack::PartKind* const kind = pack::part_kind(node.type);
-      if (outermost && kind != nullptr && kind->is_named()) name(parts[i], wanted);
+      if (outermost && node.is_named()) name(parts[i], wanted);
     }
   }
 

@@ -1,4 +1,5 @@
 // Software images, and the container format itself.
+#include <algorithm>
 #include <memory>
 
 #include "brantix/image.h"
@@ -10,72 +11,50 @@
 namespace coupler::tools {
 namespace {
 
-using Digests = std::vector<std::string>;  // of the nodes; none where they were not asked for
-
-Digests digests_of(const Tree& tree) {
-  Digests digests;
-  for (const Node& node : tree.nodes) {
-    const uint64_t length = node.content_length();
-    const bool whole = node.type >= 0 && node.payload() <= tree.file.size && length <= tree.file.size - node.payload();
-    digests.push_back(whole ? tree.sha256(node) : "");
-  }
-  return digests;
+Json row_of(const Tree& tree, const Node& node, bool with_digest) {
+  Json row = {{"offset", node.offset}, {"depth", node.depth}, {"name", node.name}};
+  if (node.type < 0) return row;
+  row.update({{"type", node.type},
+              {"header_length", node.header_length},
+              {"payload_length", node.payload_length},
+              {"flags", node.flags},
+              {"text", node.text}});
+  const bool whole = node.payload() <= tree.file.size && node.content_length() <= tree.file.size - node.payload();
+  if (with_digest && whole) row["sha256"] = tree.sha256(node);
+  return row;
 }
 
-void print_table(const Tree& tree, const Digests& digests) {
+Table table_of(const Json& rows, const Findings& problems, bool with_digest) {
   constexpr auto kRight = Table::Align::kRight;
-  Table table({{"OFFSET", "", kRight},
-               {"OBJECT"},
-               {"HEADER", "", kRight},
-               {"PAYLOAD", "", kRight},
-               {"FLAGS", "", kRight},
-               {"TEXT"},
-               {digests.empty() ? "" : "SHA-256"}});
-  for (size_t i = 0; i < tree.nodes.size(); ++i) {
-    const Node& node = tree.nodes[i];
-    const std::string digest = digests.empty() ? "" : digests[i];
-    const std::string name = std::string(static_cast<size_t>(node.depth) * 2, ' ') + node.name;
-    const Style style = node.broken ? Style::kAlarm : Style::kPlain;
-    if (node.type < 0) {
-      table.row({std::to_string(node.offset), name, "", "", "", "", digest}, style);
-    } else {
-      table.row(
-          {std::to_string(node.offset), name, std::to_string(node.header_length), std::to_string(node.payload_length),
-           node.flags == 0 ? "" : hexadecimal(node.flags), node.text, digest},
-          style);
-    }
-  }
-  table.print();
-}
-
-Json to_json(const Node& node, const std::string& digest) {
-  Json object = {{"offset", node.offset}, {"depth", node.depth}, {"name", node.name}};
-  if (node.type < 0) return object;
-  object.update({{"type", node.type},
-                 {"header_length", node.header_length},
-                 {"payload_length", node.payload_length},
-                 {"flags", node.flags},
-                 {"text", node.text}});
-  if (!digest.empty()) object["sha256"] = digest;
-  return object;
-}
-
-Json to_json(const Tree& tree, const std::string& path, const Digests& digests) {
-  Json report = {{"file", path}, {"size", tree.file.size}, {"objects", Json::array()}, {"problems", Json::array()}};
-  for (size_t i = 0; i < tree.nodes.size(); ++i) {
-    report["objects"].push_back(to_json(tree.nodes[i], digests.empty() ? "" : digests[i]));
-  }
-  for (const Finding& problem : tree.problems) {
-    report["problems"].push_back({{"offset", problem.offset}, {"text", problem.text}});
-  }
-  return report;
+  const auto name = [](const Json& row) {
+    return std::string(row["depth"].get<size_t>() * 2, ' ') + std::string(row["name"]);
+  };
+  const auto flags = [](const Json& row) {
+    const uint8_t set = row.value("flags", uint8_t{0});
+    return set == 0 ? "" : hexadecimal(set);
+  };
+  return Table({{"OFFSET", "offset", kRight},
+                {.title = "OBJECT", .text = name},
+                {"HEADER", "header_length", kRight},
+                {"PAYLOAD", "payload_length", kRight},
+                {.title = "FLAGS", .align = kRight, .text = flags},
+                {"TEXT", "text"},
+                {with_digest ? "SHA-256" : "", "sha256"}},
+               rows, [&](const Json& row) {
+                 return std::ranges::find(problems, row["offset"].get<uint64_t>(), &Finding::offset) != problems.end();
+               });
 }
 
 void show_tree(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
+  const bool with_digest = arguments.contains("--digest");
   const Tree tree = read_tree(path);
-  const Digests digests = arguments.contains("--digest") ? digests_of(tree) : Digests();
-  context.json ? print_json(to_json(tree, path, digests)) : print_table(tree, digests);
+  Json report = {{"file", path}, {"size", tree.file.size}, {"objects", Json::array()}, {"problems", Json::array()}};
+  for (const Node& node : tree.nodes) report["objects"].push_back(row_of(tree, node, with_digest));
+  for (const auto& [offset, text, part, note] : tree.problems) {
+    report["problems"].push_back({{"offset", offset}, {"text", text}});
+  }
+  print_table(context, report, table_of(report["objects"], tree.problems, with_digest));
   must_be_whole(" is broken:", path, tree.problems);
 }
 

@@ -1,7 +1,6 @@
 // What changed from one bundle or container to another.
 #include <map>
 
-#include "tools/pack/builder.h"
 #include "tools/print.h"
 #include "tools/tree.h"
 
@@ -36,8 +35,7 @@ class Pieces {
     names_.erase(names_.lower_bound(node.depth), names_.end());
     if (node.type < 0 || (parts_only && node.depth != tree_.nodes[2].depth + 1)) return;
     std::string name = above(parts_only) + node.name;
-    const pack::PartKind* const kind = pack::part_kind(node.type);
-    if (kind != nullptr && kind->is_named()) name += ' ' + node.label();
+    if (node.is_named()) name += ' ' + node.label();
     const int count = ++counts_[name];
     if (count > 1) name += " #" + std::to_string(count);
     names_[node.depth] = name;
@@ -86,8 +84,6 @@ Json differences(const std::string& before, const std::string& after, bool parts
 Json compared(const Arguments& arguments, bool parts_only) {
   try {
     return differences(arguments.at("OLD"), arguments.at("NEW"), parts_only);
-  } catch (const WrongUsage&) {
-    throw;
   } catch (const Failure& failure) {
     throw WrongUsage(failure.what(), failure.place);
   }
@@ -113,14 +109,10 @@ void show(const Context& context, const Arguments& arguments, bool parts_only) {
 }  // namespace
 
 Command diff_command(bool parts_only) {
-  const auto parts = [](const Context& context, const Arguments& arguments) { show(context, arguments, true); };
-  const auto objects = [](const Context& context, const Arguments& arguments) { show(context, arguments, false); };
-  Command command{.name = "diff",
-                  .about = parts_only ? "Compare the parts of two bundles" : "Compare the objects of two containers",
-                  .arguments = {{"OLD", "the first"}, {"NEW", "the second; ends with 0 when it is the same, else 1"}},
-                  .run = objects};
-  if (parts_only) command.run = parts;
-  return command;
+  return {.name = "diff",
+          .about = parts_only ? "Compare the parts of two bundles" : "Compare the objects of two containers",
+          .arguments = {{"OLD", "the first"}, {"NEW", "the second; ends with 0 when it is the same, else 1"}},
+          .run = [=](const Context& context, const Arguments& arguments) { show(context, arguments, parts_only); }};
 }
 
 }  // namespace coupler::tools

@@ -148,9 +148,10 @@ void examine(const Context& context, const Arguments&) {
   for (const Library& library : kLibraries) needs.push_back(look(library));
   for (const Place& place : kPlaces) needs.push_back(look(place));
   for (const auto& special : {look_at_shell, look_at_agent, look_at_notification_service}) needs.push_back(special());
+  const auto is_wrong = [](const Json& row) { return row["well"] == false; };
   print_table(context, {{"needs", needs}},
-              Table({{"NEED", "kind"}, {"WHAT", "what"}, {"STATE", "state"}, {"BREAKS", "breaks"}}, needs));
-  const auto missing = std::ranges::count(needs, false, [](const Json& row) { return row["well"].get<bool>(); });
+              Table({{"NEED", "kind"}, {"WHAT", "what"}, {"STATE", "state"}, {"BREAKS", "breaks"}}, needs, is_wrong));
+  const auto missing = std::ranges::count_if(needs, is_wrong);
   if (missing > 0) throw Failure(std::to_string(missing) + " of these are missing or wrong");
 }
 

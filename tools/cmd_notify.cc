@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cstdio>
 #include <deque>
-#include <optional>
+#include <limits>
 
 #include "brantix/notify.h"
 #include "tools/host.h"
@@ -14,11 +14,13 @@ namespace {
 using Oid = std::vector<uint64_t>;
 
 template <typename Number>
-Number parse(std::string_view text, const std::string& what) {
+Number parse(std::string_view text, std::string what = "") {
+  using Limits = std::numeric_limits<Number>;
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) throw WrongUsage(std::string(text) + " is not " + what);
-  return number;
+  if (error == std::errc() && end == text.data() + text.size()) return number;
+  if (what.empty()) what = "a number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
+  throw WrongUsage(std::string(text) + " is not " + what);
 }
 
 Oid parse_oid(std::string_view text) {
@@ -48,44 +50,42 @@ class Oids {
   std::deque<Oid> kept_;
 };
 
-void set_text(const std::string& text, SCI_snmp_varbind_s& variable, Oids&) { variable.value.text = text.c_str(); }
-void set_unsigned32(const std::string& text, SCI_snmp_varbind_s& variable, Oids&) {
-  variable.value.unsigned32 = parse<uint32_t>(text, "a number from 0 to 4294967295");
-}
-
 constexpr struct {
   char letter;
   uint8_t type;
-  void (*set_value)(const std::string& text, SCI_snmp_varbind_s& variable, Oids& oids);
-} kTypes[] = {
-    {'i', BRANTIX_SNMP_INTEGER,
-     [](const std::string& text, SCI_snmp_varbind_s& variable, Oids&) {
-       variable.value.integer = parse<int32_t>(text, "a number from -2147483648 to 2147483647");
-     }},
-    {'s', BRANTIX_SNMP_OCTET_STRING, set_text},
-    {'o', BRANTIX_SNMP_OBJECT_ID,
-     [](const std::string& text, SCI_snmp_varbind_s& variable, Oids& oids) {
-       oids.set(text, variable.value.oid, variable.value_oid_len);
-     }},
-    {'T', BRANTIX_SNMP_TEXT, set_text},
-    {'c', BRANTIX_SNMP_COUNTER32, set_unsigned32},
-    {'u', BRANTIX_SNMP_GAUGE32, set_unsigned32},
-    {'C', BRANTIX_SNMP_COUNTER64,
-     [](const std::string& text, SCI_snmp_varbind_s& variable, Oids&) {
-       variable.value.counter64 = parse<uint64_t>(text, "a number from 0 to 18446744073709551615");
-     }},
-};
+} kTypes[] = {{'i', BRANTIX_SNMP_INTEGER},  {'s', BRANTIX_SNMP_OCTET_STRING}, {'o', BRANTIX_SNMP_OBJECT_ID},
+              {'T', BRANTIX_SNMP_TEXT},     {'c', BRANTIX_SNMP_COUNTER32},    {'u', BRANTIX_SNMP_GAUGE32},
+              {'C', BRANTIX_SNMP_COUNTER64}};
+
+uint8_t type_of(std::string_view letter) {
+  for (const auto& row : kTypes) {
+    if (letter == std::string_view(&row.letter, 1)) return row.type;
+  }
+  throw WrongUsage(std::string(letter) + " is no type; types are i, s, o, T, c, u and C");
+}
 
 SCI_snmp_varbind_s make_variable(const std::string& oid, std::string_view letter, const std::string& text, Oids& oids) {
   SCI_snmp_varbind_s variable{};
   oids.set(oid, variable.oid, variable.oid_len);
-  for (const auto& row : kTypes) {
-    if (letter != std::string_view(&row.letter, 1)) continue;
-    variable.type = row.type;
-    row.set_value(text, variable, oids);
-    return variable;
+  variable.type = type_of(letter);
+  switch (variable.type) {
+    case BRANTIX_SNMP_INTEGER:
+      variable.value.integer = parse<int32_t>(text);
+      break;
+    case BRANTIX_SNMP_OBJECT_ID:
+      oids.set(text, variable.value.oid, variable.value_oid_len);
+      break;
+    case BRANTIX_SNMP_COUNTER64:
+      variable.value.counter64 = parse<uint64_t>(text);
+      break;
+    case BRANTIX_SNMP_COUNTER32:
+    case BRANTIX_SNMP_GAUGE32:
+      variable.value.unsigned32 = parse<uint32_t>(text);
+      break;
+    default:
+      variable.value.text = text.c_str();
   }
-  throw WrongUsage(std::string(letter) + " is no type; types are i, s, o, T, c, u and C");
+  return variable;
 }
 
 std::string without_line_end(std::string text) {

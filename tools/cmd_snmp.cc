@@ -11,15 +11,15 @@
 namespace coupler::tools {
 namespace {
 
-constexpr Choice kVersions[] = {{"1", 1}, {"2", 2, "2c"}, {"3", 3}};
+constexpr Choice kVersions[] = {{"1", 1}, {"2 2c", 2}, {"3", 3}};
 constexpr Choice kNotifyTypes[] = {{"trap", SCI_SNMP_TRAP}, {"inform", SCI_SNMP_INFORM}};
 constexpr Choice kLevels[] = {{"noAuthNoPriv", SCI_SNMP_NO_AUTH_NO_PRIV},
                               {"authNoPriv", SCI_SNMP_AUTH_NO_PRIV},
                               {"authPriv", SCI_SNMP_AUTH_PRIV}};
 constexpr int32_t kSha = 2;
-constexpr Choice kAuthentication[] = {{"MD5", 1}, {"SHA", kSha, "SHA-1 SHA1"}, {"SHA-256", 3, "SHA256"}};
+constexpr Choice kAuthentication[] = {{"MD5", 1}, {"SHA SHA-1 SHA1", kSha}, {"SHA-256 SHA256", 3}};
 constexpr int32_t kAes = 3;
-constexpr Choice kPrivacy[] = {{"none", 1}, {"AES", kAes, "AES-128 AES128"}};
+constexpr Choice kPrivacy[] = {{"none", 1}, {"AES AES-128 AES128", kAes}};
 
 /// A text that is fit for a line of the agent's configuration file.
 const std::string& one_line(const std::string& text) {

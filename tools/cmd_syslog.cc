@@ -1,11 +1,11 @@
 // Where syslog messages go.
 #include <sys/syslog.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 
 #include "brantix/notify.h"
-#include "support/lines.h"
 #include "tools/host.h"
 #include "tools/input.h"
 #include "tools/print.h"
@@ -15,17 +15,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr Choice kSeverities[] = {{"emergencies", 0, "0 emergency emerg panic"},
-                                  {"alerts", 1, "1 alert"},
-                                  {"critical", 2, "2 crit"},
-                                  {"errors", 3, "3 error err"},
-                                  {"warnings", 4, "4 warning warn"},
-                                  {"notifications", 5, "5 notification notice"},
-                                  {"information", 6, "6 informational info"},
-                                  {"debugging", 7, "7 debug"}};
+constexpr Choice kSeverities[] = {{"emergencies 0 emergency emerg panic", 0},
+                                  {"alerts 1 alert", 1},
+                                  {"critical 2 crit", 2},
+                                  {"errors 3 error err", 3},
+                                  {"warnings 4 warning warn", 4},
+                                  {"notifications 5 notification notice", 5},
+                                  {"information 6 informational info", 6},
+                                  {"debugging 7 debug", 7}};
 constexpr auto kConsole = std::span(kSeverities).first(3);
-constexpr Choice kFacilities[] = {{"local0", 0, "0"}, {"local1", 1, "1"}, {"local2", 2, "2"}, {"local3", 3, "3"},
-                                  {"local4", 4, "4"}, {"local5", 5, "5"}, {"local6", 6, "6"}, {"local7", 7, "7"}};
+constexpr Choice kFacilities[] = {{"local0 0", 0}, {"local1 1", 1}, {"local2 2", 2}, {"local3 3", 3},
+                                  {"local4 4", 4}, {"local5 5", 5}, {"local6 6", 6}, {"local7 7", 7}};
 
 using Operation = int32_t (*)(const Arguments&);
 
@@ -42,13 +42,8 @@ Command setting(const char* name, const char* about, std::vector<Argument> argum
 }
 
 std::string severity_name(const std::string& text) {
-  for (const Choice& choice : kSeverities) {
-    std::string_view names = choice.also;
-    for (auto name = take_word(names, " "); !name.empty(); name = take_word(names, " ")) {
-      if (name == text) return choice.name;
-    }
-  }
-  return text;
+  const auto* const found = std::ranges::find_if(kSeverities, [&](const Choice& choice) { return choice.means(text); });
+  return std::string(found == std::end(kSeverities) ? text : found->name());
 }
 
 /// What a file of settings says, as the platform's script writes it; nothing for one of another hand.

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/lines.h"
 #include "tools/pack/builder.h"
 
 /// A family is a file cmd_*.cc, declared here and listed once in couplerctl.cc.
@@ -27,11 +28,13 @@ struct WrongUsage : Failure {
   using Failure::Failure;
 };
 
-/// What an argument may be: its name, other ways to write it (separated by blanks), and the number it stands for.
+/// What an argument may be: its name and other ways to write it, separated by blanks, and the number it stands for.
 struct Choice {
-  const char* name;
+  std::string_view names;
   int32_t number;
-  const char* also = "";
+
+  std::string_view name() const { return up_to(names, " "); }
+  bool means(std::string_view text) const;
 };
 
 struct Arguments : std::map<std::string, std::string> {

@@ -1,15 +1,14 @@
 // couplerctl: finds the command that was meant, runs it, and ends with what came of it.
 #include <strings.h>
-#include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <numeric>
-#include <sstream>
 
 #include "support/handle.h"
 #include "tools/command.h"
@@ -27,22 +26,9 @@ struct Chosen {
   const CLI::App* app = nullptr;
 };
 
-bool same(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
-}
-
-bool means(const Choice& choice, const std::string& text) {
-  if (same(choice.name, text)) return true;
-  std::istringstream names(choice.also);
-  for (std::string name; names >> name;) {
-    if (same(name, text)) return true;
-  }
-  return false;
-}
-
-std::string list(std::span<const Choice> choices) {
+std::string list(std::span<const Choice> choices, const char* separator) {
   std::string text;
-  for (const Choice& choice : choices) text.append(text.empty() ? "" : ", ").append(choice.name);
+  for (const Choice& choice : choices) text.append(text.empty() ? "" : separator).append(choice.name());
   return text;
 }
 
@@ -79,9 +65,9 @@ void look(const std::vector<Command>& commands, const std::string& above, const 
 std::string checked(const Argument& argument, const std::string& text) {
   if (!argument.choices.empty()) {
     for (const Choice& choice : argument.choices) {
-      if (means(choice, text)) return std::to_string(choice.number);
+      if (choice.means(text)) return std::to_string(choice.number);
     }
-    throw WrongUsage(argument.name + ": " + text + " is none of " + list(argument.choices), argument.name);
+    throw WrongUsage(argument.name + ": " + text + " is none of " + list(argument.choices, ", "), argument.name);
   }
   if (argument.most < 0) return text;
   int64_t number = -1;
@@ -105,12 +91,8 @@ bool is_input(const Argument& argument) { return argument.name.starts_with("FILE
 
 void must_be_readable(const std::string& path) {
   if (path == "-") return;
-  const Descriptor file = open_at_once(path.c_str(), O_RDONLY);
-  if (!file) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
-  struct stat status {};
-  if (::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    throw Failure("cannot read " + path + ": not a regular file", path);
-  }
+  if (!open_at_once(path.c_str(), O_RDONLY)) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
+  if (std::filesystem::is_directory(path)) throw Failure("cannot read " + path + ": not a regular file", path);
 }
 
 Arguments arguments_of(const Chosen& chosen) {
@@ -141,10 +123,7 @@ void add_argument(CLI::App& app, const Argument& argument) {
   option->required(!is_option(argument) && !argument.repeats && !argument.optional);
   if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
   if (argument.most >= 0) option->type_name("NUMBER");
-  if (argument.choices.empty()) return;
-  std::string names;
-  for (const Choice& choice : argument.choices) names.append(names.empty() ? "" : ",").append(choice.name);
-  option->type_name("TEXT:{" + names + "}");
+  if (!argument.choices.empty()) option->type_name("TEXT:{" + list(argument.choices, ",") + "}");
 }
 
 void add(CLI::App& app, const Command& command, Chosen& chosen) {
@@ -247,6 +226,14 @@ int main(int argc, char** argv) {
 }
 
 }  // namespace
+
+bool Choice::means(std::string_view text) const {
+  for (std::string_view left = names, name = take_word(left, " "); !name.empty(); name = take_word(left, " ")) {
+    if (name.size() == text.size() && ::strncasecmp(name.data(), text.data(), name.size()) == 0) return true;
+  }
+  return false;
+}
+
 }  // namespace coupler::tools
 
 int main(int argc, char** argv) { return coupler::tools::main(argc, argv); }

@@ -27,61 +27,43 @@ Json header_part(const ImageHeader& record) {
   return part;
 }
 
-/// The directory and what was written into it, which disappear unless they were kept.
-class Target {
- public:
-  explicit Target(const std::string& path) : path_(path) {
-    std::error_code error;
-    is_new_ = fs::create_directories(path_, error);
-    if (error) throw Failure("cannot create " + path + ": " + error.message());
-    if (!fs::is_empty(path_, error)) throw Failure(path + " is not empty; name a new directory");
-  }
-  ~Target() {
-    std::error_code gone;
-    if (kept_) return;
-    for (const std::string& name : files) fs::remove(path_ / name, gone);
-    if (is_new_) fs::remove(path_, gone);
-  }
-  Target(const Target&) = delete;
-  Target& operator=(const Target&) = delete;
-
-  void write(const std::string& name, const std::function<void(const pack::Sink&)>& content) {
-    pack::write_whole(path_ / name, content);
-    files.push_back(name);
-  }
-  fs::path operator/(const char* name) const { return path_ / name; }
-  void keep() { kept_ = true; }
-
-  std::vector<std::string> files;
-
- private:
-  const fs::path path_;
-  bool is_new_ = false;
-  bool kept_ = false;
-};
+/// Takes away what was written, and the directory where it was made for it.
+void clear(const fs::path& directory, bool is_new) {
+  std::error_code gone;
+  for (const auto& entry : fs::directory_iterator(directory, gone)) fs::remove(entry, gone);
+  if (is_new) fs::remove(directory, gone);
+}
 
 class Dump {
  public:
-  Dump(const std::string& path, Target& target) : path_(path), target_(target), tree_(read_tree(path)) {}
+  Dump(const std::string& path, fs::path directory)
+      : path_(path), directory_(std::move(directory)), tree_(read_tree(path)) {}
 
-  void run() {
+  /// @return names of the files
+  std::vector<std::string> run() {
     must_be_whole(" is broken:", path_, tree_.problems);
     if (!tree_.is_bundle()) fail(0, "this is no bundle");
     Json parts = Json::array();
     for (const size_t i : tree_.children(2)) parts.push_back(part(tree_.nodes[i]));
     const std::string manifest = Json{{"parts", parts}}.dump(2) + '\n';
-    target_.write(kDumpedManifest, [&](const pack::Sink& sink) { sink(manifest); });
+    write(kDumpedManifest, [&](const pack::Sink& sink) { sink(manifest); });
     compare(read_back());
+    return std::move(files_);
   }
 
  private:
+  void write(const std::string& name, const std::function<void(const pack::Sink&)>& content) {
+    pack::write_whole(directory_ / name, content);
+    files_.push_back(name);
+  }
+
   [[noreturn]] void fail(uint64_t offset, const std::string& why) const {
     throw Failure(path_ + ": at " + std::to_string(offset) + ": " + why);
   }
 
   Json part(const Node& node) {
     if (node.type == orvix_object_imageheader) return header_part(tree_.image_header(node));
-    const pack::PartKind* const kind = pack::part_kind(node.type);
+    const pack::PartKind* const kind = node.kind();
     if (kind == nullptr) fail(node.offset, node.name + " is no part of a bundle");
     Json part = {{"type", kind->name}, {kind->text, node.label()}};
     if (node.has_size()) part["file"] = content(node, std::string(kind->name));
@@ -90,15 +72,15 @@ class Dump {
   }
 
   std::string content(const Node& node, const std::string& type) {
-    const std::string number = std::to_string(target_.files.size() + 1);
+    const std::string number = std::to_string(files_.size() + 1);
     const std::string name = std::string(number.size() < 2 ? "0" : "") + number + '-' + type;
-    target_.write(name, [&](const pack::Sink& sink) { tree_.file.copy(node.payload(), node.content_length(), sink); });
+    write(name, [&](const pack::Sink& sink) { tree_.file.copy(node.payload(), node.content_length(), sink); });
     return name;
   }
 
   pack::Manifest read_back() const {
     try {
-      return pack::read_manifest(pack::Kind::kBundle, target_ / kDumpedManifest);
+      return pack::read_manifest(pack::Kind::kBundle, directory_ / kDumpedManifest);
     } catch (const Failure& failure) {
       throw Failure(std::string("a manifest cannot express this bundle: ") + failure.what());
     }
@@ -116,21 +98,27 @@ class Dump {
   }
 
   const std::string path_;
-  Target& target_;
+  const fs::path directory_;
   const Tree tree_;
+  std::vector<std::string> files_;
 };
 
 }  // namespace
 
 std::vector<std::string> dump(const std::string& path, const std::string& directory) {
-  Target target(directory);
+  std::error_code error;
+  const bool is_new = fs::create_directories(directory, error);
+  if (error) throw Failure("cannot create " + directory + ": " + error.message());
+  if (!fs::is_empty(directory, error)) throw Failure(directory + " is not empty; name a new directory");
   try {
-    Dump(path, target).run();
+    return Dump(path, directory).run();
   } catch (const Json::type_error&) {
+    clear(directory, is_new);
     throw Failure("a manifest cannot express this bundle: a text in it is not UTF-8");
+  } catch (...) {
+    clear(directory, is_new);
+    throw;
   }
-  target.keep();
-  return target.files;
 }
 
 }  // namespace coupler::tools

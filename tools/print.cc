@@ -103,7 +103,7 @@ std::string styled(std::string_view text, Style style, std::FILE* stream) {
   return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
 }
 
-Table::Table(std::vector<Column> columns, const Json& rows) : columns_(std::move(columns)) {
+Table::Table(std::vector<Column> columns, const Json& rows, const Test& alarming) : columns_(std::move(columns)) {
   std::vector<std::string> titles;
   for (const Column& column : columns_) titles.push_back(column.title);
   const bool titled = std::any_of(titles.begin(), titles.end(), [](const auto& text) { return !text.empty(); });
@@ -111,7 +111,7 @@ Table::Table(std::vector<Column> columns, const Json& rows) : columns_(std::move
   for (const Json& values : rows) {
     std::vector<std::string> cells;
     for (const Column& column : columns_) cells.push_back(cell(column, values));
-    row(std::move(cells), values.is_object() && !values.value("well", true) ? Style::kAlarm : Style::kPlain);
+    row(std::move(cells), alarming && alarming(values) ? Style::kAlarm : Style::kPlain);
   }
 }
 

@@ -43,8 +43,11 @@ class Table {
     std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
   };
 
-  /// @param rows a list; those that are not "well", where they say so, are alarming
-  explicit Table(std::vector<Column> columns, const Json& rows = Json::array());
+  using Test = std::function<bool(const Json& row)>;
+
+  /// @param rows     a list
+  /// @param alarming those of them that stand out
+  explicit Table(std::vector<Column> columns, const Json& rows = Json::array(), const Test& alarming = {});
   void row(std::vector<std::string> cells, Style style = Style::kPlain);
   void print() const;
 

@@ -23,8 +23,6 @@ bool has_image_header(int type) {
   return type == orvix_object_imageheader || type == orvix_object_imagetype || type == orvix_object_bundletype;
 }
 
-bool has_text(int type) { return pack::part_kind(type) != nullptr; }
-
 bool wraps(int type) { return type == orvix_object_zeltasignature || type == orvix_object_controllertype; }
 
 class Reader {
@@ -34,11 +32,7 @@ class Reader {
   void read() { container(0, file_.size, 0); }
 
  private:
-  void problem(uint64_t offset, std::string text) {
-    Node& last = tree_.nodes.back();
-    last.broken = last.broken || last.offset == offset;
-    tree_.problems.push_back({offset, std::move(text)});
-  }
+  void problem(uint64_t offset, std::string text) { tree_.problems.push_back({offset, std::move(text)}); }
 
   void container(uint64_t offset, uint64_t end, int depth) {
     tree_.nodes.push_back({.offset = offset, .depth = depth, .name = "container", .type = -1});
@@ -102,7 +96,7 @@ class Reader {
 
   std::string text_of(const Node& node) const {
     const std::string header = file_.read(node.header(), std::min<uint64_t>(node.header_length, kMostText));
-    if (has_text(node.type)) return header.substr(0, header.find('\0'));
+    if (node.kind() != nullptr) return header.substr(0, header.find('\0'));
     if (!has_image_header(node.type)) return "";
     const ImageHeader record = tree_.image_header(node);
     return std::string(text_in(record.filename)).append(" ").append(text_in(record.version));
@@ -119,7 +113,7 @@ class Reader {
 }  // namespace
 
 uint64_t Node::content_length() const {
-  if (!has_text(type) || !has_size()) return payload_length;
+  if (kind() == nullptr || !has_size()) return payload_length;
   uint64_t size = 0;
   std::from_chars(text.data() + text.find(';') + 1, text.data() + text.size(), size);
   return size;

@@ -7,6 +7,7 @@
 
 #include "brantix/container.h"
 #include "tools/input.h"
+#include "tools/pack/builder.h"
 
 /// The objects of a container file, read without trusting it: only heads and what a header says are read, every length
 /// is compared with what holds it, depth and number are bounded.
@@ -22,8 +23,10 @@ struct Node {
   uint64_t payload_length = 0;
   uint8_t flags = 0;
   std::string text = {};  ///< version, name and size, or what an image header says
-  bool broken = false;
 
+  /// Of a part whose header has a text; null for another object.
+  const pack::PartKind* kind() const { return pack::part_kind(type); }
+  bool is_named() const { return kind() != nullptr && kind()->is_named(); }
   uint64_t header() const { return offset + sizeof(orvix_object); }
   uint64_t payload() const { return header() + header_length; }
   /// The version or name before the size.

@@ -58,7 +58,7 @@ class Verifier {
       if (node.depth == nodes_[2].depth + 1) named_image(index);
       return;
     }
-    const pack::PartKind* const kind = pack::part_kind(node.type);
+    const pack::PartKind* const kind = node.kind();
     if (kind == nullptr) return find(node, "is no part of a bundle; readers fail here");
     if (kind->is_named() && ++names > pack::kMostNames) find(node, "is the ninth name or later; it is not listed");
     text(node, *kind, files);

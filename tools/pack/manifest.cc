@@ -6,7 +6,6 @@
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <set>
 
 #include "tools/pack/ssd_file.h"
 
@@ -70,9 +69,10 @@ struct Value {
 
   void must_be_object(const Keys& keys) const {
     if (!json.is_object()) reject("must be an object {...} with " + list(keys));
-    std::set<std::string> seen;
-    for (const auto& [key, value] : json.items()) {
-      if (!seen.insert(key).second) (*this)[key.c_str()].reject("the key stands there twice");
+    std::map<std::string, int> times;
+    for (const auto& [key, value] : json.items()) ++times[key];
+    for (const auto& [key, count] : times) {
+      if (count > 1) (*this)[key.c_str()].reject("the key stands there twice");
       if (std::ranges::find(keys, key) == keys.end()) {
         reject("unknown key " + in_quotes(key) + "; there may be " + list(keys));
       }
