@@ -21,66 +21,46 @@ constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what 
 
 constexpr const char* kBroken = " is no whole bundle; --force goes on all the same:";
 
-constexpr struct {
-  int type;
-  const char* key;
-} kVersions[] = {{orvix_object_firmware, "rommon_version"},
-                 {orvix_object_firmwarehub, "fpga_version"},
-                 {orvix_object_firmwareimageone, "pseq_version"},
-                 {orvix_object_firmwareimagetwo, "lan_spi_version"},
-                 {orvix_object_ssd, "ssd_version"}};
+/// The parts that readers look at.
+std::vector<size_t> parts_of(const Tree& tree, size_t controller) {
+  std::vector<size_t> parts = tree.children(controller);
+  parts.resize(std::min(parts.size(), pack::kMostParts));
+  return parts;
+}
 
-/// What a bundle reports, read as the library reads it but without a file being written.
-class Contents {
- public:
-  explicit Contents(const Tree& tree) : tree_(tree) {
-    report_["package_version"] = "";
-    for (const auto& [type, key] : kVersions) report_[key] = "";
+void take_version(const Tree& tree, const Node& node, Json& report) {
+  if (node.type == orvix_object_imageheader) report["package_version"] = text_in(tree.image_header(node).version);
+  if (node.kind() == nullptr || node.is_named()) return;
+  std::string key = std::string(node.kind()->name) + "_version";
+  std::ranges::replace(key, '-', '_');
+  report[key] = node.label();
+}
+
+/// What a bundle reports, read as the library reads it but without a file being written: the versions of the image that
+/// the header names replace those of the bundle.
+Json contents_of(const Tree& tree) {
+  Json report, images = Json::array();
+  for (const char* kind : {"package", "rommon", "fpga", "pseq", "lan_spi", "ssd"})
+    report[kind + std::string("_version")] = "";
+  std::string wanted;
+  int count = 0;
+  for (const size_t part : tree.is_bundle() ? parts_of(tree, 2) : std::vector<size_t>()) {
+    const Node& node = tree.nodes[part];
+    take_version(tree, node, report);
+    if (node.type == orvix_object_imageheader) wanted = text_in(tree.image_header(node).filename);
+    if (!node.is_named()) continue;
+    const std::string name = node.label();
+    if (name != "verify_firmware.py" && name != "firmware_incomp.json") ++count;
+    if (images.size() == pack::kMostNames) continue;
+    images.push_back(name);
+    const size_t content = tree.content_of_image(part);
+    if (wanted.empty() || name != wanted || tree.nodes[content].type != orvix_object_controllertype) continue;
+    for (const size_t inner : parts_of(tree, content)) take_version(tree, tree.nodes[inner], report);
   }
-
-  Json report() {
-    if (tree_.is_bundle()) parts_of(2, true);
-    report_["image_count"] = images_;
-    report_["images"] = names_;
-    return report_;
-  }
-
- private:
-  void parts_of(size_t controller, bool outermost) {
-    std::string wanted;
-    const std::vector<size_t> parts = tree_.children(controller);
-    for (size_t i = 0; i < std::min(parts.size(), pack::kMostParts); ++i) {
-      const Node& node = tree_.nodes[parts[i]];
-      for (const auto& [type, key] : kVersions) {
-        if (node.type == type) report_[key] = node.label();
-      }
-      if (node.type == orvix_object_imageheader) wanted = header(node);
-      if (outermost && node.is_named()) name(parts[i], wanted);
-    }
-  }
-
-  std::string header(const Node& node) {
-    const ImageHeader record = tree_.image_header(node);
-    report_["package_version"] = text_in(record.version);
-    return std::string(text_in(record.filename));
-  }
-
-  /// Also looks into the image that the header names, whose versions replace those of the bundle.
-  void name(size_t part, const std::string& wanted) {
-    const std::string name = tree_.nodes[part].label();
-    if (name != "verify_firmware.py" && name != "firmware_incomp.json") ++images_;
-    if (names_.size() == pack::kMostNames) return;
-    names_.push_back(name);
-    const size_t content = tree_.content_of_image(part);
-    const bool is_meant = !wanted.empty() && name == wanted && tree_.nodes[content].type == orvix_object_controllertype;
-    if (is_meant) parts_of(content, false);
-  }
-
-  const Tree& tree_;
-  Json report_;
-  Json names_ = Json::array();
-  int images_ = 0;
-};
+  report["image_count"] = count;
+  report["images"] = images;
+  return report;
+}
 
 /// Reads a bundle, and fails when there is something wrong with it unless `--force` goes on all the same.
 Tree read_bundle(const std::string& path, const Arguments& arguments) {
@@ -95,16 +75,30 @@ std::vector<std::string> all_files(const Arguments& arguments) {
   return paths;
 }
 
-void show(const Context& context, const Arguments& arguments) {
-  const std::vector<std::string> paths = all_files(arguments);
-  if (paths.size() == 1) return print_report(context, Contents(read_bundle(paths[0], arguments)).report());
+/// One that cannot be read does not keep the others from being shown.
+void show_several(const Context& context, const Arguments& arguments, const std::vector<std::string>& paths) {
   Json bundles = Json::array();
+  std::string reasons, place;
   for (const std::string& path : paths) {
-    bundles.push_back({{"file", path}});
-    bundles.back().update(Contents(read_bundle(path, arguments)).report());
-    if (!context.json) print_report(context, bundles.back());
+    Json bundle = {{"file", path}};
+    try {
+      bundle.update(contents_of(read_bundle(path, arguments)));
+      if (!context.json) print_report(context, bundle);
+    } catch (const Failure& failure) {
+      if (reasons.empty()) place = failure.place;
+      reasons.append(reasons.empty() ? "" : "\n").append(failure.what());
+      bundle.update({{"reason", failure.what()}, {"place", failure.place}});
+    }
+    bundles.push_back(bundle);
   }
   if (context.json) print_json({{"bundles", bundles}});
+  if (!reasons.empty()) throw Failure(reasons, place);
+}
+
+void show(const Context& context, const Arguments& arguments) {
+  const std::vector<std::string> paths = all_files(arguments);
+  if (paths.size() > 1) return show_several(context, arguments, paths);
+  print_report(context, contents_of(read_bundle(paths[0], arguments)));
 }
 
 using Files = std::map<std::string, fs::file_time_type>;
@@ -155,7 +149,7 @@ void unpack(const Context& context, const Arguments& arguments) {
         path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside + ssd_advice(info),
         path);
   }
-  Json result = Contents(tree).report();
+  Json result = contents_of(tree);
   result["directory"] = directory;
   result["files"] = new_files(directory, before);
   print_report(context, result);

@@ -109,11 +109,11 @@ Arguments arguments_of(const Chosen& chosen) {
   return arguments;
 }
 
-void look_at_inputs(const Chosen& chosen, const Arguments& arguments) {
-  for (const Argument& argument : chosen.command->arguments) {
-    if (!is_input(argument)) continue;
-    if (arguments.contains(argument.name)) must_be_readable(arguments.at(argument.name));
-    if (argument.repeats) std::ranges::for_each(arguments.rest, must_be_readable);
+/// Of several files a command says itself which it cannot read.
+void look_at_inputs(const std::vector<Argument>& wanted, const Arguments& arguments) {
+  if (std::ranges::any_of(wanted, &Argument::repeats)) return;
+  for (const Argument& argument : wanted) {
+    if (is_input(argument) && arguments.contains(argument.name)) must_be_readable(arguments.at(argument.name));
   }
 }
 
@@ -178,7 +178,7 @@ int guarded(const Context& context, const std::function<void()>& work) {
 void run(const Chosen& chosen, const Context& context) {
   const Captured captured;
   const Arguments arguments = arguments_of(chosen);
-  look_at_inputs(chosen, arguments);
+  look_at_inputs(chosen.command->arguments, arguments);
   start_library(context);
   chosen.command->run(context, arguments);
 }
@@ -186,8 +186,9 @@ void run(const Chosen& chosen, const Context& context) {
 /// The words behind the program's name, the last one first; "help bundle" asks for the same as "bundle --help".
 std::vector<std::string> words_of(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
-  if (!words.empty() && words.front() == "help") {
-    words.erase(words.begin());
+  const auto first = std::ranges::find_if(words, [](const std::string& word) { return !word.starts_with('-'); });
+  if (first != words.end() && *first == "help") {
+    words.erase(first);
     words.emplace_back("--help");
   }
   std::ranges::reverse(words);
@@ -195,6 +196,10 @@ std::vector<std::string> words_of(int argc, char** argv) {
 }
 
 int main(int argc, char** argv) {
+  if (result_stream() == nullptr) {
+    print_message("error:", "there is no standard output", Style::kAlarm);
+    return kFailed;
+  }
   const std::vector<Command> families = {
       image_family(),     container_family(), bundle_family(),  versions_command(), boot_names_command(),
       firmware_family(),  ssd_family(),       snmp_family(),    notify_command(),   syslog_family(),
@@ -216,9 +221,9 @@ int main(int argc, char** argv) {
   const bool for_programs = std::ranges::find(words, "--json") != words.end();
   try {
     app.parse(words);
-  } catch (const CLI::Success& wanted) {
-    return app.exit(wanted);
   } catch (const CLI::ParseError& error) {
+    const bool succeeded = error.get_exit_code() == 0 && app.remaining(true).empty();  // help of what is known
+    if (succeeded) return app.exit(error);
     context.json = for_programs;
     return guarded(context, [&] { throw usage_error(app, families, error.what()); });
   }

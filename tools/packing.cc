@@ -53,6 +53,13 @@ class Shown {
   bool shown_ = false;
 };
 
+/// Where the bytes are the result, nothing else is.
+void write_result(const Context& context, const pack::Manifest& wanted) {
+  if (context.json) throw WrongUsage("OUT: - leaves no place for the document of --json; name a file", "OUT");
+  if (::isatty(fileno(result_stream())) != 0) throw WrongUsage("OUT: - is a terminal; name a file", "OUT");
+  wanted.write([](std::string_view piece) { std::fwrite(piece.data(), 1, piece.size(), result_stream()); });
+}
+
 }  // namespace
 
 pack::Manifest read_manifest(pack::Kind kind, const Arguments& arguments) {
@@ -76,7 +83,9 @@ void pack_file(const Context& context, pack::Kind kind, const Arguments& argumen
   const pack::Manifest wanted = read_manifest(kind, arguments);
   const uint64_t size = wanted.size();  // what cannot be expressed is refused before anything is written
   pack::refuse_overwriting(out, wanted.files);
-  {
+  if (out == "-") {
+    write_result(context, wanted);
+  } else {
     Shown shown("packing " + out, size);
     pack::write_whole(out, [&](const pack::Sink& sink) {
       wanted.write([&](std::string_view piece) {
@@ -87,7 +96,7 @@ void pack_file(const Context& context, pack::Kind kind, const Arguments& argumen
   }
   Json report = {{"file", out}, {"size", size}};
   if (context.json) report["warnings"] = wanted.warnings;
-  print_report(context, report);
+  if (out != "-") print_report(context, report);
   print_warnings(wanted);
 }
 

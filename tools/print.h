@@ -14,7 +14,7 @@ namespace coupler::tools {
 
 using Json = nlohmann::ordered_json;
 
-/// Where results go: standard output as it was when this was first asked for.
+/// Where results go: standard output as it was when this was first asked for; null when there was none.
 std::FILE* result_stream();
 
 /// The text with control characters, those that turn its direction, and broken UTF-8 as \xNN, so that a terminal shows

@@ -1,12 +1,10 @@
 // Bundles with one fault each, and every proper prefix of one without.
 #include "tools/verify.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
-
+#include "tests/common/damage.h"
+#include "tests/common/files.h"
 #include "tools/pack/builder.h"
 #include "tools/pack/ssd_file.h"
 
@@ -16,45 +14,35 @@ namespace {
 using namespace pack;
 
 Findings verify_bytes(const std::string& bytes) {
-  const auto path = std::filesystem::temp_directory_path() / ("verify_test." + std::to_string(getpid()));
-  std::ofstream(path, std::ios::binary) << bytes;
-  auto findings = verify(read_tree(path.string()));
-  std::filesystem::remove(path);
-  return findings;
+  const test::ScratchDirectory directory;
+  test::write_file(directory / "bundle", bytes);
+  return verify(read_tree(directory / "bundle"));
 }
 
-std::vector<Object> good_parts() {
-  const Container image = bundle({image_header({.version = "2", .filename = "fw.img"}), fpga("3", "f")});
-  const std::string drive = ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 1) + "b";
-  return {image_header({.version = "4.2 (1)", .filename = "fw.img"}), rommon("1.0.5", "data"), ssd("7", drive),
-          image_file("fw.img", image), text_file("readme.txt", "text")};
+std::string drive_file(uint64_t size = 1) {
+  return ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, size) + "b";
 }
 
 TEST(Verify, NoProperPrefixIsWithoutFindings) {
-  const std::string whole = render(bundle(good_parts()));
+  const Container image = bundle({image_header({.version = "2", .filename = "fw.img"}), fpga("3", "f")});
+  const std::string whole = render(bundle({image_header({.version = "4.2 (1)", .filename = "fw.img"}),
+                                           rommon("1.0.5", "data"), ssd("7", drive_file()), image_file("fw.img", image),
+                                           text_file("ssd-7", "SSD firmware has its own folder")}));
   EXPECT_TRUE(verify_bytes(whole).empty());
   for (size_t length = 0; length < whole.size(); ++length) {
-    EXPECT_FALSE(verify_bytes(whole.substr(0, length)).empty()) << length;
+    EXPECT_FALSE(verify_bytes(test::cut_at(length, whole)).empty()) << length;
   }
   EXPECT_FALSE(verify_bytes(whole + std::string(32, '\0')).empty());
 }
 
 TEST(Verify, AnImageWithoutPartsIsWorthANote) {
   for (const int type : {orvix_object_imagetype, orvix_object_bundletype}) {
-    const auto findings =
-        verify_bytes(render(bundle({image_header({.filename = "i"}), image_file("i", image({}, type))})));
-    ASSERT_EQ(findings.size(), 1U);
-    EXPECT_TRUE(findings[0].note) << findings[0].text;
+    const std::vector<Object> parts = {image_header({.filename = "i"}), image_file("i", image({}, type))};
+    EXPECT_THAT(verify_bytes(render(bundle(parts))), testing::ElementsAre(testing::Field(&Finding::note, true)));
   }
 }
 
-TEST(Verify, SsdFirmwareHasItsOwnFolder) {
-  const std::string drive = ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 1) + "b";
-  EXPECT_TRUE(verify_bytes(render(bundle({ssd("1", drive), text_file("ssd-1", "t")}))).empty());
-}
-
 TEST(Verify, EachFaultIsFoundAtItsPart) {
-  const std::vector<Object> twenty(20, fpga("1"));
   std::vector<Object> names;
   for (const char* name : {"1", "2", "3", "4", "5", "6", "7", "8"}) names.push_back(text_file(name, "t"));
   const struct {
@@ -62,7 +50,7 @@ TEST(Verify, EachFaultIsFoundAtItsPart) {
     Object bad;
     const char* finding;
   } kCases[] = {
-      {twenty, fpga("2"), "beyond the twentieth"},
+      {std::vector<Object>(20, fpga("1")), fpga("2"), "beyond the twentieth"},
       {names, text_file("9", "t"), "not listed"},
       {{}, text_file("../t", "t"), "leaves the directory"},
       {{}, text_file("..", "t"), "no name"},
@@ -76,17 +64,16 @@ TEST(Verify, EachFaultIsFoundAtItsPart) {
       {{}, image_header({.filename = "a.img"}), "does not follow"},
       {{image_header({.filename = "a.img"})}, image_file("a.img", "x"), "no container"},
       {{}, ssd("1", "no drive"), "too short"},
-      {{}, ssd("1", ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, 9) + "b"), "cut short"},
+      {{}, ssd("1", drive_file(9)), "cut short"},
   };
   for (const auto& [before, bad, finding] : kCases) {
-    SCOPED_TRACE(finding);
     std::vector<Object> parts = before;
     const uint64_t offset = size(bundle(parts));
     parts.push_back(bad);
     const auto findings = verify_bytes(render(bundle(parts)));
-    ASSERT_FALSE(findings.empty());
-    EXPECT_EQ(findings.back().offset, offset);
-    EXPECT_NE(findings.back().text.find(finding), std::string::npos) << findings.back().text;
+    ASSERT_FALSE(findings.empty()) << finding;
+    EXPECT_EQ(findings.back().offset, offset) << finding;
+    EXPECT_THAT(findings.back().text, testing::HasSubstr(finding));
   }
 }
 
