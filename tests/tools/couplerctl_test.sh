@@ -56,8 +56,6 @@ echo '{"header": {"version": "9", "image_size": "77"}, "nesting": "bundle-type",
 # There and back.
 expect 0 out 'size  6' bundle pack bundle.json fw.bundle
 cp fw.bundle first.bundle
-expect 0 out fw.bundle bundle pack bundle.json fw.bundle
-same first.bundle fw.bundle
 expect 0 out 'package version  4.2(1b)' bundle show fw.bundle
 holds 'r["rommon_version"] == "1.0.5" and r["pseq_version"] == "7" and r["image_count"] == 1' bundle show fw.bundle
 holds 'sorted(r["files"]) == ["fw.img", "hdr", "rommon-1.0.5", "verify_firmware.py"]' bundle unpack fw.bundle parts/new
@@ -67,19 +65,20 @@ expect 0 out 4.2 image show parts/new/fw.img
 expect 0 out 'staged  fw.bundle' bundle stage fw.bundle
 expect 0 out 9.img image pack image.json 9.img
 holds 'r["version"] == "9" and r["size"] == 77 and r["name"] == ""' image show 9.img
-expect 0 out 'BundleType' container tree 9.img
-expect 0 out '          ZeltaSignature' container tree fw.bundle
 holds '[o["text"] for o in r["objects"] if o.get("type") == 13] == ["7;12"] and r["problems"] == []' container tree fw.bundle
-expect 0 out 'interface fc %u/%u' command 3
 holds 'r == {"number": 446, "template": "show pkt-capture-sessions"}' command 446
 
 # Content that starts at blocks.
 expect 0 out aligned.bundle bundle pack --align 4096 bundle.json aligned.bundle
 tail -c +4097 aligned.bundle | head -c 5000 | cmp -s - rommon.bin || fail 'the first content does not start at 4096'
-expect 0 out '"findings": []' --json bundle verify aligned.bundle
-expect 0 out '"differences": []' --json bundle diff fw.bundle aligned.bundle
-expect 0 out 'out' bundle pack - out.bundle <bundle.json
-same fw.bundle out.bundle
+holds 'r == {"findings": [], "notes": []}' bundle verify fw.bundle aligned.bundle
+holds 'r == {"differences": []}' bundle diff fw.bundle aligned.bundle
+
+# Where the bytes are the result, nothing else is.
+"$couplerctl" bundle pack - - <bundle.json 2>err | cmp - fw.bundle || fail 'pack writes something else to standard output'
+expect 2 err '- leaves no place for the document of --json' --json bundle pack bundle.json -
+"$couplerctl" command 3 >&- 2>err && fail 'success without a standard output'
+grep -q 'there is no standard output' err || fail 'no word of the standard output that is missing'
 holds 'r == {"findings": [], "notes": []}' bundle pack --check bundle.json
 echo '{"parts": [{"type": "image-header", "filename": "none.img"}]}' >lacking.json
 expect 1 out 'lacking.json: at 80: none.img : names the image none.img' bundle pack --check lacking.json
@@ -91,18 +90,13 @@ expect 2 err 'no multiple of 16' bundle pack --align 17 bundle.json aligned.bund
 expect 0 out 'manifest   bundle.json' bundle dump fw.bundle apart
 expect 0 out remade.bundle bundle pack apart/bundle.json remade.bundle
 same fw.bundle remade.bundle
-same apart/01-rommon rommon.bin
 expect 1 err 'apart is not empty' bundle dump fw.bundle apart
 holds "r['objects'][4]['sha256'] == '$(sha256sum <rommon.bin | cut -c -64)'" container tree --digest fw.bundle
-expect 0 out 'SHA-256' container tree --digest fw.bundle
 sed 's/1.0.5/1.0.6/; /verify_firmware/s/^.*$/  {"type": "ssd", "version": "1"}]}/; s/"7"/"8"/' bundle.json >next.json
 "$couplerctl" bundle pack next.json next.bundle >out
-expect 1 out 'version  Firmware' bundle diff fw.bundle next.bundle
 holds '[(d["change"], d["part"]) for d in r["differences"]] == [("version", "Firmware"), ("content", "ImageFile fw.img"),
   ("removed", "TextFile verify_firmware.py"), ("added", "FirmwareSSD")]' bundle diff fw.bundle next.bundle
-expect 0 out '"differences": []' --json bundle diff fw.bundle remade.bundle
 expect 1 out '/ImageFile fw.img/ZeltaSignature/ControllerType/FirmwareImageOne' container diff fw.bundle next.bundle
-expect 2 err 'No such file' bundle diff fw.bundle missing
 expect 2 err 'the file GUID is missing' container diff fw.bundle rommon.bin
 
 # SSD firmware: for the fitted drive, and for another.
@@ -110,9 +104,7 @@ echo '{"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", 
 sed 's/MZ240/MZ120/' ssd.json >other.json
 expect 0 out 'size  5086' ssd pack ssd.json drive.ssd
 holds 'r == {"identification": "QRV", "models": ["MZ240HBLS"], "version": "HXT7405Q", "size": 5000}' ssd show drive.ssd
-expect 0 out 'models          MZ240HBLS' ssd show drive.ssd
 expect 1 err 'no SSD firmware file: ' ssd show rommon.bin
-expect 1 err 'No such file' ssd show missing
 expect 1 err 'the fitted drive is not known' ssd match drive.ssd
 [[ ! -e /mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q ]] || fail 'firmware for a drive that is not known'
 holds 'not r["matched"] and r["file"]' ssd match drive.ssd --force
@@ -130,24 +122,23 @@ echo '{"parts": [{"type": "image-header", "filename": "i"}, {"type": "ssd", "ver
 echo firmware >small.bin && sed 's/rommon.bin/small.bin/' ssd.json >small.json
 "$couplerctl" ssd pack small.json drive.bin >out && "$couplerctl" bundle pack nested.json nested.bundle >out
 rm -rf /mnt/boot/ssd_firmwares/*
-size=$(stat -c %s nested.bundle)
 expect 0 out "ssd version      1" bundle show nested.bundle
 expect 0 out 'fpga version     2' bundle show - <nested.bundle
-# shellcheck disable=SC2094 # both are read
-holds '[b["file"] for b in r["bundles"]] == ["nested.bundle", "-"]' bundle show nested.bundle - <nested.bundle
 [[ -z $(ls -A /mnt/boot/ssd_firmwares) ]] || fail 'show leaves SSD firmware'
-for length in $({ seq 1 97 "$size" && "$couplerctl" container tree nested.bundle | awk 'NR > 2 { print $1 - 1, $1, $1 + 1 }'; } |
-  xargs -n 1 | sort -nu) $((size - 1)); do
+size=$(stat -c %s nested.bundle)
+for length in $(seq 1 97 "$size") $((size - 1)); do
   head -c "$length" nested.bundle >cut.nested
-  for words in 'bundle show' 'bundle verify' 'bundle unpack' 'bundle stage' 'bundle dump' 'bundle diff' 'container tree' \
-    'container diff' 'image show'; do
-    second=()
-    [[ $words =~ unpack|dump ]] && second=(cut)
-    [[ $words =~ diff ]] && second=(nested.bundle)
+  for words in 'bundle show' 'bundle verify' 'bundle unpack' 'bundle stage' 'bundle dump' 'bundle diff nested.bundle' \
+    'container tree' 'container diff nested.bundle' 'image show'; do
+    [[ $words =~ unpack|dump ]] && directory=cut || directory=
     # shellcheck disable=SC2086 # the words of a command
-    "$couplerctl" $words cut.nested "${second[@]}" >out 2>err && fail "$words ends with 0 at $length of $size"
+    "$couplerctl" $words cut.nested $directory >out 2>err && fail "$words ends with 0 at $length of $size"
   done
 done
+# shellcheck disable=SC2094 # both are read
+holds '[b.get("fpga_version", b.get("place")) for b in r["bundles"]] == ["2", "cut.nested: 16", "missing", "2"] and
+  r["status"] == 1 and r["place"] == "cut.nested: 16" and r["reason"].endswith("cannot read missing: No such file or directory")' \
+  bundle show nested.bundle cut.nested missing - <nested.bundle
 
 # What is running; what the library itself prints is not among the result.
 echo 'label 2.3.1.58' >/etc/version.txt
@@ -183,57 +174,33 @@ chmod +x /opt/tolm-mgmt-scripts/syslog_utils.sh && mv away /mnt/boot/equipped_ss
 
 # Roles; a name is a name.
 printf 'ldapgroup:x:900:root\n' >>/etc/group
-expect 0 out 'admin read-only' role root
 holds 'r == {"user": "root", "role": "admin read-only"}' role root
 expect 1 err 'has no role here' role 'root; touch pwned'
 [[ ! -e pwned ]] || fail 'a name became a command'
 
 # What is broken is said, and where.
 head -c 4000 fw.bundle >cut.bundle
-expect 1 err 'at 704: the payload has 5008 bytes, but only 3248 are left' container tree cut.bundle
-holds 'r["problems"][-1]["offset"] == 704' container tree cut.bundle
-cp fw.bundle longer.bundle && set_bytes longer.bundle 723 '\xff\xff\xff\xff\xff'
-expect 1 err 'at 704: the payload has 17592186044400 bytes, but only' container tree longer.bundle
+holds 'r["problems"][-1] == {"offset": 704, "text": "the payload has 5008 bytes, but only 3248 are left"}' container tree cut.bundle
 cp fw.bundle foreign.bundle && set_bytes foreign.bundle 704 '\x01'
-expect 1 err 'at 704: an object of unknown type' container tree foreign.bundle
-expect 1 err 'at 704: an object of unknown type' bundle show foreign.bundle
 expect 1 err 'invalid object type 99999' bundle unpack foreign.bundle foreign --force
 cp fw.bundle size.bundle && set_bytes size.bundle 742 '9'
-expect 1 err 'at 704: the part has 9000 bytes, its payload only 5008' container tree size.bundle
 expect 1 err 'at 704: the part has 9000' bundle stage size.bundle
 expect 0 out 'staged  rommon.bin' bundle stage rommon.bin --force
-expect 1 err 'at 704: the part has 9000' bundle unpack size.bundle none
 expect 1 err 'part 1.0.5;9000' bundle unpack size.bundle none --force
 [[ ! -e none/rommon-1.0.5 ]] || fail 'a part file stands in for a broken part'
-expect 1 err 'at 0: the file GUID is missing' container tree rommon.bin
-expect 1 err 'at 0: too short' container tree verify.py
 expect 1 err 'not a regular file' container tree /
-expect 1 err 'No such file' image show missing
-expect 1 err 'cannot read missing: No such file' bundle show missing
 expect 1 err 'cannot read missing: No such file' bundle unpack missing empty
 holds 'r == {"status": 1, "reason": "cannot read missing: No such file or directory", "place": "missing"}' ssd show missing
 [[ ! -e empty ]] || fail 'an empty directory is left'
 
-expect 0 out '"findings": []' --json bundle verify first.bundle
-holds 'r == {"findings": [], "notes": []}' bundle verify first.bundle fw.bundle
 expect 1 out 'cut.bundle: at 704: the payload has 5008 bytes' bundle verify first.bundle cut.bundle
 [[ $(wc -l <out) == $(grep -c '^cut.bundle: at ' out) ]] || fail 'lines that are no finding'
-holds 'r["findings"][0]["part"] == "" and r["findings"][-1]["offset"] == 704' bundle verify cut.bundle
-expect 1 out 'rommon.bin: at 0: ' bundle verify rommon.bin
-expect 1 err 'No such file' bundle verify missing
-expect 2 err 'FILE is required' bundle verify
 
-# Beyond 4 GiB, and deeper than any image.
+# Beyond 4 GiB.
 { head -c 16 fw.bundle; tail -c +705 fw.bundle | head -c 16; printf '\0\0\0\0\0\0\x12\0\0\0\0\0\0\0\0\0'; } >big
 truncate -s $((16 + 32 + 0x120000000)) big
 tail -c +705 fw.bundle | head -c 5056 >>big
 holds '[o["offset"] for o in r["objects"]] == [0, 16, 4831838256]' container tree big
-head -c 16 fw.bundle >deep
-for ((i = 50; i > 0; i--)); do
-  tail -c +17 fw.bundle | head -c 16
-  printf '%b' "\\0\\0\\0\\x$(printf %02x $((2 * (i - 1))))\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0\\0"
-done >>deep
-expect 1 err 'more than 32 deep' container tree deep
 
 # Names are shown, not obeyed.
 name=$'a\e[31m\n.bundle'
@@ -244,10 +211,8 @@ expect 1 err 'a\x1b[31m' container tree "$name.not"
 echo '{"parts": [{"type": "rommon", "version": "1/2"}]}' >wrong.json
 expect 1 err 'wrong.json: parts[0].version: must not hold' bundle pack wrong.json fw.bundle
 same first.bundle fw.bundle
-expect 1 err 'wrong.json: "header" is missing' image pack wrong.json x
 expect 1 err 'cannot read missing.json: No such file' bundle pack missing.json x
 expect 1 err 'cannot create missing/x: No such file' image pack image.json missing/x
-expect 2 err 'N: 447 is no number from 0 to 446' command 447
 expect 0 out 'show pkt-capture-sessions' command list pkt-capture
 expect 1 err 'no template holds "frobnicate"' command list frobnicate
 cp bundle.json mine.json
@@ -261,35 +226,26 @@ expect 0 out 1.0.5 --log critical bundle unpack fw.bundle parts/new
 long=$(printf 'd%.0s' {1..200})
 expect 1 err 'go there and give "."' bundle unpack fw.bundle "$long"
 
-# A file size limit and an interrupt leave nothing behind, and the interrupt is what the program dies of.
-# What it is made of is so long that it is never done before it is interrupted.
-truncate -s 1T parts/big && sed 's/rommon.bin/parts\/big/' bundle.json >big.json
+# A file size limit leaves nothing behind.
 mkdir limited
-(ulimit -f 1000; expect 1 err 'File too large' bundle pack big.json limited/out; exit $failures) || failures=1
-(ulimit -f 33554432; exec "$couplerctl" bundle pack big.json limited/out) &
-until find "/proc/$!/fd" -lname "*limited*" 2>/dev/null | grep -q . || ! kill -0 $! 2>/dev/null; do :; done
-kill -TERM $!
-wait $!
-[[ $? == 143 && -z $(ls -A limited) ]] || fail 'an interrupted pack'
+(ulimit -f 4; expect 1 err 'File too large' bundle pack bundle.json limited/out; exit $failures) || failures=1
+[[ -z $(ls -A limited) ]] || fail 'a limited pack leaves something'
 
 # Where messages go, as the platform's script writes it.
 holds 'r == {"done": "remote"}' syslog remote 1 10.0.0.5 err local7
 expect 0 out 'remote   1  10.0.0.5  errors    local7' syslog show
 holds 'r["settings"] == [{"setting": "remote", "number": "1", "to": "10.0.0.5", "severity": "errors", "facility": "local7"}]' syslog show
-expect 2 err 'SEVERITY: loud is none of emergencies, alerts' syslog platform loud
 expect 2 err 'is none of emergencies, alerts, critical' syslog console err
 
 # Wrong usage.
 expect 2 err 'subcommand is required' bundle
-expect 2 err 'frobnicate is not known here' frobnicate
 expect 2 err 'verify: did you mean "bundle verify"?' verify first.bundle
 expect 2 err 'bundle: verfy: did you mean "bundle verify"?' bundle verfy
 holds 'r["status"] == 2 and r["place"] == "bundle verify"' bundle verify
-expect 0 out 'Usage: couplerctl bundle pack' help bundle pack
-expect 2 err 'FILE is required' image show
+expect 0 out 'Usage: couplerctl bundle pack' --json help bundle pack
+expect 2 err 'frobnicate is not known here' help frobnicate
 expect 2 err 'N: x is no number from 0 to 446' command x
 expect 2 err '--log' --log loud command 3
-expect 0 out 'Usage: couplerctl bundle pack' bundle pack --help
 
 ((failures == 0)) || echo "$failures failed"
 exit $((failures > 0))

@@ -57,13 +57,42 @@ TEST(Manifest, ImageInsideAController) {
             render(bundle({image_header({.version = "4.2"}), fpga("3")})));
 }
 
+TEST(Manifest, ErrorsOfPartsNameTheKeyAndTheRemedy) {
+  const std::string long_text(64, 'v'), wide_text = std::string(41, 'v') + "ääääääääääää";
+  const struct {
+    std::string members, error;
+  } rows[] = {
+      {"'type': 'rom'", "[0].type: unknown part type \"rom\"; one of image-header, rommon, ssd"},
+      {"'type': 'rommon'", "[0]: \"version\" is missing"},
+      {"'type': 'rommon', 'version': 1", "[0].version: must be a text"},
+      {"'type': 'rommon', 'version': '1', 'name': 'x'", "[0]: unknown key \"name\""},
+      {"'type': 'fpga', 'version': '" + long_text + "'", "[0].version: has 64 characters; at most 63 fit"},
+      {"'type': 'fpga', 'version': '" + wide_text + "'", "[0].version: has 53 characters in 65 bytes"},
+      {"'type': 'fpga', 'version': '1;2'", "[0].version: must not hold \"/\" or \";\""},
+      {"'type': 'text', 'name': '../x'", "[0].name: must not hold \"/\""},
+      {"'type': 'text', 'name': '..'", "[0].name: \"..\" cannot be part of a file name"},
+      {"'type': 'text', 'name': ''", "[0].name: \"\" cannot be part of a file name"},
+      {"'type': 'text', 'name': 'a\\u0000b'", "[0].name: must not hold control characters"},
+      {"'type': 'text', 'name': 't', 'file': 't'", "[0].file: cannot read /etc/t: No such file"},
+      {"'type': 'text', 'name': 't', 'image': {}", "[0]: unknown key \"image\""},
+      {"'type': 'image', 'name': 'i', 'file': 't', 'image': {}", "[0]: has \"file\" and \"image\""},
+      {"'type': 'image', 'name': 'i', 'image': {'header': {'version': 1}}", "[0].image.header.version: must be a text"},
+      {"'type': 'text', 'name': 't', 'name': 'u'", "[0].name: the key stands there twice"},
+      {"'type': 'image-header'}, {'type': 'text', 'name': 'hdr'", "[1]: an earlier part becomes the file hdr"},
+      {"'type': 'text', 'name': 'fpga-1'}, {'type': 'fpga', 'version': '1'", "[1]: an earlier part becomes"},
+      {"'type': 'image-header', 'platform': 256", "[0].platform: must be a whole number from 0 to 255"},
+      {"'type': 'image-header', 'image_size': '1k'", "[0].image_size: must be a text of digits"},
+      {"'type': 'text', 'name': 't', 'header_size': 24", "[0].header_size: must be a multiple of 16"},
+  };
+  for (const auto& [members, error] : rows) {
+    EXPECT_THAT(complaint(Kind::kBundle, part(members)), StartsWith("parts" + error)) << members;
+  }
+}
+
 TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
-  const std::string long_text(64, 'v'), wide_text = std::string(41, 'v') + "ääääääääääää",
-                                        seventeen = "seventeen letters";
-  const auto ssd = [](const std::string& identification, const std::string& models, const char* version = "1",
-                      const char* file = "passwd") {
-    return "{'identification': '" + identification + "', 'models': [" + models + "], 'version': '" + version +
-           "', 'file': '" + file + "'}";
+  const auto ssd = [](const char* identification, const char* models, const char* version, const char* file) {
+    return std::string("{'identification': '") + identification + "', 'models': [" + models + "], 'version': '" +
+           version + "', 'file': '" + file + "'}";
   };
   const struct {
     Kind kind;
@@ -74,42 +103,12 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
       {Kind::kBundle, "{}", "\"parts\" is missing"},
       {Kind::kBundle, "{'parts': {}}", "parts: must be a list [...] of parts"},
       {Kind::kBundle, "{'parts': [], 'prats': []}", "unknown key \"prats\"; there may be parts"},
-      {Kind::kBundle, part("'type': 'rom'"),
-       "parts[0].type: unknown part type \"rom\"; one of image-header, rommon, ssd"},
-      {Kind::kBundle, part("'type': 'rommon'"), "parts[0]: \"version\" is missing"},
-      {Kind::kBundle, part("'type': 'rommon', 'version': 1"), "parts[0].version: must be a text"},
-      {Kind::kBundle, part("'type': 'rommon', 'version': '1', 'name': 'x'"), "parts[0]: unknown key \"name\""},
-      {Kind::kBundle, part("'type': 'fpga', 'version': '" + long_text + "'"),
-       "parts[0].version: has 64 characters; at most 63"},
-      {Kind::kBundle, part("'type': 'fpga', 'version': '" + wide_text + "'"),
-       "parts[0].version: has 53 characters in 65 bytes"},
-      {Kind::kBundle, part("'type': 'fpga', 'version': '1;2'"), "parts[0].version: must not hold \"/\" or \";\""},
-      {Kind::kBundle, part("'type': 'text', 'name': '../x'"), "parts[0].name: must not hold \"/\""},
-      {Kind::kBundle, part("'type': 'text', 'name': '..'"), "parts[0].name: \"..\" cannot be part of a file name"},
-      {Kind::kBundle, part("'type': 'text', 'name': ''"), "parts[0].name: \"\" cannot be part of a file name"},
-      {Kind::kBundle, part("'type': 'text', 'name': 'a\\u0000b'"), "parts[0].name: must not hold control characters"},
-      {Kind::kBundle, part("'type': 'text', 'name': 't', 'file': 't'"),
-       "parts[0].file: cannot read /etc/t: No such file"},
-      {Kind::kBundle, part("'type': 'text', 'name': 't', 'image': {}"), "parts[0]: unknown key \"image\""},
-      {Kind::kBundle, part("'type': 'image', 'name': 'i', 'file': 't', 'image': {}"),
-       "parts[0]: has \"file\" and \"image\""},
-      {Kind::kBundle, part("'type': 'image', 'name': 'i', 'image': {'header': {'version': 1}}"),
-       "parts[0].image.header.version: must be"},
-      {Kind::kBundle, part("'type': 'text', 'name': 't', 'name': 'u'"), "parts[0].name: the key stands there twice"},
-      {Kind::kBundle, part("'type': 'image-header'}, {'type': 'text', 'name': 'hdr'"),
-       "parts[1]: an earlier part becomes the file hdr"},
-      {Kind::kBundle, part("'type': 'text', 'name': 'fpga-1'}, {'type': 'fpga', 'version': '1'"),
-       "parts[1]: an earlier part"},
-      {Kind::kBundle, part("'type': 'image-header', 'platform': 256"),
-       "parts[0].platform: must be a whole number from 0 to 255"},
-      {Kind::kBundle, part("'type': 'image-header', 'image_size': '1k'"),
-       "parts[0].image_size: must be a text of digits"},
       {Kind::kImage, "{'header': {}, 'nesting': 'signed'}", "nesting: unknown"},
       {Kind::kImage, "{'header': {}, 'parts': []}", "parts: only an image"},
-      {Kind::kSsdFile, ssd("QRV", "'M'", "1/2"), "version: must not hold \"/\""},
-      {Kind::kSsdFile, ssd(seventeen, "'M'"), "identification: has 17 characters; at most 16 fit"},
-      {Kind::kSsdFile, ssd("QRV", "'M', '" + seventeen + "'"), "models[1]: has 17 characters"},
-      {Kind::kSsdFile, ssd("QRV", ""), "models: must be a list [...] of 1 to 99 texts"},
+      {Kind::kSsdFile, ssd("QRV", "'M'", "1/2", "passwd"), "version: must not hold \"/\""},
+      {Kind::kSsdFile, ssd("seventeen letters", "'M'", "1", "passwd"), "identification: has 17 characters; at most 16"},
+      {Kind::kSsdFile, ssd("QRV", "'M', 'seventeen letters'", "1", "passwd"), "models[1]: has 17 characters"},
+      {Kind::kSsdFile, ssd("QRV", "", "1", "passwd"), "models: must be a list [...] of 1 to 99 texts"},
       {Kind::kSsdFile, ssd("QRV", "'M'", "1", "none"), "file: cannot read /etc/none: No such file"},
   };
   for (const auto& [kind, text, error] : rows) EXPECT_THAT(complaint(kind, text), StartsWith(error)) << text;

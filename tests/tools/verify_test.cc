@@ -23,6 +23,12 @@ std::string drive_file(uint64_t size = 1) {
   return ssd_head({.identification = "Q", .models = {"M"}, .version = "V"}, size) + "b";
 }
 
+std::vector<Object> nested(int depth) {
+  std::vector<Object> objects = {wrap(orvix_object_controllertype, "", {})};
+  for (int i = 0; i < depth; ++i) objects = {wrap(orvix_object_controllertype, "", objects)};
+  return objects;
+}
+
 TEST(Verify, NoProperPrefixIsWithoutFindings) {
   const Container image = bundle({image_header({.version = "2", .filename = "fw.img"}), fpga("3", "f")});
   const std::string whole = render(bundle({image_header({.version = "4.2 (1)", .filename = "fw.img"}),
@@ -63,6 +69,8 @@ TEST(Verify, EachFaultIsFoundAtItsPart) {
       {{}, object(orvix_object_keystore, "", ""), "no part of a bundle"},
       {{}, image_header({.filename = "a.img"}), "does not follow"},
       {{image_header({.filename = "a.img"})}, image_file("a.img", "x"), "no container"},
+      {{}, Object{.guid = {1}}, "unknown type"},
+      {{}, object(orvix_object_firmware, "1;4", nested(40)), "more than 32 deep"},
       {{}, ssd("1", "no drive"), "too short"},
       {{}, ssd("1", drive_file(9)), "cut short"},
   };
