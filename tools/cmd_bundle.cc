@@ -134,7 +134,7 @@ void unpack(const Context& context, const Arguments& arguments) {
   // The library cuts longer paths, and the file would get a wrong name.
   if (directory.size() > kLongestDirectory) {
     throw Failure("the directory's path has more than " + std::to_string(kLongestDirectory) +
-                  " characters; go there and give \".\"");
+                  " bytes; go there and give \".\"");
   }
   const Tree tree = read_bundle(path, arguments);
   std::error_code error;

@@ -1,8 +1,8 @@
 // Software images, and the container format itself.
 #include <algorithm>
-#include <memory>
 
 #include "brantix/image.h"
+#include "support/handle.h"
 #include "tools/host.h"
 #include "tools/packing.h"
 #include "tools/print.h"
@@ -58,17 +58,13 @@ void show_tree(const Context& context, const Arguments& arguments) {
   must_be_whole(" is broken:", path, tree.problems);
 }
 
-struct CloseImage {
-  void operator()(SCI_image_s* image) const { SCI_imageClose(image); }
-};
-
 void show_image(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   // A header alone is no container.
   const bool look = !arguments.contains("--force") && path.find(".img__hdr") == path.npos;
   if (look) must_be_whole(" is no whole image; --force goes on all the same:", path, read_tree(path).problems);
-  const std::unique_ptr<SCI_image_s, CloseImage> image(SCI_imageOpen(readable(path).c_str()));
-  if (image == nullptr) {
+  const Handle<SCI_image_s*, nullptr, SCI_imageClose> image(SCI_imageOpen(readable(path).c_str()));
+  if (!image) {
     fail_with_reason("no image header in " + path + "; \"couplerctl container tree\" shows what is in it");
   }
   const SCI_image_s* const record = SCI_srgOpen(image.get());

@@ -49,11 +49,6 @@ void show_versions(const Context& context, const Arguments&) {
                           {"system_software_id", SCI_getSystemSwid(), "fixed"}});
 }
 
-std::string without_line_end(std::string text) {
-  if (text.ends_with('\n')) text.pop_back();
-  return text;
-}
-
 void show_boot_names(const Context& context, const Arguments&) {
   BootloaderSysNames names{};
   char message[256] = "";

@@ -88,11 +88,6 @@ SCI_snmp_varbind_s make_variable(const std::string& oid, std::string_view letter
   return variable;
 }
 
-std::string without_line_end(std::string text) {
-  while (text.ends_with('\n')) text.pop_back();
-  return text;
-}
-
 std::string send(const Oid& trap, const std::vector<SCI_snmp_varbind_s>& variables) {
   static constexpr SCI_snmp_varbind_s kNone[1] = {};
   char error[256] = "";

@@ -38,7 +38,7 @@ const std::string& one_word(const std::string& text) {
 template <size_t kCapacity>
 void fill(char (&field)[kCapacity], const std::string& what, const std::string& text) {
   if (text.size() >= kCapacity) {
-    throw WrongUsage(what + " has more than " + std::to_string(kCapacity - 1) + " characters");
+    throw WrongUsage(what + " has more than " + std::to_string(kCapacity - 1) + " bytes");
   }
   field[text.copy(field, kCapacity - 1)] = '\0';
 }
@@ -175,11 +175,7 @@ Lines communities() {
   std::vector<SCI_snmp_community_s> read(count);
   SCI_GetSnmpCommunity(read.data(), &count);
   Lines found;
-  for (const SCI_snmp_community_s& entry : read) {
-    std::string name = entry.community;
-    if (name.ends_with('\n')) name.pop_back();
-    found.push_back(name);
-  }
+  for (const SCI_snmp_community_s& entry : read) found.push_back(without_line_end(entry.community));
   return found;
 }
 

@@ -91,6 +91,11 @@ std::string escaped_lines(std::string_view text) {
   return escaped(text.substr(0, end)) + '\n' + escaped_lines(text.substr(end + 1));
 }
 
+std::string without_line_end(std::string text) {
+  while (text.ends_with('\n')) text.pop_back();
+  return text;
+}
+
 std::string hexadecimal(unsigned char value) {
   char digits[3];
   std::snprintf(digits, sizeof digits, "%02x", value);

@@ -24,6 +24,8 @@ std::string escaped(std::string_view text);
 /// As above, but the line ends stay.
 std::string escaped_lines(std::string_view text);
 
+std::string without_line_end(std::string text);
+
 /// Two digits.
 std::string hexadecimal(unsigned char value);
 

@@ -77,7 +77,7 @@ expect 1 'no terminal to ask for the password' user add carol
 expect 1 'holds no password' user add carol --password-file /dev/null
 echo short >password
 expect 1 'carol was not set; "--log critical"' user add carol --password-file password --privacy none
-expect 2 'more than 32 characters' user add "$(printf '%033d' 0)"
+expect 2 'more than 32 bytes' user add "$(printf '%033d' 0)"
 expect 2 '' user add carol --auth none
 
 expect 0 'added  readers' community add readers
