@@ -1,6 +1,7 @@
 // Firmware bundles.
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "brantix/firmware.h"
 #include "support/text.h"
@@ -101,9 +102,9 @@ void show(const Context& context, const Arguments& arguments) {
   print_report(context, contents_of(read_bundle(paths[0], arguments)));
 }
 
-using Files = std::map<std::string, fs::file_time_type>;
-
 /// Regular files of a directory, and when each was written.
+using Files = std::set<std::pair<std::string, fs::file_time_type>>;
+
 Files files_in(const fs::path& directory) {
   Files files;
   std::error_code gone;
@@ -115,9 +116,8 @@ Files files_in(const fs::path& directory) {
 
 Json new_files(const fs::path& directory, const Files& before) {
   Json names = Json::array();
-  for (const auto& [name, time] : files_in(directory)) {
-    const auto old = before.find(name);
-    if (old == before.end() || old->second != time) names.push_back(name);
+  for (const auto& file : files_in(directory)) {
+    if (!before.contains(file)) names.push_back(file.first);
   }
   return names;
 }

@@ -1,5 +1,4 @@
 // What is running: versions, boot names, firmware; and the firmware of drives.
-#include <algorithm>
 #include <filesystem>
 
 #include "brantix/container.h"
@@ -25,9 +24,7 @@ void print_sourced(const Context& context, const std::vector<Sourced>& rows, Jso
   for (const auto& [key, value, source] : rows) {
     report[key] = value;
     sources[key] = source;
-    std::string title = key;
-    std::replace(title.begin(), title.end(), '_', ' ');
-    table.row({title, value.empty() ? "-" : value, source});
+    table.row({title(key), value.empty() ? "-" : value, source});
   }
   report["sources"] = sources;
   print_table(context, report, table);

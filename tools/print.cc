@@ -56,11 +56,6 @@ std::string cell(const Table::Column& column, const Json& row) {
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-std::string title(std::string key) {
-  std::replace(key.begin(), key.end(), '_', ' ');
-  return key;
-}
-
 void add_rows(Table& table, const std::string& key, const Json& value) {
   if (!value.is_array()) return table.row({title(key), value_text(value)});
   if (value.empty()) return table.row({title(key), "-"});
@@ -89,6 +84,11 @@ std::string escaped_lines(std::string_view text) {
   const size_t end = text.find('\n');
   if (end == text.npos) return escaped(text);
   return escaped(text.substr(0, end)) + '\n' + escaped_lines(text.substr(end + 1));
+}
+
+std::string title(std::string key) {
+  std::replace(key.begin(), key.end(), '_', ' ');
+  return key;
 }
 
 std::string without_line_end(std::string text) {

@@ -24,6 +24,9 @@ std::string escaped(std::string_view text);
 /// As above, but the line ends stay.
 std::string escaped_lines(std::string_view text);
 
+/// "package version" of "package_version".
+std::string title(std::string key);
+
 std::string without_line_end(std::string text);
 
 /// Two digits.
