@@ -37,7 +37,7 @@ TEST(Dump, ManifestMakesTheVerySameBytes) {
     Container made = bundle(parts);
     if (below(2) == 0) align(made, 4096);
     const test::ScratchDirectory work;
-    write_file(made, work / "in");
+    test::write_file(work / "in", render(made));
     dump(work / "in", work / "out");
     std::string remade;
     read_manifest(Kind::kBundle, work / "out/bundle.json").write([&](std::string_view piece) { remade += piece; });
