@@ -234,6 +234,8 @@ TEST_F(BundleTest, WhatIsRefusedWritesNothingAndTellsWhy) {
       {cut_at(kFirstPart + 12, good), "extract_fw_info: invalid object type 99999\n"},
       {part("1;17"), "ERROR: part 1;17 has size 17, its payload 16\n", 0},
       {part("1;-1"), "ERROR: part 1;-1 has size -1, its payload 16\n", 0},
+      {part("1;99999999999999999999"),
+       "ERROR: part 1;99999999999999999999 has size 9223372036854775807, its payload 16\n", 0},
       {grow_length(kFirstPart, part("1;" + most)), "ERROR: part 1;" + most + " lacks 2147483649 of its bytes\n", 0},
       {grow_length(kFirstPart, part("1;" + endless)),
        "ERROR: part 1;" + endless + " lacks 17592186044384 of its bytes\n", 0},

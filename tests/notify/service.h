@@ -56,8 +56,6 @@ class Service {
     }
   }
 
-  void echo() { reply(receive()); }
-
   /// Answers the next request with `frames`, without frames not at all. @return the request
   std::future<Frames> answer(Frames frames) {
     return std::async(std::launch::async, [this, frames = std::move(frames)] {
