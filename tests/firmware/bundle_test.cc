@@ -148,6 +148,10 @@ TEST_F(BundleTest, CutsToTheCallersFields) {
   EXPECT_EQ(list(), "on/nn///");
   EXPECT_EQ(image_count_, 3);
   EXPECT_EQ(files(), "3 hdr " + std::string(63, 'n') + " one rommon-1234567890 | ") << "a file has its whole version";
+  const std::string deep = out_ + '/' + std::string(252 - out_.size(), 'd');
+  fs::create_directories(deep);
+  EXPECT_EQ(read(packed({image_header({}), image_file("0123", "x")}), deep.c_str()), 0);
+  EXPECT_EQ(names_in(deep), "0 h") << "a path has 255 characters";
 }
 
 TEST_F(BundleTest, WithoutAHeaderBufferTheImageHeaderIsSkipped) {

@@ -237,12 +237,18 @@ struct Exact {
 // Entries are read no further than the message, whatever it claims.
 TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
   mesvo::MsgRequestClientChannel channel("without end point");
-  for (const std::string& bytes : {""s, "\1\0"s, "\xff\xff\xff\xff"s, "\1\0\0\0\1\0\xff\xff"s,
-                                   "\2\0\0\0\1\0\1\0v\1\0\0"s, "\1\0\0\0\1\0\3\0vvv"s}) {
+  for (const auto& [bytes, claimed] : {std::pair{""s, "0"},
+                                       {"\1\0"s, "0"},
+                                       {"\xff\xff\xff\xff"s, "-1"},
+                                       {"\1\0\0\0\1\0\xff\xff"s, "1"},
+                                       {"\2\0\0\0\1\0\1\0v\1\0\0"s, "2"},
+                                       {"\1\0\0\0\1\0\3\0vvv"s, "1"}}) {
     const Exact message(bytes);
     testing::internal::CaptureStdout();
     EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, message.data.get(), message.size), 0);
-    EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("without end point: cannot send"));
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(printed, testing::StartsWith("ngm_send_ipc_notify: tlv_array size = "s + claimed + '\n'));
+    EXPECT_THAT(printed, HasSubstr("without end point: cannot send"));
   }
   EXPECT_EQ(log_.take_lines().back(),
             "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[0]: type: 1, length: 3, value: vvv");
