@@ -89,6 +89,23 @@ TEST_P(EveryFaultTest, FailsCleanlyOrSucceeds) {
 
 INSTANTIATE_TEST_SUITE_P(Flow, EveryFaultTest, testing::ValuesIn(kOperations));
 
+TEST(MemoryTest, ItsLackIsTold) {
+  if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
+  set_stage();
+  forget_host();
+  SCI_DeleteSnmpUser("admin", error);
+  const SilentHost host;
+  int status = 0;
+  {
+    const Failing failing({"memory", 1, true});
+    status = set_host<1>() + set_user();
+  }
+  EXPECT_EQ(status, 2);
+  for (const char* line : {"2 no memory for host 10.0.0.9\n", "2 no memory for user admin\n"}) {
+    EXPECT_NE(host.said().find(line), std::string::npos) << line;
+  }
+}
+
 // Each line: the fault, what an operation that takes lines out returns, and the last that it says. What all of them say
 // alike, one says. The last is about a line that is put in.
 TEST(RemovalTest, EveryStepThatFailsHasItsLine) {

@@ -21,12 +21,13 @@ TEST_F(UsersTest, CommandLinesAreFixed) {
       {user("bob", "secret12", "spare123", 1, 1), "authNoPriv bob MD5 secret12  spare123"},
       {user("bob", "it's", "$(x)", 0, 3), "authPriv bob SHA it\"'\"s AES '$''('x')'"},
       {user("bob", "secret12", "privacy1", 0, 2), "authNoPriv bob SHA secret12  privacy1"},
+      {user("b", "p", "q", 0, 3), "authPriv b SHA p AES q"},
   };
   for (const auto& row : kRows) {
     EXPECT_EQ(set_user(row.user), 0);
     EXPECT_EQ(take_commands(), kCreate + row.command + "\n");
-    EXPECT_EQ(delete_user("bob"), 0);
-    EXPECT_EQ(take_commands(), kDelete + "bob\n");
+    EXPECT_EQ(delete_user(row.user.username), 0);
+    EXPECT_EQ(take_commands(), kDelete + row.user.username + "\n");
   }
   // 255 characters are run, wherever that cuts; fields without a terminator give up their last character.
   const std::string name(33, 'n'), password(81, 'a'), priv_pass(81, 'p');
