@@ -113,21 +113,6 @@ TEST(RemovalTest, EveryStepThatFailsHasItsLine) {
   int (*const kRemovals[])() = {[] { return SCI_DeleteSnmpCommunity("KEY"); },
                                 [] { return SCI_DeleteSnmpHostV3("KEY"); },
                                 [] { return GetAndDeleteSnmpSysConOrLoc("sysContact"); }};
-  const struct {
-    Fault fault;
-    size_t removals = 3;
-    const char* config = "trapsink KEY sysContact\nrest";
-  } kFaults[] = {{{"open", 2}},
-                 {{"lock", 1}, 1},
-                 {{"open", 3}},
-                 {{"write", 1}, 1},
-                 {{"rights", 1}, 1},
-                 {{"sync", 1}, 1},
-                 {{"rename", 1, false, "removal"}},
-                 {{"rename", 1, true}},
-                 {{"rename", 1}, 1},
-                 {{"sync", 1}, 3, "none"},
-                 {{"removal", 2}, 3, "none"}};
   std::ostringstream text;
   const auto tell = [&text](int (*run)(), const Fault& fault, const char* config) {
     set_stage();
@@ -137,33 +122,38 @@ TEST(RemovalTest, EveryStepThatFailsHasItsLine) {
     const Failing failing(fault);
     text << run() << ' ' << log.take_last_line();
   };
-  for (const auto& [fault, removals, config] : kFaults) {
-    for (size_t i = 0; i < removals; ++i) tell(kRemovals[i], fault, config);
+  const char* const match = "trapsink KEY sysContact\nrest";
+  for (const Fault& fault : {Fault{"open", 2}, {"open", 3}, {"rename", 1, false, "removal"}, {"rename", 1, true}}) {
+    for (const auto& run : kRemovals) tell(run, fault, match);
   }
+  for (const Fault& fault : {Fault{"sync", 1}, {"removal", 2}}) {
+    for (const auto& run : kRemovals) tell(run, fault, "none");
+  }
+  for (const char* kind : {"lock", "write", "rights", "sync", "rename"}) tell(kRemovals[0], {kind, 1}, match);
   tell([] { return SCI_SetSnmpSysContact("you"); }, {"open", 4}, "none");
   EXPECT_EQ(text.str(), R"(open 2: -1 critical SCI_DeleteSnmpCommunity|\nSNMPD_CONF_FILE fopen() Error!!!
 open 2: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf fopen() Error!!!\n
 open 2: -1 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE fopen failed
-lock 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp not locked: No locks available
 open 3: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf.new fopen failed
 open 3: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:/etc/snmp/snmpd.conf.new fopen failed
 open 3: -1 critical GetAndDeleteSnmpSysConOrLoc|\nSNMPD_CONF_FILE.new fopen failed
-write 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device
-rights 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Operation not permitted
-sync 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Input/output error
 rename 1: -1 critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE remove failed
 rename 1: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf remove failed\n
 rename 1: -1 critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE remove failed
 rename 1: -1 critical SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed failed
 rename 1: 1 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:file snmpd.conf.new renamed failed\n
 rename 1: -1 critical GetAndDeleteSnmpSysConOrLoc|\n file snmpd.conf.new renamed failed
-rename 1: 0 debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf
 sync 1: 0 debug SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new  deleted
 sync 1: 0 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3:File /etc/snmp/snmpd.conf.new  deleted\n
 sync 1: 0 debug GetAndDeleteSnmpSysConOrLoc|\nnot find a match to delete sysContact
 removal 2: 0 critical SCI_DeleteSnmpCommunity|\nFile SNMPD_CONF_FILE.new remove failed
 removal 2: 0 debug SCI_DeleteSnmpHostV3|SCI_DeleteSnmpHostV3: /etc/snmp/snmpd.conf.new remove failed\n
 removal 2: 0 critical GetAndDeleteSnmpSysConOrLoc|\nFile SNMPD_CONF_FILE.new remove failed
+lock 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp not locked: No locks available
+write 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device
+rights 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Operation not permitted
+sync 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Input/output error
+rename 1: 0 debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf
 open 4: -1 critical SCI_SetSnmpSysContact|\n SNMPD_CONF_FILE fopen() Error!!!\n
 )");
 }

@@ -9,15 +9,14 @@ namespace coupler::test {
 /// A kind of call; fail_nth.cc says which calls are of which kind.
 struct Kind {
   std::string_view name;
-  int reason;             // for which it fails
-  bool on_files = false;  // leaves something on the disk
+  int reason;     // for which it fails
+  bool on_files;  // leaves something on the disk
 };
-inline constexpr Kind kKinds[] = {{"open", EMFILE, true}, {"read", EIO},           {"seek", EIO},
-                                  {"map", ENODEV},        {"write", ENOSPC, true}, {"resize", ENOSPC, true},
-                                  {"sync", EIO, true},    {"name", EIO, true},     {"rename", EIO, true},
-                                  {"removal", EIO, true}, {"lock", ENOLCK},        {"rights", EPERM, true},
-                                  {"process", EAGAIN},    {"close", EIO, true},    {"memory", ENOMEM},
-                                  {"interruption", EINTR}};
+inline constexpr Kind kKinds[] = {
+    {"open", EMFILE, true},     {"read", EIO, false},     {"seek", EIO, false},      {"map", ENODEV, false},
+    {"write", ENOSPC, true},    {"resize", ENOSPC, true}, {"sync", EIO, true},       {"name", EIO, true},
+    {"rename", EIO, true},      {"removal", EIO, true},   {"lock", ENOLCK, false},   {"rights", EPERM, true},
+    {"process", EAGAIN, false}, {"close", EIO, true},     {"memory", ENOMEM, false}, {"interruption", EINTR, false}};
 
 /// Each of those that leave something on the disk.
 inline constexpr std::string_view kAnyOnFiles = "any on files";
