@@ -131,6 +131,7 @@ TEST(CopyTest, CopiesEveryRange) {
       EXPECT_FALSE(is_copy({source, offset, length}, target.c_str())) << "another last byte";
     }
   }
+  EXPECT_FALSE(is_copy({on_disk.get(), 0, 0}, "/dev/null"));
   EXPECT_FALSE(copy_to_file({on_disk.get(), 16, 5}, source_path.c_str()));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(read_file(source_path), content) << "a file that is copied onto itself would be lost";
