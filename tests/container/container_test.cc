@@ -221,8 +221,8 @@ TEST(DescriptorTest, StripsValidPaddingOnly) {
   };
   for (const auto& [end, stripped, flags, units] :
        {Row{{4, 4, 4, 4}, 28}, Row{{3, 4, 4, 4}, 32}, Row{{4, 4, 3, 4}, 32}, Row{{1}, 31}, Row{{0}, 32},
-        Row{{0x11}, 32}, Row{Bytes(16, 16), 16}, Row{Bytes(15, 16), 32}, Row{{2, 2}, 30, 0xff}, Row{{2, 2}, 32, 0xfd},
-        Row{{2, 2}, 14, 2, 1}, Row{{}, 0, 2, 0}}) {
+        Row{Bytes(17, 17), 32}, Row{Bytes(16, 16), 16}, Row{Bytes(15, 16), 32}, Row{{2, 2}, 30, 0xff},
+        Row{{2, 2}, 32, 0xfd}, Row{{2, 2}, 14, 2, 1}, Row{{}, 0, 2, 0}}) {
     Bytes object(16 + 16 + 16 * size_t{units}, 0xaa);  // descriptor, header, payload
     const orvix_desc desc = descriptor({1, 0, 0, units, 0, 0, 0, 0, flags});
     std::memcpy(object.data(), &desc, sizeof(desc));

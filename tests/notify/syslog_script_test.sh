@@ -39,7 +39,7 @@ if grep -q 'too low' /var/log/platform.log || grep -q 'too low for the platform'
 "$couplerctl" syslog no-remote
 if ls /etc/rsyslog.d/{file,console,remote-*}.conf 2> /dev/null; then fail "what was removed is still there"; fi
 
-for words in 'remote 1 a"b errors 7' 'file errors ../x' 'console errors'; do
+for words in 'remote 1 a;b errors 7' 'file errors ../x' 'console errors'; do
   # shellcheck disable=SC2086 # the words of a command
   if "$couplerctl" syslog $words 2> /dev/null; then fail "accepted: $words"; fi
 done
