@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <cstring>
+
 #include "brantix/container.h"
 #include "brantix/firmware.h"
 #include "firmware/fitted_ssd.h"
@@ -104,10 +106,12 @@ TEST_F(ReportsTest, CurrentVersionsFollowTheBoard) {
     set("board_type", row.board);
     set("ssd_present", row.ssd_present);
     set("pseq_version", row.pseq);
+    std::memset(&report_, 'x', sizeof(report_));
     ask();
     EXPECT_THAT((std::vector<std::string>{report_.packageVersion, report_.rommonVersion, report_.fpgaVersion,
                                           report_.pseqVersion, report_.ssdVersion, report_.ssdModel, printed_}),
                 ElementsAre(row.package, "1.2.3", "1.08.00", row.pseq, row.ssd_version, row.ssd_model, row.printed));
+    EXPECT_EQ(report_.packageVersion[62] + report_.ssdVersion[62] + report_.ssdModel[62], 0) << "cleared to the end";
   }
 }
 
