@@ -168,21 +168,21 @@ constexpr Kind kUser{"user", "NAME", lines_of_user, lines_of_user, [](const char
                        return SCI_DeleteSnmpUser(name, error);
                      }};
 
-Lines communities() {
+Json communities() {
   unsigned count = 0;
   if (SCI_GetSnmpCommunity(nullptr, &count) != 0)
     throw Failure("the agent's configuration file cannot be read", kAgentConfig);
   std::vector<SCI_snmp_community_s> read(count);
   SCI_GetSnmpCommunity(read.data(), &count);
-  Lines found;
+  Json found = Json::array();
   for (const SCI_snmp_community_s& entry : read) found.push_back(without_line_end(entry.community));
   return found;
 }
 
-Command name_list(const char* about, const char* what, Lines (*names)()) {
+Command list(const char* about, const char* what, Json (*rows)(), const std::vector<Table::Column>& columns = {{""}}) {
   return {"list", about, {}, [=](const Context& context, const Arguments&) {
-            const Json found = names();
-            print_table(context, {{what, found}}, Table({{""}}, found));
+            const Json found = rows();
+            print_table(context, {{what, found}}, Table(columns, found));
           }};
 }
 
@@ -200,17 +200,6 @@ void add_host(const Context& context, const Arguments& arguments) {
   if (host.version == 3) must_succeed(set_user(name, arguments), name, "set");
   must_succeed(SCI_SetSnmpHostV3(&host), address, "added");
   print_report(context, {{"added", address}});
-}
-
-void list_hosts(const Context& context, const Arguments&) {
-  const Json hosts = configured_destinations();
-  print_table(context, {{"hosts", hosts}},
-              Table({{"destination", "destination"},
-                     {"version", "version"},
-                     {"notify", "notify"},
-                     {"community or user", "name"},
-                     {"level", "level"}},
-                    hosts));
 }
 
 void show(const Context& context, const Arguments&) {
@@ -255,14 +244,19 @@ Command snmp_family() {
                          {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels}});
   const std::vector<Command> hosts = {{"add", "Send traps or informs to a destination", host, add_host},
                                       deletion("Delete a destination", address, kHost),
-                                      {"list", "Show the configured destinations", {}, list_hosts}};
+                                      list("Show the configured destinations", "hosts", configured_destinations,
+                                           {{"destination", "destination"},
+                                            {"version", "version"},
+                                            {"notify", "notify"},
+                                            {"community or user", "name"},
+                                            {"level", "level"}})};
   const std::vector<Command> users = {{"add", "Create a user, or set one anew", with_user_options({user}), add_user},
                                       deletion("Delete a user", user, kUser),
-                                      name_list("Show the configured users", "users", configured_users)};
+                                      list("Show the configured users", "users", configured_users)};
   const std::vector<Command> readers = {
       setting("add", "Let a community read", community, "added", one_word, SCI_ConfigureSnmp),
       deletion("Delete a community", community, kCommunity),
-      name_list("Show the communities that may read", "communities", communities)};
+      list("Show the communities that may read", "communities", communities)};
   return {.name = "snmp",
           .about = "The SNMP agent",
           .commands = {{"show", "Show all that is configured; passwords never", {}, show},

@@ -99,10 +99,9 @@ Arguments arguments_of(const Chosen& chosen) {
   Arguments arguments;
   for (const Argument& argument : chosen.command->arguments) {
     const CLI::Option* const option = chosen.app->get_option(argument.name);
-    if (option->count() == 0) continue;
     if (argument.repeats) {
-      arguments.rest = option->as<std::vector<std::string>>();
-    } else {
+      arguments.rest = option->results();
+    } else if (option->count() > 0) {
       arguments[argument.name] = checked(argument, option->as<std::string>());
     }
   }

@@ -14,13 +14,12 @@ using Clock = std::chrono::steady_clock;
 
 /// A number of bytes as people read it, such as "1.5 MiB".
 std::string bytes_text(uint64_t count) {
-  constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
-  if (count < 1024) return std::to_string(count) + " bytes";
-  double value = static_cast<double>(count) / 1024;
+  constexpr const char* kUnits[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+  auto value = static_cast<double>(count);
   size_t unit = 0;
   for (; value >= 1024 && unit + 1 < std::size(kUnits); ++unit) value /= 1024;
   char text[32];
-  std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+  std::snprintf(text, sizeof text, "%.*f %s", unit == 0 ? 0 : 1, value, kUnits[unit]);
   return text;
 }
 

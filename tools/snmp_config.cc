@@ -134,8 +134,8 @@ Json configured_destinations() {
   return found;
 }
 
-Lines configured_users() {
-  Lines found;
+Json configured_users() {
+  Json found = Json::array();
   for (const std::string& line : lines_of(kAgentConfig)) {
     const Lines words = words_of(line);
     if (words.size() > 1 && words[0] == "rouser") found.push_back(words[1]);

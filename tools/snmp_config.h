@@ -29,7 +29,7 @@ Lines agent_lines(const std::function<bool(const std::string& line, const Lines&
 Json configured_destinations();
 
 /// The names of the users who may read.
-Lines configured_users();
+Json configured_users();
 
 /// The lines that make it a destination, the community able to read, or the user known to the agent.
 Lines lines_of_host(const std::string& address);

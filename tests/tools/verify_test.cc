@@ -34,6 +34,7 @@ TEST(Verify, NoProperPrefixIsWithoutFindings) {
     EXPECT_FALSE(verify_bytes(test::cut_at(length, whole)).empty()) << length;
   }
   EXPECT_FALSE(verify_bytes(whole + std::string(32, '\0')).empty());
+  EXPECT_FALSE(verify_bytes(test::grow_length(16, whole)).empty());
 }
 
 TEST(Verify, AnImageWithoutPartsIsWorthANote) {
