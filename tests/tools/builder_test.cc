@@ -46,24 +46,6 @@ TEST(Builder, PaddingSaysHowLongItIs) {
   }
 }
 
-TEST(Builder, ImageHeaderStandsInBothNestings) {
-  const HeaderFields fields{.version = "4.2", .filename = "fw.img", .platform = 7};
-  for (const auto& [container, at] : {std::pair(image(fields), 80U), std::pair(bundle({image_header(fields)}), 112U)}) {
-    const std::string header = render(container).substr(at);
-    EXPECT_EQ(header.size(), sizeof(ImageHeader) + 16);
-    EXPECT_EQ(header.substr(16, 4), std::string("4.2\0", 4));
-    EXPECT_EQ(header.substr(112, 7), std::string("fw.img\0", 7));
-    EXPECT_EQ(header[320], 7);
-  }
-  EXPECT_THROW(image({.version = std::string(33, 'v')}), Error);
-}
-
-TEST(Builder, NestedContainerCountsAsTheContentOfItsPart) {
-  const Container inner = bundle({fpga("3", "f")});
-  const std::string bytes = render(inner);
-  EXPECT_EQ(render(bundle({image_file("fw.img", inner)})), render(bundle({image_file("fw.img", bytes)})));
-}
-
 TEST(Builder, PayloadsStartAtBlocksAndLeaveTheRestAsItWas) {
   Container aligned =
       bundle({image_header({}), rommon("1", std::string(5000, 'r')), fpga("2"), text_file("t", "text")});
@@ -73,15 +55,6 @@ TEST(Builder, PayloadsStartAtBlocksAndLeaveTheRestAsItWas) {
   EXPECT_EQ(whole.substr(12288), "text" + zeros(12));
   align(aligned, 4096);
   EXPECT_EQ(render(aligned), whole);
-}
-
-TEST(BuilderFiles, WrittenAsRendered) {
-  const test::ScratchDirectory directory;
-  const std::string data(3'000'001, 'x');
-  test::write_file(directory / "in", data);
-  write_file(bundle({rommon("1", file(directory / "in")), text_file("t", "text")}), directory / "out");
-  EXPECT_EQ(read_file(directory / "out"), render(bundle({rommon("1", data), text_file("t", "text")})));
-  EXPECT_EQ(test::names_in(directory.path()), "in out");
 }
 
 TEST(BuilderFiles, FailureLeavesTheOldFileAndNothingElse) {
