@@ -130,7 +130,7 @@ for length in $(seq 1 97 "$size") $((size - 1)); do
   head -c "$length" nested.bundle >cut.nested
   for words in 'bundle show' 'bundle verify' 'bundle unpack' 'bundle stage' 'bundle dump' 'bundle diff nested.bundle' \
     'container tree' 'container diff nested.bundle' 'image show'; do
-    [[ $words =~ unpack|dump ]] && directory=cut || directory=
+    [[ $words =~ unpack|dump ]] && directory='cut' || directory=''
     # shellcheck disable=SC2086 # the words of a command
     "$couplerctl" $words cut.nested $directory >out 2>err && fail "$words ends with 0 at $length of $size"
   done
