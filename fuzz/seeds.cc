@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "tools/pack/builder.h"
 #include "tools/pack/ssd_file.h"
 
 namespace {
