@@ -132,8 +132,9 @@ void* calloc(size_t n, size_t size) noexcept { return fails("memory") ? nullptr 
 
 // The rights of what is created are of no matter here.
 int open(const char* path, int flags, ...) {
+  const bool nameless = (flags & O_TMPFILE) == O_TMPFILE && fails("nameless");
   note_truncation(path, flags);
-  return fails("open") ? -1 : REAL(open)(path, flags, 0666);
+  return nameless || fails("open") ? -1 : REAL(open)(path, flags, 0666);
 }
 int openat(int directory, const char* path, int flags, ...) {
   return fails("open") ? -1 : REAL(openat)(directory, path, flags, 0666);

@@ -13,10 +13,11 @@ struct Kind {
   bool on_files;  // leaves something on the disk
 };
 inline constexpr Kind kKinds[] = {
-    {"open", EMFILE, true},     {"read", EIO, false},     {"seek", EIO, false},      {"map", ENODEV, false},
-    {"write", ENOSPC, true},    {"resize", ENOSPC, true}, {"sync", EIO, true},       {"name", EIO, true},
-    {"rename", EIO, true},      {"removal", EIO, true},   {"lock", ENOLCK, false},   {"rights", EPERM, true},
-    {"process", EAGAIN, false}, {"close", EIO, true},     {"memory", ENOMEM, false}, {"interruption", EINTR, false}};
+    {"open", EMFILE, true},         {"read", EIO, false},     {"seek", EIO, false},      {"map", ENODEV, false},
+    {"write", ENOSPC, true},        {"resize", ENOSPC, true}, {"sync", EIO, true},       {"name", EIO, true},
+    {"rename", EIO, true},          {"removal", EIO, true},   {"lock", ENOLCK, false},   {"rights", EPERM, true},
+    {"process", EAGAIN, false},     {"close", EIO, true},     {"memory", ENOMEM, false}, {"interruption", EINTR, false},
+    {"nameless", EOPNOTSUPP, false}};
 
 /// Each of those that leave something on the disk.
 inline constexpr std::string_view kAnyOnFiles = "any on files";
