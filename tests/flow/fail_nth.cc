@@ -107,9 +107,9 @@ bool fails(std::string_view name) {
 
 }  // namespace
 
-Failing::Failing(const Fault& fault) {
+Failing::Failing(const Fault& fault) : fault_(fault) {
   calls = 0;
-  current = &fault;
+  current = &fault_;
 }
 Failing::~Failing() { current = nullptr; }
 bool Failing::happened() const { return calls >= current->nth; }

@@ -49,6 +49,9 @@ class Failing {
 
   /// What was written and not synced is gone.
   static void lose_unsynced();
+
+ private:
+  const Fault fault_;
 };
 
 }  // namespace coupler::test
