@@ -14,26 +14,33 @@ uint32_t text_length(const char* text) {
   return text == nullptr ? 0 : static_cast<uint32_t>(::strnlen(text, BRANTIX_SNMP_TEXT_MAX + 1) + 1);
 }
 
-/// @return nothing when the variable's type is none
-std::optional<Value> value_of(const SCI_snmp_varbind_s& variable) {
+/// @return false when the variable's type is none
+bool resolve(const SCI_snmp_varbind_s& variable, Value& resolved) {
   const auto& value = variable.value;
   switch (variable.type) {
     case BRANTIX_SNMP_INTEGER:
-      return Value{&value, sizeof(value.integer), kInteger};
+      resolved = {&value, sizeof(value.integer), kInteger};
+      return true;
     case BRANTIX_SNMP_OCTET_STRING:
-      return Value{value.text, text_length(value.text), kOctetString};
+      resolved = {value.text, text_length(value.text), kOctetString};
+      return true;
     case BRANTIX_SNMP_OBJECT_ID:
-      return Value{value.oid, static_cast<uint32_t>(kSubIdentifierSize * variable.value_oid_len), kObjectId};
+      resolved = {value.oid, static_cast<uint32_t>(kSubIdentifierSize * variable.value_oid_len), kObjectId};
+      return true;
     case BRANTIX_SNMP_GAUGE32:
-      return Value{&value, sizeof(value.unsigned32), kGauge32};
+      resolved = {&value, sizeof(value.unsigned32), kGauge32};
+      return true;
     case BRANTIX_SNMP_TEXT:
-      return Value{value.text, text_length(value.text), kText};
+      resolved = {value.text, text_length(value.text), kText};
+      return true;
     case BRANTIX_SNMP_COUNTER32:
-      return Value{&value, sizeof(value.unsigned32), kCounter32};
+      resolved = {&value, sizeof(value.unsigned32), kCounter32};
+      return true;
     case BRANTIX_SNMP_COUNTER64:
-      return Value{&value, sizeof(value.counter64), kCounter64};
+      resolved = {&value, sizeof(value.counter64), kCounter64};
+      return true;
     default:
-      return std::nullopt;
+      return false;
   }
 }
 
@@ -80,14 +87,12 @@ std::optional<size_t> resolve(const Notification& notification, Value* values, T
   size_t size = kCountSize + oid_size(notification.oid_length);
   for (int i = 0; i < notification.variable_count; ++i) {
     const SCI_snmp_varbind_s& variable = notification.variables[i];
-    const std::optional<Value> value = value_of(variable);
-    if (!value) {
+    if (!resolve(variable, values[i])) {
       why.format("Unable to send SNMP notification. Unexpected object type. var Idx=%d type=%d\n", i, variable.type);
       return std::nullopt;
     }
-    if (!is_sendable(*value, variable.type, i, why)) return std::nullopt;
-    size += oid_size(variable.oid_len) + kEntryHeadSize + value->length;
-    values[i] = *value;
+    if (!is_sendable(values[i], variable.type, i, why)) return std::nullopt;
+    size += oid_size(variable.oid_len) + kEntryHeadSize + values[i].length;
   }
   return size;
 }
