@@ -76,24 +76,39 @@ std::vector<std::string> all_files(const Arguments& arguments) {
   return paths;
 }
 
-/// One that cannot be read does not keep the others from being shown.
+/// Those of several files that could not be read; they do not keep the others from being looked at.
+class Failures {
+ public:
+  void add(const Failure& failure) {
+    if (reasons_.empty()) place_ = failure.place;
+    reasons_.append(reasons_.empty() ? "" : "\n").append(failure.what());
+  }
+  /// Fails with them all, unless there are none.
+  void tell() const {
+    if (!reasons_.empty()) throw Failure(reasons_, place_);
+  }
+
+ private:
+  std::string reasons_;
+  std::string place_;
+};
+
 void show_several(const Context& context, const Arguments& arguments, const std::vector<std::string>& paths) {
   Json bundles = Json::array();
-  std::string reasons, place;
+  Failures failures;
   for (const std::string& path : paths) {
     Json bundle = {{"file", path}};
     try {
       bundle.update(contents_of(read_bundle(path, arguments)));
       if (!context.json) print_report(context, bundle);
     } catch (const Failure& failure) {
-      if (reasons.empty()) place = failure.place;
-      reasons.append(reasons.empty() ? "" : "\n").append(failure.what());
+      failures.add(failure);
       bundle.update({{"reason", failure.what()}, {"place", failure.place}});
     }
     bundles.push_back(bundle);
   }
   if (context.json) print_json({{"bundles", bundles}});
-  if (!reasons.empty()) throw Failure(reasons, place);
+  failures.tell();
 }
 
 void show(const Context& context, const Arguments& arguments) {
@@ -112,14 +127,6 @@ Files files_in(const fs::path& directory) {
     if (entry.is_regular_file(gone)) files.emplace(entry.path().filename(), entry.last_write_time(gone));
   }
   return files;
-}
-
-Json new_files(const fs::path& directory, const Files& before) {
-  Json names = Json::array();
-  for (const auto& file : files_in(directory)) {
-    if (!before.contains(file)) names.push_back(file.first);
-  }
-  return names;
 }
 
 std::string ssd_advice(const FirmwareInfo& info) {
@@ -141,7 +148,7 @@ void unpack(const Context& context, const Arguments& arguments) {
   const bool is_new = fs::create_directories(directory, error);
   if (error) throw Failure("cannot create " + directory + ": " + error.message());
 
-  const auto before = files_in(directory);
+  const Files before = files_in(directory);
   FirmwareInfo info{};
   if (SCI_extractFirmwareImagePayload(readable(path).c_str(), &info, directory.c_str()) != 0) {
     if (is_new) fs::remove(directory, error);  // only when it is empty
@@ -150,8 +157,10 @@ void unpack(const Context& context, const Arguments& arguments) {
         path);
   }
   Json result = contents_of(tree);
-  result["directory"] = directory;
-  result["files"] = new_files(directory, before);
+  result.update({{"directory", directory}, {"files", Json::array()}});
+  for (const auto& file : files_in(directory)) {
+    if (!before.contains(file)) result["files"].push_back(file.first);
+  }
   print_report(context, result);
 }
 
@@ -167,26 +176,35 @@ void stage(const Context& context, const Arguments& arguments) {
 class Verdict {
  public:
   void look_at(const std::string& path, const std::string& name) {
-    for (const Finding& finding : verify(read_tree(path))) {
-      document_[finding.note ? "notes" : "findings"].push_back(
-          {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
-      lines_.push_back(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
+    try {
+      for (const Finding& finding : verify(read_tree(path))) add(finding, name);
+    } catch (const Failure& failure) {
+      failures_.add(failure);
     }
   }
 
   /// Prints it. Fails when there are findings.
-  void tell(const Context& context) const {
+  void tell(const Context& context) {
     if (context.json) print_json(document_);
     if (!context.json) std::ranges::for_each(lines_, print_line);
     const Json& found = document_["findings"];
-    if (found.empty()) return;
-    throw Failure("findings: " + std::to_string(found.size()),
-                  std::string(found[0]["file"]) + ": " + found[0]["offset"].dump());
+    if (!found.empty()) {
+      failures_.add(Failure("findings: " + std::to_string(found.size()),
+                            std::string(found[0]["file"]) + ": " + found[0]["offset"].dump()));
+    }
+    failures_.tell();
   }
 
  private:
+  void add(const Finding& finding, const std::string& name) {
+    document_[finding.note ? "notes" : "findings"].push_back(
+        {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+    lines_.push_back(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
+  }
+
   Json document_ = {{"findings", Json::array()}, {"notes", Json::array()}};
   std::vector<std::string> lines_;
+  Failures failures_;
 };
 
 void verify_bundles(const Context& context, const Arguments& arguments) {
@@ -204,8 +222,7 @@ void dump_bundle(const Context& context, const Arguments& arguments) {
 void pack_bundle(const Context& context, const Arguments& arguments) {
   if (!arguments.contains("--check")) return pack_file(context, pack::Kind::kBundle, arguments);
   const pack::Manifest wanted = read_manifest(pack::Kind::kBundle, arguments);
-  Nameless made;
-  wanted.write([&](std::string_view piece) { made.write(piece); });
+  const Nameless made([&](const pack::Sink& sink) { wanted.write(sink); });
   print_warnings(wanted);
   Verdict verdict;
   verdict.look_at(made.path(), arguments.at("MANIFEST"));

@@ -8,74 +8,63 @@ namespace coupler::tools {
 namespace {
 
 struct Piece {
-  Node node;
-  bool holds_others;
+  std::string text;
+  std::string label;
+  std::string header;   // without the zeros that fill it up
+  std::string content;  // its digest; of what holds others nothing, since they are pieces of their own
 };
 
 /// The objects of a container by name: with what holds them, and a number from the second of the same name on.
-class Pieces {
- public:
-  Pieces(const std::string& path, bool parts_only) : tree_(read_tree(path)) {
-    must_be_whole(" is broken:", path, tree_.problems);
-    if (parts_only && !tree_.is_bundle()) throw Failure(path + " is no bundle", path);
-    for (size_t i = 0; i < tree_.nodes.size(); ++i) add(i, parts_only);
-  }
-
-  std::string header(const Node& node) const {
-    std::string bytes = tree_.file.read(node.header(), node.header_length);
-    return bytes.erase(bytes.find_last_not_of('\0') + 1);
-  }
-  std::string digest(const Node& node) const { return tree_.sha256(node); }
-
-  std::map<std::string, Piece> all;
-
- private:
-  void add(size_t index, bool parts_only) {
-    const Node& node = tree_.nodes[index];
-    names_.erase(names_.lower_bound(node.depth), names_.end());
-    if (node.type < 0 || (parts_only && node.depth != tree_.nodes[2].depth + 1)) return;
-    std::string name = above(parts_only) + node.name;
+///
+/// @param parts_only the parts of a bundle; what an image among them holds is its content
+std::map<std::string, Piece> pieces_of(const std::string& path, bool parts_only) {
+  const Tree tree = read_tree(path);
+  must_be_whole(" is broken:", path, tree.problems);
+  if (parts_only && !tree.is_bundle()) throw Failure(path + " is no bundle", path);
+  std::map<std::string, Piece> pieces;
+  std::map<std::string, int> counts;
+  std::map<int, std::string> holders;  // by depth
+  for (size_t i = 0; i < tree.nodes.size(); ++i) {
+    const Node& node = tree.nodes[i];
+    if (node.type < 0 || (parts_only && node.depth != tree.nodes[2].depth + 1)) continue;
+    holders.erase(holders.lower_bound(node.depth), holders.end());
+    std::string name = parts_only || holders.empty() ? node.name : holders.rbegin()->second + '/' + node.name;
     if (node.is_named()) name += ' ' + node.label();
-    const int count = ++counts_[name];
+    const int count = ++counts[name];
     if (count > 1) name += " #" + std::to_string(count);
-    names_[node.depth] = name;
-    const bool holds = index + 1 < tree_.nodes.size() && tree_.nodes[index + 1].depth > node.depth;
-    all.emplace(name, Piece{node, holds && !parts_only});
+    holders[node.depth] = name;
+    const bool holds = !parts_only && i + 1 < tree.nodes.size() && tree.nodes[i + 1].depth > node.depth;
+    std::string header = tree.file.read(node.header(), node.header_length);
+    header.erase(header.find_last_not_of('\0') + 1);
+    pieces[name] = {node.text, node.label(), std::move(header), holds ? "" : tree.sha256(node)};
   }
-
-  std::string above(bool parts_only) const { return parts_only || names_.empty() ? "" : names_.rbegin()->second + '/'; }
-
-  const Tree tree_;
-  std::map<std::string, int> counts_;
-  std::map<int, std::string> names_;  // of the objects that hold the next one, by depth
-};
+  return pieces;
+}
 
 /// Neither the order of objects counts nor the zeros that fill headers up.
-///
-/// @param parts_only the parts of bundles; what an image among them holds is its content
 Json differences(const std::string& before, const std::string& after, bool parts_only) {
-  const Pieces old(before, parts_only);
-  const Pieces young(after, parts_only);
+  const auto old = pieces_of(before, parts_only);
+  const auto young = pieces_of(after, parts_only);
   Json found = Json::array();
   const auto add = [&](const char* change, const std::string& name, const std::string& was, const std::string& is) {
     found.push_back({{"change", change}, {"part", name}, {"old", was}, {"new", is}});
   };
-  for (const auto& [name, was] : old.all) {
-    const auto place = young.all.find(name);
-    if (place == young.all.end()) {
-      add("removed", name, was.node.text, "");
+  for (const auto& [name, was] : old) {
+    const auto place = young.find(name);
+    if (place == young.end()) {
+      add("removed", name, was.text, "");
       continue;
     }
-    const auto& [is, holds_others] = place->second;
-    const bool same_version = was.node.label() == is.label();
-    if (!same_version) add("version", name, was.node.label(), is.label());
-    const bool same_content = (was.holds_others && holds_others) || old.digest(was.node) == young.digest(is);
-    if (!same_content) add("content", name, old.digest(was.node), young.digest(is));
-    const bool told = !same_version || !same_content;
-    if (!told && old.header(was.node) != young.header(is)) add("header", name, was.node.text, is.text);
+    const Piece& is = place->second;
+    if (was.label != is.label) add("version", name, was.label, is.label);
+    if (was.content != is.content) {
+      add("content", name, was.content, is.content);
+    } else if (was.label == is.label && was.header != is.header) {
+      add("header", name, was.text, is.text);
+    }
   }
-  for (const auto& [name, is] : young.all) {
-    if (!old.all.contains(name)) add("added", name, "", is.node.text);
+  for (const auto& [name, is] : young) {
+    if (!old.contains(name)) add("added", name, "", is.text);
   }
   return found;
 }

@@ -119,7 +119,7 @@ void match(const Context& context, const Arguments& arguments) {
 
 void show_ssd(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  const Input file(path);
+  const Input file(readable(path), path);
   const auto [fault, firmware, size] = ssd_file_at(file, 0, file.size);
   if (!fault.empty()) throw Failure(path + " is no SSD firmware file: " + fault, path);
   print_report(context, {{"identification", firmware.identification},

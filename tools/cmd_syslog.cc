@@ -7,7 +7,6 @@
 
 #include "brantix/notify.h"
 #include "tools/host.h"
-#include "tools/input.h"
 #include "tools/print.h"
 
 namespace coupler::tools {

@@ -22,6 +22,7 @@ struct Context {
 
 /// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do.
 using Failure = pack::Error;
+using pack::Input, pack::Lines, pack::Nameless, pack::lines_of, pack::readable;
 
 /// What was asked for cannot be meant: ends the program with exit code 2.
 struct WrongUsage : Failure {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <string>
 
-#include "tools/input.h"
 #include "tools/print.h"
 
 namespace coupler::tools {

@@ -157,7 +157,7 @@ std::string Tree::sha256(const Node& node) const {
 }
 
 Tree read_tree(const std::string& path) {
-  Tree tree{Input(path)};
+  Tree tree{Input(readable(path), path)};
   Reader(tree).read();
   return tree;
 }

@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "brantix/container.h"
-#include "tools/input.h"
-#include "tools/pack/builder.h"
+#include "tools/command.h"
 
 /// The objects of a container file, read without trusting it: only heads and what a header says are read, every length
 /// is compared with what holds it, depth and number are bounded.

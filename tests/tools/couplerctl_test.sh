@@ -139,6 +139,9 @@ done
 holds '[b.get("fpga_version", b.get("place")) for b in r["bundles"]] == ["2", "cut.nested: 16", "missing", "2"] and
   r["status"] == 1 and r["place"] == "cut.nested: 16" and r["reason"].endswith("cannot read missing: No such file or directory")' \
   bundle show nested.bundle cut.nested missing - <nested.bundle
+# shellcheck disable=SC2094 # both are read
+holds '[f["file"] for f in r["findings"]] == ["cut.nested"] * len(r["findings"]) and r["findings"] and r["place"] == "missing" and
+  r["reason"].startswith("cannot read missing: ") and "findings: " in r["reason"]' bundle verify missing cut.nested - <nested.bundle
 
 # What is running; what the library itself prints is not among the result.
 echo 'label 2.3.1.58' >/etc/version.txt

@@ -53,7 +53,11 @@ std::string head(const Object& object, uint64_t header_units, uint64_t payload_u
 }
 
 void write(const std::string& bytes, const Sink& sink) { sink(bytes); }
-void write(const File& from, const Sink& sink) { copy(from, sink); }
+void write(const File& from, const Sink& sink) {
+  const Input file(from.path);
+  if (file.size != from.size) throw Error(file.name + " changed its size while it was packed", file.name);
+  file.copy(0, file.size, sink);
+}
 void write(const std::vector<Object>& objects, const Sink& sink) {
   for (const Object& object : objects) {
     const uint64_t length = pack::size(object.payload);
@@ -99,6 +103,8 @@ ImageHeader record(const HeaderFields& fields) {
 Container sign(Object signed_content) { return {{wrap(orvix_object_zeltasignature, {}, {std::move(signed_content)})}}; }
 
 }  // namespace
+
+File file(const std::filesystem::path& path) { return {path, Input(path).size}; }
 
 Guid guid_of(int type) { return kGuids[type]; }
 

@@ -2,25 +2,18 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 #include "brantix/container.h"
+#include "tools/pack/files.h"
 
 /// Builds containers: first a tree of objects, which holds files by name only, then its bytes, written in one pass.
 /// Nothing is checked here but what the format cannot express, so that damaged containers can be built too.
 namespace coupler::pack {
-
-/// What failed, and where the reason lies: a path, a key, an offset.
-struct Error : std::runtime_error {
-  explicit Error(const std::string& text, std::string at = "") : runtime_error(text), place(std::move(at)) {}
-  std::string place;
-};
 
 struct Object;
 
@@ -65,20 +58,11 @@ uint64_t size(const Container& container);
 /// payload is not changed, since a header before it tells its size.
 void align(Container& container, uint64_t block);
 
-using Sink = std::function<void(std::string_view)>;
-
-/// Hands a file's content to `sink`, a bounded piece at a time.
-void copy(const File& from, const Sink& sink);
-
 void write(const Payload& payload, const Sink& sink);
 void write(const Container& container, const Sink& sink);
 std::string render(const Container& container);
 
-/// Fails when `out` is one of the `inputs`, by whatever name.
-void refuse_overwriting(const std::filesystem::path& out, const std::vector<std::filesystem::path>& inputs);
-
-/// Writes the file `path`, whole or not at all, with what `content` hands to its sink. What stood there is replaced.
-void write_whole(const std::filesystem::path& path, const std::function<void(const Sink&)>& content);
+/// Writes it as the file `path`, whole or not at all.
 void write_file(const Container& container, const std::filesystem::path& path);
 
 /// A kind of part whose header has a text: its version, or its name.

@@ -1,47 +1,89 @@
-// Files in, one file out. Every failure is an `Error` that gives the path and the system's reason.
-#include <sys/stat.h>
-#include <unistd.h>
+// Files in, one file out.
+#include "tools/pack/files.h"
 
-#include <cerrno>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstring>
 
-#include "support/handle.h"
+#include "support/lines.h"
 #include "support/output.h"
-#include "tools/pack/builder.h"
 
 namespace coupler::pack {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kPiece = size_t{1} << 20;
+constexpr uint64_t kPiece = 1 << 18;
 
-[[noreturn]] void fail(const char* what, const fs::path& path) {
-  throw Error(std::string(what) + ' ' + path.string() + ": " + std::strerror(errno), path.string());
+[[noreturn]] void fail(const std::string& what, const fs::path& path, const char* why = std::strerror(errno)) {
+  throw Error(what + ' ' + path.string() + ": " + why, path.string());
+}
+
+Descriptor opened(const std::string& path, const std::string& name) {
+  Descriptor file = open_at_once(path.c_str(), O_RDONLY);
+  if (!file) fail("cannot read", name);
+  return file;
+}
+
+void keep_standard_input(const Sink& sink) {
+  std::string piece(kPiece, '\0');
+  ssize_t got = 0;
+  while ((got = read_some(STDIN_FILENO, piece.data(), piece.size())) > 0)
+    sink({piece.data(), static_cast<size_t>(got)});
+  if (got < 0) fail("cannot read", "-");
 }
 
 }  // namespace
 
-File file(const fs::path& path) {
+Input::Input(const std::string& path, const std::string& name_for_people)
+    : name(name_for_people.empty() ? path : name_for_people), file_(opened(path, name)) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) fail("cannot read", path);
-  if (!S_ISREG(status.st_mode)) throw Error(path.string() + " is not a regular file", path.string());
-  if (access(path.c_str(), R_OK) != 0) fail("cannot read", path);
-  return {path, static_cast<uint64_t>(status.st_size)};
+  if (::fstat(file_.get(), &status) != 0) fail("cannot read", name);
+  if (!S_ISREG(status.st_mode)) fail("cannot read", name, "not a regular file");
+  size = static_cast<uint64_t>(status.st_size);
 }
 
-void copy(const File& from, const Sink& sink) {
-  const Descriptor file = open_at_once(from.path.c_str(), O_RDONLY);
-  if (!file) fail("cannot open", from.path);
-  std::vector<char> piece(kPiece);
-  uint64_t done = 0;
-  ssize_t got = 0;
-  while (done <= from.size && (got = read_some(file.get(), piece.data(), piece.size())) > 0) {
-    done += static_cast<uint64_t>(got);
-    if (done <= from.size) sink({piece.data(), static_cast<size_t>(got)});
+std::string Input::read(uint64_t offset, uint64_t length) const {
+  std::string bytes(length, '\0');
+  const ssize_t count =
+      resumed([&] { return ::pread(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
+  if (count < 0) fail("cannot read", name);
+  bytes.resize(static_cast<size_t>(count));
+  return bytes;
+}
+
+void Input::copy(uint64_t offset, uint64_t length, const Sink& sink) const {
+  while (length > 0) {
+    const std::string piece = read(offset, std::min(length, kPiece));
+    if (piece.empty()) fail("cannot read", name, "it ends within what is to be read of it");
+    sink(piece);
+    offset += piece.size();
+    length -= piece.size();
   }
-  if (got < 0) fail("cannot read", from.path);
-  if (done != from.size) throw Error(from.path.string() + " changed its size while it was packed", from.path.string());
+}
+
+Nameless::Nameless(const std::function<void(const Sink&)>& content) : file_(std::tmpfile()) {
+  if (!file_) fail("cannot create", "a temporary file");
+  content([&](std::string_view bytes) {
+    if (!write_all(::fileno(file_.get()), bytes.data(), bytes.size())) fail("cannot write", "a temporary file");
+  });
+}
+
+std::string Nameless::path() const { return "/proc/self/fd/" + std::to_string(::fileno(file_.get())); }
+
+std::string readable(const std::string& name) {
+  if (name != "-") return name;
+  static const Nameless kept(keep_standard_input);
+  return kept.path();
+}
+
+Lines lines_of(const std::string& path) {
+  const Descriptor file = opened(path, path);
+  LinesOf<4096> reader(file.get());
+  Lines lines;
+  while (const auto line = reader.next_line()) lines.emplace_back(up_to(*line, "\n"));
+  return lines;
 }
 
 void refuse_overwriting(const fs::path& out, const std::vector<fs::path>& inputs) {

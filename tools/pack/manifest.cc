@@ -2,8 +2,6 @@
 #include "tools/pack/manifest.h"
 
 #include <algorithm>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -292,13 +290,6 @@ Json parse_json(const std::string& text) {
   }
 }
 
-std::string read_text(const fs::path& path) {
-  std::string text;
-  if (path == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
-  copy(file(path), [&](std::string_view piece) { text += piece; });
-  return text;
-}
-
 }  // namespace
 
 void Manifest::write(const Sink& sink) const {
@@ -312,9 +303,9 @@ Manifest parse_manifest(Kind kind, const std::string& text, const fs::path& dire
 }
 
 Manifest read_manifest(Kind kind, const fs::path& path) {
-  const std::string text = read_text(path);
+  const Input file(readable(path), path);
   try {
-    Manifest manifest = parse_manifest(kind, text, path.parent_path());
+    Manifest manifest = parse_manifest(kind, file.read(0, file.size), path.parent_path());
     manifest.files.push_back(path);
     return manifest;
   } catch (const Error& error) {
