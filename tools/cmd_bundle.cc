@@ -20,8 +20,6 @@ constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
 constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(FirmwareInfo::packageVersion);
 constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what is in it";
 
-constexpr const char* kBroken = " is no whole bundle; --force goes on all the same:";
-
 /// The parts that readers look at.
 std::vector<size_t> parts_of(const Tree& tree, size_t controller) {
   std::vector<size_t> parts = tree.children(controller);
@@ -66,7 +64,10 @@ Json contents_of(const Tree& tree) {
 /// Reads a bundle, and fails when there is something wrong with it unless `--force` goes on all the same.
 Tree read_bundle(const std::string& path, const Arguments& arguments) {
   Tree tree = read_tree(path);
-  if (!arguments.contains("--force")) must_be_whole(kBroken, path, faults(tree));
+  if (arguments.contains("--force")) return tree;
+  Findings findings = verify(tree);
+  std::erase_if(findings, [](const Finding& finding) { return finding.note; });
+  must_be_whole(" is no whole bundle; --force goes on all the same:", path, findings);
   return tree;
 }
 

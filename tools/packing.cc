@@ -12,17 +12,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A number of bytes as people read it, such as "1.5 MiB".
-std::string bytes_text(uint64_t count) {
-  constexpr const char* kUnits[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
-  auto value = static_cast<double>(count);
-  size_t unit = 0;
-  for (; value >= 1024 && unit + 1 < std::size(kUnits); ++unit) value /= 1024;
-  char text[32];
-  std::snprintf(text, sizeof text, "%.*f %s", unit == 0 ? 0 : 1, value, kUnits[unit]);
-  return text;
-}
-
 /// A line on standard error that says how far it is: on a terminal only, and only after the first second.
 class Shown {
  public:
@@ -38,9 +27,8 @@ class Shown {
     if (!on_terminal_ || Clock::now() < next_) return;
     next_ = Clock::now() + std::chrono::milliseconds(200);
     shown_ = true;
-    std::fprintf(stderr, "\r\033[K%s  %3u%%  %s of %s", escaped(what_).c_str(),
-                 static_cast<unsigned>(done_ / (total_ / 100 + 1)), bytes_text(done_).c_str(),
-                 bytes_text(total_).c_str());
+    std::fprintf(stderr, "\r\033[K%s  %3u %% of %ju MiB", escaped(what_).c_str(),
+                 static_cast<unsigned>(done_ / (total_ / 100 + 1)), uintmax_t{total_ >> 20});
   }
 
  private:

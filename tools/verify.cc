@@ -121,10 +121,4 @@ pack::SsdFile ssd_file_at(const Input& file, uint64_t offset, uint64_t size) {
 
 Findings verify(const Tree& tree) { return Verifier(tree).run(); }
 
-Findings faults(const Tree& tree) {
-  Findings findings = verify(tree);
-  std::erase_if(findings, [](const Finding& finding) { return finding.note; });
-  return findings;
-}
-
 }  // namespace coupler::tools

@@ -12,9 +12,6 @@ namespace coupler::tools {
 /// its signature object ends, so that none of its proper prefixes is without findings.
 Findings verify(const Tree& tree);
 
-/// The findings that are no notes.
-Findings faults(const Tree& tree);
-
 /// @param offset,size where the SSD firmware file stands in `file`, and its length
 pack::SsdFile ssd_file_at(const Input& file, uint64_t offset, uint64_t size);
 
