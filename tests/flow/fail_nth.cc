@@ -105,6 +105,9 @@ bool fails(std::string_view name) {
   return true;
 }
 
+/// How many of `n` bytes a call moves.
+size_t moved(size_t n) { return n > 1 && fails("short") ? 1 : n; }
+
 }  // namespace
 
 Failing::Failing(const Fault& fault) : fault_(fault) {
@@ -147,10 +150,10 @@ FILE* fdopen(int descriptor, const char* mode) noexcept {
 FILE* fopen64(const char* path, const char* mode) { return fails("open") ? nullptr : REAL(fopen64)(path, mode); }
 
 ssize_t read(int descriptor, void* to, size_t n) {
-  return fails("interruption") || fails("read") ? -1 : REAL(read)(descriptor, to, n);
+  return fails("interruption") || fails("read") ? -1 : REAL(read)(descriptor, to, moved(n));
 }
 ssize_t pread(int descriptor, void* to, size_t n, off_t at) {
-  return fails("interruption") || fails("read") ? -1 : REAL(pread)(descriptor, to, n, at);
+  return fails("interruption") || fails("read") ? -1 : REAL(pread)(descriptor, to, moved(n), at);
 }
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
   constexpr int kErrorSeen = 0x20;  // the C library's own, which ferror asks for
@@ -171,7 +174,7 @@ void* mmap(void* at, size_t n, int protection, int flags, int descriptor, off_t 
 
 ssize_t write(int descriptor, const void* from, size_t n) {
   note_change(descriptor);
-  return fails("interruption") || fails("write") ? -1 : REAL(write)(descriptor, from, n);
+  return fails("interruption") || fails("write") ? -1 : REAL(write)(descriptor, from, moved(n));
 }
 int ftruncate(int descriptor, off_t size) noexcept {
   note_change(descriptor);

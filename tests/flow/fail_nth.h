@@ -17,7 +17,7 @@ inline constexpr Kind kKinds[] = {
     {"write", ENOSPC, true},        {"resize", ENOSPC, true}, {"sync", EIO, true},       {"name", EIO, true},
     {"rename", EIO, true},          {"removal", EIO, true},   {"lock", ENOLCK, false},   {"rights", EPERM, true},
     {"process", EAGAIN, false},     {"close", EIO, true},     {"memory", ENOMEM, false}, {"interruption", EINTR, false},
-    {"nameless", EOPNOTSUPP, false}};
+    {"nameless", EOPNOTSUPP, false}, {"short", 0, false}};
 
 /// Each of those that leave something on the disk.
 inline constexpr std::string_view kAnyOnFiles = "any on files";
