@@ -263,12 +263,12 @@ TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
 }
 
 TEST(TlvTest, AppendFillsTheBufferToItsEnd) {
-  Exact message(std::string(17, '\0'));
+  Exact message(std::string(16, '\0'));
   EXPECT_EQ(message.append(0x0201, "abc"), 0);
-  EXPECT_EQ(message.append(5, "xyz"), 48) << "one byte too long";
-  EXPECT_EQ(message.append(7, "zz"), 0);
+  EXPECT_EQ(message.append(5, "xy"), 48) << "one byte too long";
+  EXPECT_EQ(message.append(7, "z"), 0);
   EXPECT_EQ(message.append(8, ""), 48);
-  EXPECT_EQ(message.bytes(), "\2\0\0\0\1\2\3\0abc\7\0\2\0zz"s);
+  EXPECT_EQ(message.bytes(), "\2\0\0\0\1\2\3\0abc\7\0\1\0z"s);
   for (const std::string& bytes :
        {""s, "\0\0\0"s, "\1\0\0\0"s, "\1\0\0\0\1\0\1"s, "\1\0\0\0\1\0\1\0"s, "\1\0\0\0\1\0\xff\xff----------------"s,
         "\xff\xff\xff\xff\1\0\0\0\1\0\0\0--------"s, "\2\0\0\0\1\0\2\0ab\1\0\0"s}) {
