@@ -1,8 +1,11 @@
 // Names of files, files written whole or not at all, copies of pieces of files; values in command lines.
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <cstdarg>
 #include <string>
 
 #include "support/copy.h"
@@ -12,6 +15,27 @@
 #include "support/text.h"
 #include "tests/common/files.h"
 #include "tests/common/shell.h"
+
+// Plays a file system that shares blocks of 4096 bytes, and the last one of a file; negative: one that shares none.
+static int shared = -1;
+
+int ioctl(int target, unsigned long request, ...) noexcept {
+  std::va_list list;
+  va_start(list, request);
+  const auto* const range = va_arg(list, const file_clone_range*);
+  va_end(list);
+  errno = EOPNOTSUPP;
+  if (request != FICLONERANGE || shared < 0) return -1;
+  const auto source = static_cast<int>(range->src_fd);
+  const auto size = static_cast<uint64_t>(lseek(source, 0, SEEK_END));
+  const bool to_end = range->src_offset + range->src_length == size;
+  errno = EINVAL;
+  if ((range->src_offset | range->dest_offset | (to_end ? 0 : range->src_length)) % 4096 != 0) return -1;
+  std::string bytes(range->src_length, '\0');
+  const ssize_t got = pread(source, bytes.data(), bytes.size(), static_cast<off_t>(range->src_offset));
+  shared += static_cast<int>(got == pwrite(target, bytes.data(), bytes.size(), static_cast<off_t>(range->dest_offset)));
+  return 0;
+}
 
 namespace coupler {
 namespace {
@@ -105,7 +129,8 @@ TEST_F(OutputFileTest, KeepsTheReasonOfAFailure) {
   EXPECT_EQ(names_in(directory_.path()), "");
 }
 
-// Windows begin at page boundaries, payloads do not; what is not a file on disk goes through the buffer.
+// Windows begin at page boundaries, payloads do not; what is not a file on disk goes through the buffer. Blocks are
+// shared where a piece begins at one.
 TEST(CopyTest, CopiesEveryRange) {
   const ScratchDirectory directory;
   const std::string source_path = directory / "source", target = directory / "target";
@@ -114,11 +139,14 @@ TEST(CopyTest, CopiesEveryRange) {
   write_file(source_path, content);
   const File on_disk(std::fopen(source_path.c_str(), "rb"));
   const File in_memory(fmemopen(content.data(), content.size(), "rb"));
-  for (std::FILE* source : {on_disk.get(), in_memory.get()}) {
+  for (const auto& [source, shares] :
+       {std::pair{on_disk.get(), -1}, std::pair{in_memory.get(), 0}, std::pair{on_disk.get(), 0}}) {
+    shared = shares;
     using Range = std::pair<size_t, size_t>;
     for (const auto& [offset, length] :
          {Range{0, 0}, Range{16, 1}, Range{4095, 2}, Range{4112, 4 << 20}, Range{(2 << 20) - 16, (2 << 20) + 32},
-          Range{content.size() - 5, 100}, Range{content.size() + 5, 100}}) {
+          Range{content.size() - 5, 100}, Range{content.size() + 5, 100}, Range{4096, 8192}, Range{8192, 5000},
+          Range{content.size() - 4096, 5000}}) {
       ASSERT_TRUE(copy_to_file({source, offset, length}, target.c_str()));
       std::string expected = content.substr(std::min(offset, content.size()), length);
       expected.resize(length);
@@ -131,6 +159,7 @@ TEST(CopyTest, CopiesEveryRange) {
       EXPECT_FALSE(is_copy({source, offset, length}, target.c_str())) << "another last byte";
     }
   }
+  EXPECT_EQ(std::exchange(shared, -1), 3);
   EXPECT_FALSE(is_copy({on_disk.get(), 0, 0}, "/dev/null"));
   EXPECT_FALSE(copy_to_file({on_disk.get(), 16, 5}, source_path.c_str()));
   EXPECT_EQ(errno, EEXIST);
