@@ -13,7 +13,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -53,6 +55,9 @@ struct Unsynced {
 };
 std::map<ino_t, Unsynced> unsynced;
 
+/// What stood at names that a directory gave or took and that is not on the disk yet.
+std::map<std::filesystem::path, std::optional<std::string>> unsynced_names;
+
 bool loses_unsynced() { return current != nullptr && current->outcome == Outcome::kPowerCut; }
 
 ino_t file_number(int descriptor) {
@@ -69,10 +74,20 @@ void note_change(int descriptor) {
   unsynced[file] = {dup(descriptor), read_file("/proc/self/fd/" + std::to_string(descriptor))};
 }
 
+/// To be called before a name comes to mean another file, or none.
+void note_name(const char* path) {
+  if (!loses_unsynced()) return;
+  const Unseen unseen;
+  const bool is_there = std::filesystem::exists(path);
+  unsynced_names.try_emplace(path, is_there ? std::optional(read_file(path)) : std::nullopt);
+}
+
 void note_sync(int descriptor) {
   if (!loses_unsynced()) return;
   const Unseen unseen;
   unsynced.erase(file_number(descriptor));
+  const auto place = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+  std::erase_if(unsynced_names, [&](const auto& name) { return name.first.parent_path() == place; });
 }
 
 void note_truncation(const char* path, int flags) {
@@ -116,7 +131,13 @@ Failing::Failing(const Fault& fault) : fault_(fault) {
 }
 Failing::~Failing() { current = nullptr; }
 bool Failing::happened() const { return calls >= current->nth; }
-void Failing::lose_unsynced() { cut_power(); }
+
+void Failing::lose_unsynced() {
+  cut_power();
+  for (const auto& [path, content] : std::exchange(unsynced_names, {})) {
+    content ? write_file(path, *content) : static_cast<void>(std::filesystem::remove(path));
+  }
+}
 
 }  // namespace coupler::test
 
@@ -191,10 +212,17 @@ int fsync(int descriptor) {
 }
 
 int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
+  note_name(name);
   return fails("name") ? -1 : REAL(linkat)(from, old, to, name, flags);
 }
-int rename(const char* old, const char* name) noexcept { return fails("rename") ? -1 : REAL(rename)(old, name); }
-int unlink(const char* path) noexcept { return fails("removal") ? -1 : REAL(unlink)(path); }
+int rename(const char* old, const char* name) noexcept {
+  note_name(name);
+  return fails("rename") ? -1 : REAL(rename)(old, name);
+}
+int unlink(const char* path) noexcept {
+  note_name(path);
+  return fails("removal") ? -1 : REAL(unlink)(path);
+}
 
 int flock(int descriptor, int operation) noexcept {
   return (operation & LOCK_UN) == 0 && fails("lock") ? -1 : REAL(flock)(descriptor, operation);

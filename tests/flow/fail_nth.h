@@ -12,12 +12,15 @@ struct Kind {
   int reason;     // for which it fails
   bool on_files;  // leaves something on the disk
 };
-inline constexpr Kind kKinds[] = {
-    {"open", EMFILE, true},         {"read", EIO, false},     {"seek", EIO, false},      {"map", ENODEV, false},
-    {"write", ENOSPC, true},        {"resize", ENOSPC, true}, {"sync", EIO, true},       {"name", EIO, true},
-    {"rename", EIO, true},          {"removal", EIO, true},   {"lock", ENOLCK, false},   {"rights", EPERM, true},
-    {"process", EAGAIN, false},     {"close", EIO, true},     {"memory", ENOMEM, false}, {"interruption", EINTR, false},
-    {"nameless", EOPNOTSUPP, false}, {"short", 0, false}};
+inline constexpr Kind kKinds[] = {{"open", EMFILE, true},     {"read", EIO, false},
+                                  {"seek", EIO, false},       {"map", ENODEV, false},
+                                  {"write", ENOSPC, true},    {"resize", ENOSPC, true},
+                                  {"sync", EIO, true},        {"name", EIO, true},
+                                  {"rename", EIO, true},      {"removal", EIO, true},
+                                  {"lock", ENOLCK, false},    {"rights", EPERM, true},
+                                  {"process", EAGAIN, false}, {"close", EIO, true},
+                                  {"memory", ENOMEM, false},  {"nameless", EOPNOTSUPP, false},
+                                  {"short", 0, false},        {"interruption", EINTR, false}};
 
 /// Each of those that leave something on the disk.
 inline constexpr std::string_view kAnyOnFiles = "any on files";
@@ -47,7 +50,7 @@ class Failing {
   /// Whether there was an n-th call.
   bool happened() const;
 
-  /// What was written and not synced is gone.
+  /// What was written and not synced is gone, and so are names whose directory was not synced.
   static void lose_unsynced();
 
  private:
