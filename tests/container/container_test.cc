@@ -266,15 +266,12 @@ TEST_F(ContainerFileTest, SizeOrOneLine) {
   write_file(path_, "12345");
   EXPECT_EQ(getFileSize(path_.c_str()), 5u);
   EXPECT_THAT(log_.take_lines(), IsEmpty());
-  for (const char* path : {static_cast<const char*>(nullptr), "/no/such", pipe.c_str()})
-    EXPECT_EQ(getFileSize(path), 0u);
-  EXPECT_THAT(log_.take_lines(), ElementsAre(failed + "inFilename is null",
-                                             failed + "unable to open file /no/such, No such file or directory",
+  for (const char* path : {"/no/such", pipe.c_str()}) EXPECT_EQ(getFileSize(path), 0u);
+  EXPECT_THAT(log_.take_lines(), ElementsAre(failed + "unable to open file /no/such, No such file or directory",
                                              failed + "failed to seek file " + pipe + ", rc -1, Illegal seek"));
 }
 
 TEST_F(ContainerFileTest, PositionedRead) {
-  const std::string failed = "info get_orvix_descriptor|ERROR: get_orvix_descriptor: ";
   write_file(path_, "0123456789");
   std::FILE* file = std::fopen(path_.c_str(), "rb");
   char buf[8] = "-------";
@@ -285,12 +282,12 @@ TEST_F(ContainerFileTest, PositionedRead) {
   EXPECT_EQ(get_orvix_descriptor(file, 4000000000, buf, 3), 0);
   EXPECT_THAT(log_.take_lines(), IsEmpty());
   std::fclose(file);
-  EXPECT_EQ(get_orvix_descriptor(nullptr, 0, buf, 1), -1);
   std::FILE* pipe = popen("true", "r");
   EXPECT_EQ(get_orvix_descriptor(pipe, 7, buf, 1), -1);
   pclose(pipe);
-  EXPECT_THAT(log_.take_lines(),
-              ElementsAre(failed + "inFp is null", failed + "failed to seek inOffset 7, Illegal seek"));
+  EXPECT_THAT(
+      log_.take_lines(),
+      ElementsAre("info get_orvix_descriptor|ERROR: get_orvix_descriptor: failed to seek inOffset 7, Illegal seek"));
 }
 
 class HeaderTest : public ContainerFileTest {
@@ -366,11 +363,10 @@ TEST_F(HeaderTest, RefusalsTellWhy) {
   }
   const std::string pipe = directory_ / "pipe";
   mkfifo(pipe.c_str(), 0600);
-  for (const char* path : {static_cast<const char*>(nullptr), "/no/such", pipe.c_str()}) {
+  for (const char* path : {"/no/such", pipe.c_str()}) {
     EXPECT_EQ(extract_header_info(path, buf_, 576, &copied_), -1);
   }
-  EXPECT_THAT(log_.take_lines(), ElementsAre(line("ERROR: failed to access file (null), Bad address"),
-                                             line("ERROR: failed to access file /no/such, No such file or directory"),
+  EXPECT_THAT(log_.take_lines(), ElementsAre(line("ERROR: failed to access file /no/such, No such file or directory"),
                                              testing::HasSubstr("failed to seek inOffset 16, Illegal seek"),
                                              line("ERROR: failed to get orvix descriptor")));
 }

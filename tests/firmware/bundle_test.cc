@@ -343,23 +343,15 @@ TEST_F(StagingTest, OperationsClearAndFillTheirFieldsOnly) {
 }
 
 TEST_F(StagingTest, FailuresNameThePath) {
-  const FirmwareInfo before = info_;
   const char* const path = path_.c_str();
-  const std::string reads = "-1 info SCI_readFirmwareImageVersion|ERROR: ", stages = " info SCI_setFirmwareVersion|",
-                    unpacks = "-1 info SCI_extractFirmwareImagePayload|ERROR: ", null = "aOutInfo is null\n",
-                    failed = "failed to extract firmware info from file ", settings = directory_ / "platform.conf";
+  const std::string stages = " info SCI_setFirmwareVersion|", settings = directory_ / "platform.conf";
   const auto told = [&](int32_t result) { return std::to_string(result) + ' ' + log_.take_lines().back(); };
-  EXPECT_EQ(told(SCI_readFirmwareImageVersion(path, nullptr)), reads + null);
-  EXPECT_EQ(told(SCI_readFirmwareImageVersion(nullptr, &info_)), reads + failed + "(null)\n");
-  EXPECT_EQ(told(SCI_extractFirmwareImagePayload(path, nullptr, "/tmp")), unpacks + null);
-  EXPECT_EQ(told(SCI_extractFirmwareImagePayload(nullptr, &info_, "/tmp")), unpacks + failed + "(null)\n");
-  EXPECT_EQ(std::memcmp(&before, &info_, sizeof(info_)), 0);
   write_file(path_, packed({rommon("1.0", "rom"), object(orvix_object_keystore)}));
-  EXPECT_EQ(told(SCI_readFirmwareImageVersion(path, &info_)), reads + failed + path_ + "\n");
+  EXPECT_EQ(told(SCI_readFirmwareImageVersion(path, &info_)),
+            "-1 info SCI_readFirmwareImageVersion|ERROR: failed to extract firmware info from file " + path_ + "\n");
   EXPECT_STREQ(info_.rommonVersion, "1.0");
 
   setenv("COUPLER_PLATFORM", settings.c_str(), 1);
-  EXPECT_EQ(told(SCI_setFirmwareVersion(nullptr)), "-1" + stages + "ERROR: inNewVersionFilePath is null\n");
   EXPECT_EQ(told(SCI_setFirmwareVersion(path)),
             "0" + stages + "INFO: successful set to upgrade firmware " + path_ + "\n");
   EXPECT_THAT(read_file(settings), HasSubstr("staged = " + path_ + "\n"));

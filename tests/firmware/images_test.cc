@@ -75,18 +75,14 @@ TEST_F(ImageHandleTest, HeaderFilesOfEverySize) {
 
 TEST_F(ImageHandleTest, FailuresTellWhyAndAnswerNothing) {
   const std::string missing = directory_ / "no.img__hdr";
-  EXPECT_EQ(SCI_imageOpen(nullptr), nullptr);
   EXPECT_EQ(SCI_imageOpen(missing.c_str()), nullptr);
   const std::string failed = "info SCI_imageOpen|ERROR: SCI_imageOpen: ";
   EXPECT_THAT(log_.take_lines(),
-              ElementsAre(failed + "aInImageName is null\n", testing::StartsWith("info getFileSize|ERROR: "),
+              ElementsAre(testing::StartsWith("info getFileSize|ERROR: "),
                           failed + "hdr failed to open file " + missing + ", No such file or directory\n"));
   EXPECT_EQ(open("text", "no container"), nullptr);
   EXPECT_EQ(log_.take_lines().back(),
             failed + "failed to extract hdr from file " + (directory_ / "text") + ", expect size 576\n");
-  EXPECT_EQ(SCI_srgOpen(nullptr), nullptr);
-  EXPECT_EQ(SCI_srgGetVersion(nullptr), nullptr);
-  EXPECT_EQ(SCI_imagePlatform(nullptr) + SCI_imageType(nullptr), 0u);
 }
 
 constexpr const char* kFile = "/tmp/ssd_firmware";
@@ -172,10 +168,8 @@ TEST_F(SsdFirmwareTest, FilesThatCannotBeReadOrWritten) {
   EXPECT_EQ(extract(file_for({"HBLS"}, "/../../etc/x")), -1);
   EXPECT_STREQ(report_.ssdVersion, "/../../etc/x");
   EXPECT_EQ(names_in(kEquipped), "");
-  EXPECT_EQ(SCI_extractSsdfirmwareBinary(kFile, nullptr), -1);
-  const std::string operation = "info SCI_extractSsdfirmwareBinary|ERROR: ";
-  EXPECT_THAT(log_.take_lines(), ElementsAre(operation + "version /../../etc/x has no usable file name\n",
-                                             operation + "aOutInfo is null\n"));
+  EXPECT_THAT(log_.take_lines(),
+              ElementsAre("info SCI_extractSsdfirmwareBinary|ERROR: version /../../etc/x has no usable file name\n"));
   write_file(kFile, file_for({"HBLS"}));
   std::filesystem::create_directories(std::string(kEquipped) + "/ssd-A12B");
   EXPECT_EQ(SCI_extractSsdfirmwareBinary(kFile, &report_), -1);

@@ -281,15 +281,5 @@ TEST_F(BootNamesTest, MarkersAreReadAsTheyAreWrittenAndFailuresToldInTheirOrder)
   }
 }
 
-TEST_F(BootNamesTest, NothingToWriteToIsTold) {
-  EXPECT_THAT((std::vector{SCI_getBootloaderSysNames(nullptr, message_), SCI_getBootloaderSysNames(&names_, nullptr),
-                           SCI_readCurrentFirmwareVersions(nullptr)}),
-              testing::Each(-1));
-  const std::string line = "info SCI_getBootloaderSysNames|ERROR: SCI_getBootloaderSysNames: null pointer\n";
-  EXPECT_THAT(log_.take_lines(), ElementsAre(line, line,
-                                             "info SCI_readCurrentFirmwareVersions|ERROR: "
-                                             "SCI_readCurrentFirmwareVersions: aOutInfo is null\n"));
-}
-
 }  // namespace
 }  // namespace coupler::firmware
