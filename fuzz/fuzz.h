@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "tests/common/files.h"
-#include "tests/common/silent_host.h"
+#include "tests/common/log_capture.h"
 
 namespace coupler::fuzz {
 

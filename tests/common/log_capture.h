@@ -1,11 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "brantix/frame.h"
@@ -13,11 +13,11 @@
 namespace coupler::test {
 
 /// Is the host for as long as it lives: takes the library's log lines at every level as "LEVEL OPERATION|TEXT", such as
-/// "info getFileSize|ERROR: ...". One at a time.
+/// "info getFileSize|ERROR: ...". One at a time. It needs no memory; of a great many lines it keeps the last.
 class LogCapture {
  public:
   LogCapture() {
-    lines().clear();
+    end_ = 0;
     threshold_ = 0;
     debug = 1;
     info = 2;
@@ -38,8 +38,11 @@ class LogCapture {
 
   /// The lines since the last call.
   std::vector<std::string> take_lines() {
-    const std::lock_guard one_at_a_time(mutex);
-    return std::exchange(lines(), {});
+    const std::lock_guard one_at_a_time(mutex_);
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < end_; at += lines.back().size() + 1) lines.emplace_back(taken_ + at);
+    end_ = 0;
+    return lines;
   }
 
   /// The same as one text. Line ends inside lines are shown as \n.
@@ -52,33 +55,24 @@ class LogCapture {
     return text;
   }
 
-  std::string take_last_line() {
-    const std::string text = take_text();
-    return text.substr(text.rfind('\n', text.size() - 2) + 1);
-  }
-
  private:
-  static inline std::mutex mutex;
-
-  static std::vector<std::string>& lines() {
-    static std::vector<std::string> taken;
-    return taken;
-  }
-
   __attribute__((format(printf, 4, 5))) static void take(const char* operation, int32_t*, int32_t level,
                                                          const char* format, ...) {
-    va_list arguments, again;
+    const char* name = level == debug ? "debug" : level == info ? "info" : level == critical ? "critical" : "?";
+    const std::lock_guard one_at_a_time(mutex_);
+    if (end_ > sizeof(taken_) / 2) end_ = 0;
+    const int head = std::snprintf(taken_ + end_, sizeof(taken_) - end_, "%s %s|", name, operation);
+    end_ += static_cast<size_t>(head);
+    va_list arguments;
     va_start(arguments, format);
-    va_copy(again, arguments);
-    std::string text(static_cast<size_t>(std::vsnprintf(nullptr, 0, format, arguments)), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
+    const int text = std::vsnprintf(taken_ + end_, sizeof(taken_) - end_, format, arguments);
     va_end(arguments);
-    const char* name = level == debug ? "debug " : level == info ? "info " : level == critical ? "critical " : "? ";
-    const std::lock_guard one_at_a_time(mutex);
-    lines().push_back(name + std::string(operation) + '|' + text);
+    end_ = std::min(end_ + static_cast<size_t>(text) + 1, sizeof(taken_));
   }
 
+  static inline std::mutex mutex_;
+  static inline char taken_[1 << 21];  // the lines, each with its NUL
+  static inline size_t end_ = 0;
   int32_t threshold_;
 };
 

@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "tests/common/appliance.h"
-#include "tests/common/silent_host.h"
+#include "tests/common/log_capture.h"
 #include "tests/flow/fail_nth.h"
 #include "tests/flow/operations.h"
 
@@ -26,6 +26,7 @@ class EveryCrashTest : public testing::TestWithParam<Operation> {
   void SetUp() override {
     if (!is_machine_of_its_own()) GTEST_SKIP() << "needs the appliance in bubblewrap";
     set_stage();
+    cs_debug_verbose = 1;
     for (const char* place : {kOut, "/mnt/boot/ssd_firmwares", "/mnt/boot/equipped_ssd_firmware"}) {
       for (const auto& file : std::filesystem::directory_iterator(place)) std::filesystem::remove(file);
     }
@@ -81,7 +82,7 @@ class EveryCrashTest : public testing::TestWithParam<Operation> {
     return kills;
   }
 
-  const SilentHost host_;
+  const LogCapture host_;
 };
 
 TEST_P(EveryCrashTest, LeavesOldOrNewFilesAndNoObstacle) {
