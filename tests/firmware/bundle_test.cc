@@ -275,6 +275,20 @@ TEST_F(BundleTest, WhatThePayloadLacksIsZero) {
   EXPECT_EQ(read(set_bytes(kFirstPart + 16, "\xff\xff", most)), 0) << "and a header of 1 MiB - 16 bytes";
 }
 
+TEST_F(BundleTest, TakesLittleMemoryWhateverTheSize) {
+  constexpr size_t kSize = size_t{64} << 20;
+  write_file(path_, packed({text_file("large", std::string(kSize, 'p'))}));
+  const auto peak = [] {  // in KiB
+    const std::string status = read_file("/proc/self/status");
+    return std::stol(status.substr(status.find("VmHWM:") + 6));
+  };
+  std::ofstream("/proc/self/clear_refs") << 5;  // forgets the peak
+  const long before = peak();
+  EXPECT_EQ(walk(path_.c_str(), out_.c_str()), 0);
+  EXPECT_LT(peak() - before, 8 * 1024);
+  EXPECT_EQ(fs::file_size(out_ + "/large"), kSize);
+}
+
 TEST_F(BundleTest, TargetsThatCannotBeWritten) {
   fs::create_directories(out_ + "/rommon-1.0");
   EXPECT_EQ(unpack(packed({fpga("2", "f"), rommon("1.0", "x"), lan_spi("3", "l")})), -1);
