@@ -4,12 +4,18 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "tests/common/files.h"
 
 namespace coupler::test {
+
+/// Of programs with commands.cc: the command lines that system(3) was given since the last call, byte for byte, one to
+/// a line; and the status of the next ones in place of their own, nothing: they run.
+std::string take_commands();
+extern std::optional<int> forced_status;
 
 /// Whether network and process table are the appliance's own, not this machine's.
 inline bool is_machine_of_its_own() {

@@ -1,25 +1,16 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "brantix/snmp.h"
-#include "support/text.h"
 #include "tests/common/appliance.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
 
 namespace coupler::test {
-
-/// The command lines that system(3) was given since the last call, byte for byte, one to a line.
-std::string take_commands();
-
-/// The status of the next commands in place of their own; nothing: they run.
-extern std::optional<int> forced_status;
 
 inline const std::string kConfig = "/etc/snmp/snmpd.conf";
 inline const std::string kNewConfig = kConfig + ".new";

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "tests/snmp/agent_files.h"
+#include "tests/common/appliance.h"
 
 namespace coupler::test {
 
@@ -19,8 +19,8 @@ std::string take_commands() { return std::exchange(commands, {}); }
 
 }  // namespace coupler::test
 
-extern "C" int system(const char* command) {
+extern "C" __attribute__((visibility("default"))) int system(const char* command) {
   coupler::test::commands.append(command).append("\n");
   if (coupler::test::forced_status) return *coupler::test::forced_status;
-  return reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"))(command);
+  return reinterpret_cast<decltype(&system)>(dlsym(RTLD_NEXT, "system"))(command);
 }
