@@ -41,20 +41,14 @@ TEST(Manifest, EveryKindOfPart) {
       {'type': 'rommon', 'version': '1'}, {'type': 'ssd', 'version': '2'}, {'type': 'fpga', 'version': '3'},
       {'type': 'pseq', 'version': '4'}, {'type': 'lan-spi', 'version': '5'}, {'type': 'text', 'name': 't'},
       {'type': 'image', 'name': 'fw.img', 'image': {'header': {'version': '4.3'}, 'nesting': 'bundle-type'}},
-      {'type': 'image', 'name': 'b.img', 'image': {'parts': [{'type': 'rommon', 'version': '6'}]}}]})");
+      {'type': 'image', 'name': 'b.img', 'image': {'header': {'version': '4.4'}, 'nesting': 'controller',
+                                                   'parts': [{'type': 'rommon', 'version': '6'}]}}]})");
   const HeaderFields header{.version = "4.2", .filename = "fw.img", .image_size = "12", .platform = 3};
   EXPECT_EQ(bytes_of(manifest),
             render(bundle({image_header(header), rommon("1"), ssd("2"), fpga("3"), pseq("4"), lan_spi("5"),
                            text_file("t"), image_file("fw.img", image({.version = "4.3"}, orvix_object_bundletype)),
-                           image_file("b.img", bundle({rommon("6")}))})));
+                           image_file("b.img", bundle({image_header({.version = "4.4"}), rommon("6")}))})));
   EXPECT_THAT(manifest.warnings, testing::IsEmpty());
-}
-
-TEST(Manifest, ImageInsideAController) {
-  EXPECT_EQ(bytes_of(parsed(Kind::kImage,
-                            "{'header': {'version': '4.2'}, 'nesting': 'controller',"
-                            " 'parts': [{'type': 'fpga', 'version': '3'}]}")),
-            render(bundle({image_header({.version = "4.2"}), fpga("3")})));
 }
 
 TEST(Manifest, ErrorsOfPartsNameTheKeyAndTheRemedy) {
