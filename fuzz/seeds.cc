@@ -1,5 +1,4 @@
-// Writes what the fuzzers start from: DIRECTORY/inputs/NUMBER, and DIRECTORY/dictionary with the type GUIDs.
-#include <cstdio>
+// Writes what the fuzzers start from: DIRECTORY/NUMBER.
 #include <fstream>
 
 #include "tools/pack/builder.h"
@@ -22,7 +21,10 @@ std::string all_parts() {
 std::vector<std::string> containers() {
   Object padded = text_file("t", "2");
   padded.pkcs7 = true;
+  Container every_type;
+  for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) every_type.objects.push_back(object(type, "header"));
   return {all_parts(),
+          render(every_type),
           render(bundle({rommon("1"), object(orvix_object_firmware, "1;17", "data")})),
           render(bundle({rommon("../1", "x"), text_file("/t", "x")})),
           render({{text_file("a", "1"), padded, object(orvix_object_null), object(orvix_object_keystore, "header")}}),
@@ -50,27 +52,14 @@ std::vector<std::string> texts() {
           "USER=admin\0SSH_CLIENT=10.0.0.1 5000 22\0"s};
 }
 
-void write_dictionary(std::ofstream file) {
-  for (int type = 0; type < ORVIX_TYPE_COUNT; ++type) {
-    file << '"';
-    for (const int byte : guid_of(type)) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof(escaped), "\\x%02x", byte);
-      file << escaped;
-    }
-    file << "\"\n";
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
-  const std::filesystem::path directory = argv[1], inputs = directory / "inputs";
-  std::filesystem::create_directories(inputs);
+  const std::filesystem::path directory = argv[1];
+  std::filesystem::create_directories(directory);
   int number = 0;
   for (const auto& group : {containers(), texts()}) {
-    for (const std::string& bytes : group) std::ofstream(inputs / std::to_string(++number), std::ios::binary) << bytes;
+    for (const std::string& bytes : group) std::ofstream(directory / std::to_string(++number)) << bytes;
   }
-  write_dictionary(std::ofstream(directory / "dictionary"));
 }
