@@ -12,7 +12,6 @@
 #include "support/file_name.h"
 #include "support/output.h"
 #include "support/shell.h"
-#include "support/text.h"
 #include "tests/common/files.h"
 #include "tests/common/shell.h"
 
