@@ -1,6 +1,5 @@
 // A bundle, as a file and in memory, unpacked and only asked for its versions: texts end inside their fields, and no
 // file is written but in the two directories.
-#include "brantix/container.h"
 #include "fuzz/fuzz.h"
 #include "support/handle.h"
 

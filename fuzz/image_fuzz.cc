@@ -1,5 +1,4 @@
 // An image, as a container and as a header file: the record fits its buffer, and every text of a handle ends inside it.
-#include "brantix/container.h"
 #include "fuzz/fuzz.h"
 
 void coupler::fuzz::try_input(const std::string& bytes) {

@@ -1,18 +1,11 @@
 // A container in memory: what the walkers hand out lies inside the span, and all of it can be read.
-#include "brantix/container.h"
 #include "fuzz/fuzz.h"
 
 namespace coupler::fuzz {
 namespace {
 
-orvix_range span_of(const Exactly& container) {
-  orvix_range span;
-  set_range(&span, reinterpret_cast<uint64_t>(container.data()), container.size());
-  return span;
-}
-
 void walk(const Exactly& container, int type) {
-  orvix_range span = span_of(container);
+  orvix_range span = container.range();
   uint32_t header = 0, header_length = 0, payload = 0, payload_length = 0;
   const auto wanted = static_cast<uint32_t>(type);
   if (locate_orvix_obj(&span, &header, &header_length, &payload, &payload_length, wanted) != 0) {
@@ -20,11 +13,11 @@ void walk(const Exactly& container, int type) {
     require(orvix_get_object_type(container.data() + header - sizeof(orvix_object)) == type);
   }
   uint64_t offset = 0, length = 0;
-  if (orvix_get_object_payload(type, &offset, &length, span_of(container)) != 0) {
+  if (orvix_get_object_payload(type, &offset, &length, container.range()) != 0) {
     require(offset >= 48 && offset <= container.size());
     require(orvix_get_object_type(container.data() + offset - sizeof(orvix_object)) == type);
   }
-  orvix_contains_object_type(type, span_of(container));
+  orvix_contains_object_type(type, container.range());
 }
 
 /// A whole object in memory of its own.
@@ -37,7 +30,7 @@ void strip(const char* head, uint64_t header_length, uint64_t payload_length) {
 }
 
 void take_all(const Exactly& container) {
-  orvix_range span = span_of(container);
+  orvix_range span = container.range();
   range_get(&span, sizeof(orvix_file_guid));
   for (;;) {
     const auto* head = reinterpret_cast<const char*>(span.cur);

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <vector>
 
-#include "brantix/container.h"
 #include "brantix/frame.h"
 #include "tests/common/damage.h"
+#include "tests/common/exactly.h"
 #include "tests/common/files.h"
 #include "tests/common/log_capture.h"
 #include "tools/pack/builder.h"
@@ -23,22 +23,11 @@ using testing::IsEmpty;
 
 const std::string kHeader(32, 'h');
 
-/// A container in memory of exactly its size, so that a read past its end is noticed.
-struct Span {
-  explicit Span(const std::string& content) : bytes(content.begin(), content.end()) {}
-  orvix_range range() const {
-    orvix_range r;
-    set_range(&r, reinterpret_cast<uint64_t>(bytes.data()), bytes.size());
-    return r;
-  }
-  std::vector<char> bytes;
-};
-
 using Outcome = std::array<int, 3>;
 
 /// What the three walkers find of `type`.
 Outcome search(const std::string& bytes, int type) {
-  const Span span(bytes);
+  const Exactly span(bytes);
   orvix_range range = span.range();
   uint32_t a, b, c, d;
   return {locate_orvix_obj(&range, &a, &b, &c, &d, static_cast<uint32_t>(type)),
@@ -81,7 +70,7 @@ TEST(WalkTest, WhatIsFoundInEachOfTheThreeOrders) {
 }
 
 TEST(WalkTest, LocatesByOffset) {
-  const Span span(nested());
+  const Exactly span(nested());
   orvix_range range = span.range();
   std::array<uint32_t, 4> at = {};  // header and its length, payload and its length
   const uint32_t second = 16 + 32 + (32 + 32) + 2 * (32 + 32 + 16) + 32;
@@ -101,8 +90,8 @@ TEST(WalkTest, LocatesByOffset) {
 
 // A length out of bounds is traced each time it is asked for: four times here.
 TEST(WalkTest, AsksForAPayloadsLengthOnlyWhereItIsNeeded) {
-  const Span with_header(grow_length(16, render(Container{{object(orvix_object_ssd, kHeader)}})));
-  const Span without(grow_length(16, render(Container{{object(orvix_object_ssd)}})));
+  const Exactly with_header(grow_length(16, render(Container{{object(orvix_object_ssd, kHeader)}})));
+  const Exactly without(grow_length(16, render(Container{{object(orvix_object_ssd)}})));
   orvix_range range = with_header.range(), next = with_header.range();
   range_advance(&next, 16);
   uint64_t offset, length;
@@ -128,11 +117,11 @@ TEST(WalkTest, AsksForAPayloadsLengthOnlyWhereItIsNeeded) {
 TEST(GetObjectTest, ReadsOneAfterTheOther) {
   const std::string bytes =
       render(Container{{object(orvix_object_null, kHeader), object(orvix_object_ssd, "", "data")}});
-  const Span whole(bytes), cut(bytes.substr(0, bytes.size() - 1));
+  const Exactly whole(bytes), cut(bytes.substr(0, bytes.size() - 1));
   void* header = nullptr;
   void* payload = nullptr;
   uint32_t header_length = 0, payload_length = 0;
-  for (const Span* span : {&whole, &cut}) {
+  for (const Exactly* span : {&whole, &cut}) {
     orvix_range range = span->range();
     range_advance(&range, 16);
     EXPECT_EQ(orvix_get_obj(&range, &header, &header_length, &payload, &payload_length), 0u);

@@ -7,6 +7,7 @@
 #include "brantix/notify.h"
 #include "notify/tlv.h"
 #include "platform/message/mesvo.h"
+#include "tests/common/exactly.h"
 #include "tests/common/log_capture.h"
 #include "tests/notify/service.h"
 
@@ -220,19 +221,10 @@ TEST_F(NotificationTest, ServiceAbsentOrDying) {
   EXPECT_EQ(delivered({number(BRANTIX_SNMP_INTEGER, 1)}).size(), 60U);
 }
 
-/// A message in memory of exactly its size, so that the address sanitizer sees every step beyond it.
-struct Exact {
-  explicit Exact(const std::string& from) : size(static_cast<int32_t>(from.size())), data(new char[from.size()]) {
-    from.copy(data.get(), from.size());
-  }
-  int32_t append(uint16_t type, const std::string& value) {
-    return tlv_array_add_tlv(data.get(), size, type, static_cast<uint16_t>(value.size()), value.data());
-  }
-  std::string bytes() const { return {data.get(), static_cast<size_t>(size)}; }
-
-  const int32_t size;
-  const std::unique_ptr<char[]> data;
-};
+int32_t append(const Exactly& message, uint16_t type, const std::string& value) {
+  return tlv_array_add_tlv(message.data(), static_cast<int32_t>(message.size()), type,
+                           static_cast<uint16_t>(value.size()), value.data());
+}
 
 // Entries are read no further than the message, whatever it claims.
 TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
@@ -243,9 +235,9 @@ TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
                                        {"\1\0\0\0\1\0\xff\xff"s, "1"},
                                        {"\2\0\0\0\1\0\1\0v\1\0\0"s, "2"},
                                        {"\1\0\0\0\1\0\3\0vvv"s, "1"}}) {
-    const Exact message(bytes);
+    const Exactly message(bytes);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, message.data.get(), message.size), 0);
+    EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, message.data(), static_cast<int32_t>(message.size())), 0);
     const std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_THAT(printed, testing::StartsWith("ngm_send_ipc_notify: tlv_array size = "s + claimed + '\n'));
     EXPECT_THAT(printed, HasSubstr("without end point: cannot send"));
@@ -262,18 +254,18 @@ TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
 }
 
 TEST(TlvTest, AppendFillsTheBufferToItsEnd) {
-  Exact message(std::string(16, '\0'));
-  EXPECT_EQ(message.append(0x0201, "abc"), 0);
-  EXPECT_EQ(message.append(5, "xy"), 48) << "one byte too long";
-  EXPECT_EQ(message.append(7, "z"), 0);
-  EXPECT_EQ(message.append(8, ""), 48);
+  const Exactly message(16);
+  EXPECT_EQ(append(message, 0x0201, "abc"), 0);
+  EXPECT_EQ(append(message, 5, "xy"), 48) << "one byte too long";
+  EXPECT_EQ(append(message, 7, "z"), 0);
+  EXPECT_EQ(append(message, 8, ""), 48);
   EXPECT_EQ(message.bytes(), "\2\0\0\0\1\2\3\0abc\7\0\1\0z"s);
   for (const std::string& bytes :
        {""s, "\0\0\0"s, "\1\0\0\0"s, "\1\0\0\0\1\0\1"s, "\1\0\0\0\1\0\1\0"s, "\1\0\0\0\1\0\xff\xff----------------"s,
         "\xff\xff\xff\xff\1\0\0\0\1\0\0\0--------"s, "\2\0\0\0\1\0\2\0ab\1\0\0"s}) {
-    Exact damaged(bytes);
-    EXPECT_EQ(damaged.append(1, ""), 48);
-    EXPECT_EQ(damaged.append(1, "v"), 48);
+    const Exactly damaged(bytes);
+    EXPECT_EQ(append(damaged, 1, ""), 48);
+    EXPECT_EQ(append(damaged, 1, "v"), 48);
     EXPECT_EQ(damaged.bytes(), bytes);
   }
   char four[4] = {};
