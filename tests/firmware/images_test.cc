@@ -122,7 +122,6 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
       {"model across two entries", file_for({"ABCDEFGHIJKLMNHB", "LS"}), 0, 1, "IDENT", "A12B", "ssd-A12B"},
       {"list ended by a zero byte", set_byte(kModelsAt, '\0', good), 0, 0, "IDENT", "", ""},
       {"no models", file_for({}), -1, 0, "IDENT", "", ""},
-      {"count with a sign", set_bytes(kCountAt, "+1", good), -1, 0, "IDENT", "", ""},
       {"count with a letter", set_bytes(kCountAt, "1x", good), -1, 0, "IDENT", "", ""},
       {"count beyond the file", set_bytes(kCountAt, "99", good), -1, 1, "IDENT", "", ""},
       {"empty", "", -1, 0, "", "", ""},

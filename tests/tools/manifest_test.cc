@@ -57,9 +57,7 @@ TEST(Manifest, ErrorsOfPartsNameTheKeyAndTheRemedy) {
     std::string members, error;
   } rows[] = {
       {"'type': 'rom'", "[0].type: unknown part type \"rom\"; one of image-header, rommon, ssd"},
-      {"'type': 'rommon'", "[0]: \"version\" is missing"},
       {"'type': 'rommon', 'version': 1", "[0].version: must be a text"},
-      {"'type': 'rommon', 'version': '1', 'name': 'x'", "[0]: unknown key \"name\""},
       {"'type': 'fpga', 'version': '" + long_text + "'", "[0].version: has 64 characters; at most 63 fit"},
       {"'type': 'fpga', 'version': '" + wide_text + "'", "[0].version: has 53 characters in 65 bytes"},
       {"'type': 'fpga', 'version': '1;2'", "[0].version: must not hold \"/\" or \";\""},
@@ -68,7 +66,6 @@ TEST(Manifest, ErrorsOfPartsNameTheKeyAndTheRemedy) {
       {"'type': 'text', 'name': ''", "[0].name: \"\" cannot be part of a file name"},
       {"'type': 'text', 'name': 'a\\u0000b'", "[0].name: must not hold control characters"},
       {"'type': 'text', 'name': 't', 'file': 't'", "[0].file: cannot read /etc/t: No such file"},
-      {"'type': 'text', 'name': 't', 'image': {}", "[0]: unknown key \"image\""},
       {"'type': 'image', 'name': 'i', 'file': 't', 'image': {}", "[0]: has \"file\" and \"image\""},
       {"'type': 'image', 'name': 'i', 'image': {'header': {'version': 1}}", "[0].image.header.version: must be a text"},
       {"'type': 'text', 'name': 't', 'name': 'u'", "[0].name: the key stands there twice"},
@@ -94,7 +91,6 @@ TEST(Manifest, ErrorsNameTheKeyAndTheRemedy) {
   } rows[] = {
       {Kind::kBundle, "{", "not JSON: parse error at line 1, column 2"},
       {Kind::kBundle, "[]", "must be an object {...} with parts"},
-      {Kind::kBundle, "{}", "\"parts\" is missing"},
       {Kind::kBundle, "{'parts': {}}", "parts: must be a list [...] of parts"},
       {Kind::kBundle, "{'parts': [], 'prats': []}", "unknown key \"prats\"; there may be parts"},
       {Kind::kImage, "{'header': {}, 'nesting': 'signed'}", "nesting: unknown"},
