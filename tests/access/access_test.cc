@@ -2,10 +2,6 @@
 #include "brantix/access.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <string>
 
 #include "brantix/noop.h"
 #include "tests/common/files.h"
@@ -15,8 +11,7 @@ namespace {
 using namespace coupler::test;
 
 TEST(RolesTest, FollowTheFirstLineOfGroupsWhichGetsTheNameAsOneArgument) {
-  write_file("/tmp/groups", "#!/bin/sh\nprintf '<%s>' \"$@\" > /tmp/arguments; cat /tmp/line\n");
-  chmod("/tmp/groups", 0755);
+  write_script("/tmp/groups", "printf '<%s>' \"$@\" > /tmp/arguments; cat /tmp/line\n");
   setenv("PATH", (std::string("/tmp:") + getenv("PATH")).c_str(), 1);
   const std::string x(1014, 'x');
   const struct {

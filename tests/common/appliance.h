@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "tests/common/files.h"

@@ -15,6 +15,11 @@ inline void write_file(const std::filesystem::path& path, const std::string& con
   std::ofstream(path, std::ios::binary) << content;
 }
 
+inline void write_script(const std::string& path, const std::string& script) {
+  write_file(path, "#!/bin/sh\n" + script);
+  std::filesystem::permissions(path, std::filesystem::perms::all);
+}
+
 inline std::string read_file(const std::filesystem::path& path) {
   return (std::ostringstream() << std::ifstream(path, std::ios::binary).rdbuf()).str();
 }

@@ -34,8 +34,6 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  void set_threshold(int32_t threshold) { threshold_ = threshold; }
-
   /// The lines since the last call.
   std::vector<std::string> take_lines() {
     const std::lock_guard one_at_a_time(mutex_);

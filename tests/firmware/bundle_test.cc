@@ -3,11 +3,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "brantix/container.h"
 #include "brantix/firmware.h"

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <memory>
-#include <string>
 
 #include "brantix/container.h"
 #include "brantix/firmware.h"

@@ -3,11 +3,7 @@
 
 #include <sys/prctl.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <ostream>
-#include <string>
 #include <thread>
 
 #include "brantix/coupler.h"
@@ -123,7 +119,7 @@ inline void have_service() {
   static std::thread thread([] {
     for (;;) {
       service.receive();
-      service.reply({std::string("\1\0\0\0", 4), std::string(4, '\0')});
+      service.reply(kAcknowledged);
     }
   });
   if (thread.joinable()) thread.detach();

@@ -4,12 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "tests/common/files.h"
 #include "tools/pack/builder.h"

@@ -58,7 +58,7 @@ TEST(LogLineTest, ComputesItsArgumentsOnlyWhenItPasses) {
   int computed = 0;
   const auto argument = [&] { return ++computed; };
   for (const auto& [limit, verbose] : {std::pair{2, 0}, {3, 0}, {2, -1}}) {
-    log.set_threshold(limit);
+    *gLogPelkModuleOffset = limit;
     cs_debug_verbose = verbose;
     for (const int32_t level : {debug, info, critical}) LOG_LINE(level, "op", "%d", argument());
     VERBOSE_LINE("verbose", "%d", argument());

@@ -41,7 +41,6 @@ namespace {
 const uint64_t kTrap[] = {1, 3, 6};
 const SCI_snmp_varbind_s kNone[1] = {};
 const std::string kExit = "SCI_sendSnmpNotification: exit";
-const Frames kAcknowledged = {{"\1\0\0\0", 4}, {"\x2a\0\0\0", 4}};
 
 int32_t notify() {
   char text[128] = "";

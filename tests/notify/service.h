@@ -1,26 +1,25 @@
-// A real service for the message layer's requests.
+// A real service for the message layer's requests, at the address of the notification service.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <zmq.h>
 
 #include <future>
-#include <string>
-#include <vector>
 
 namespace coupler::test {
 
 using Frames = std::vector<std::string>;
 
+inline constexpr const char* kAddress = "tcp://127.0.0.1:5558";
+inline const Frames kAcknowledged = {{"\1\0\0\0", 4}, {"\x2a\0\0\0", 4}};
+
 class Service {
  public:
-  /// At the address of the notification service, unless told otherwise.
-  explicit Service(int kind = ZMQ_REP, const std::string& endpoint = "tcp://127.0.0.1:5558")
-      : socket_(zmq_socket(context_, kind)) {
+  Service() {
     const int limit = 20'000, linger = 0;
     zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &limit, sizeof limit);
     zmq_setsockopt(socket_, ZMQ_LINGER, &linger, sizeof linger);
-    EXPECT_EQ(zmq_bind(socket_, endpoint.c_str()), 0) << zmq_strerror(zmq_errno());
+    EXPECT_EQ(zmq_bind(socket_, kAddress), 0) << zmq_strerror(zmq_errno());
   }
   ~Service() {
     zmq_close(socket_);
@@ -28,13 +27,6 @@ class Service {
   }
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
-
-  std::string endpoint() const {
-    char text[64] = "";
-    size_t size = sizeof text;
-    zmq_getsockopt(socket_, ZMQ_LAST_ENDPOINT, text, &size);
-    return text;
-  }
 
   Frames receive() {
     Frames frames;
@@ -67,7 +59,7 @@ class Service {
 
  private:
   void* const context_ = zmq_ctx_new();
-  void* const socket_;
+  void* const socket_ = zmq_socket(context_, ZMQ_REP);
 };
 
 }  // namespace coupler::test

@@ -1,6 +1,5 @@
 // The syslog operations, with a script that records its arguments.
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include "brantix/notify.h"
 #include "platform/syslog/tolm_syslog.h"
@@ -32,8 +31,7 @@ class SyslogTest : public testing::Test {
   SyslogTest() { install("exit 0"); }
 
   void install(const std::string& ending) {
-    write_file(kScript, "#!/bin/sh\nprintf '<%s>' \"$@\" >" + std::string(kRecord) + "\n" + ending + "\n");
-    chmod(kScript, 0755);
+    write_script(kScript, "printf '<%s>' \"$@\" >" + std::string(kRecord) + "\n" + ending + "\n");
     std::filesystem::remove(kRecord);
   }
 

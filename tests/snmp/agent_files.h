@@ -18,11 +18,6 @@ inline const std::string kState = "/var/lib/net-snmp/snmpd.conf";
 inline const std::string kScripts = "/opt/tolm-mgmt-scripts/";
 inline const std::string kHostCount = "/opt/quorva/config/platform/snmp_trap_host_count";
 
-inline void write_script(const std::string& name, const std::string& script) {
-  write_file(kScripts + name, "#!/bin/sh\n" + script);
-  std::filesystem::permissions(kScripts + name, std::filesystem::perms::all);
-}
-
 /// The agent's files and scripts, fresh for each test; the scripts do nothing.
 class AgentFiles : public testing::Test {
  protected:
@@ -31,7 +26,7 @@ class AgentFiles : public testing::Test {
     write_file(kConfig, "");
     for (const char* name :
          {"skellan_svc", "tolm_snmp_create_traphost", "tolm_snmp_create_user", "tolm_snmp_delete_user"}) {
-      write_script(name, "");
+      write_script(kScripts + name, "");
     }
   }
   ~AgentFiles() override {

@@ -177,7 +177,7 @@ skellan_svc rescan snmp
 // Half-way: the state file is a directory by then.
 TEST_F(ConfigTest, UserScriptsThatFailStartTheAgentAgain) {
   const std::string state = "/var/lib/net-snmp", asked = "/tmp/asked";
-  write_script("skellan_svc", "echo \"$*\" >>" + asked + "\n");
+  write_script(kScripts + "skellan_svc", "echo \"$*\" >>" + asked + "\n");
   for (const std::string script : {"tolm_snmp_create_user authNoPriv ann SHA secret12", "tolm_snmp_delete_user ann"}) {
     std::filesystem::remove(asked);
     std::filesystem::remove_all(state);

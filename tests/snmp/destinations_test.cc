@@ -30,7 +30,6 @@ TEST_F(DestinationsTest, EveryCombinationHasItsDirective) {
       {2, 9, 2, "public", "\"informsink 10.0.0.1:162 public\""},
       {2, 0, 3, "public", ""},
       {3, 2, 1, "ann", "\"trapsess -r 0 -v 3 -u ann -l noAuthNoPriv 10.0.0.1:162\""},
-      {3, 2, 2, "ann", "\"trapsess -r 0 -Ci -v 3 -u ann -l noAuthNoPriv 10.0.0.1:162\""},
       {3, 1, 1, "ann", "\"trapsess -r 0 -v 3 -e 0x8001 -u ann -l authNoPriv -a SHA -A annspass 10.0.0.1:162\"", true},
       {3, 3, 1, "eve",
        "\"trapsess -r 0 -v 3 -e 0x8001 -u eve -l authPriv -a SHA-256 -A evespass -x AES -X evespriv 10.0.0.1:162\"",

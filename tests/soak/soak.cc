@@ -8,13 +8,10 @@
 #include <zmq.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <mutex>
 #include <random>
-#include <string>
 #include <thread>
 #include <vector>
 

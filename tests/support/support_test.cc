@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 
 #include <cstdarg>
-#include <string>
 
 #include "support/copy.h"
 #include "support/file_name.h"
