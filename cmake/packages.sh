@@ -23,7 +23,7 @@ need() {
 }
 
 need_for_build() {
-  need g++ cmake ninja-build pkg-config libzmq3-dev libcli11-dev libmd-dev nlohmann-json3-dev bubblewrap proot
+  need g++ cmake ninja-build pkg-config libzmq3-dev libcli11-dev libbsd-dev libmd-dev nlohmann-json3-dev bubblewrap proot
 }
 
 # The services that the simulated appliance configures.

@@ -1,11 +1,10 @@
 // What the agent's files say, and passwords for it.
 #include "tools/snmp_config.h"
 
-#include <termios.h>
+#include <bsd/readpassphrase.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <iomanip>
 #include <sstream>
@@ -63,44 +62,18 @@ bool is_user(const Lines& words, const std::string& name) {
   return at == 4 || words[0] == "rouser" || words[0] == "createUser";
 }
 
-std::string first_line(const std::string& path) {
-  const Lines lines = lines_of(path);
-  return lines.empty() ? throw Failure(path + " holds no password", path) : lines.front();
-}
-
-/// What is typed at the terminal is not shown while this lives.
-class NoEcho {
- public:
-  NoEcho() {
-    tcgetattr(STDIN_FILENO, &old_);
-    termios hidden = old_;
-    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
-  }
-  ~NoEcho() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &old_); }
-  NoEcho(const NoEcho&) = delete;
-  NoEcho& operator=(const NoEcho&) = delete;
-
- private:
-  termios old_;
-};
-
-std::string ask(const std::string& what) {
-  if (isatty(STDIN_FILENO) == 0) {
-    throw Failure("there is no terminal to ask for the " + what + " at; name a file that holds it");
-  }
-  const NoEcho hidden;
-  std::fputs((what + ": ").c_str(), stderr);
-  std::string line;
-  for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) line += static_cast<char>(c);
-  std::fputc('\n', stderr);
-  return line;
-}
-
 }  // namespace
 
 std::string read_password(const std::string& what, const std::string& file) {
-  return file.empty() ? ask(what) : first_line(file);
+  if (!file.empty()) {
+    const Lines lines = lines_of(file);
+    return lines.empty() ? throw Failure(file + " holds no password", file) : lines.front();
+  }
+  char typed[1024];
+  const bool asked = ::isatty(STDIN_FILENO) != 0 &&
+                     ::readpassphrase((what + ": ").c_str(), typed, sizeof typed, RPP_REQUIRE_TTY) != nullptr;
+  if (!asked) throw Failure("there is no terminal to ask for the " + what + " at; name a file that holds it");
+  return typed;
 }
 
 Lines agent_lines(const std::function<bool(const std::string&, const Lines&)>& test, const char* path) {

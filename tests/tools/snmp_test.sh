@@ -58,18 +58,26 @@ expect 0 'deleted  alice' user delete alice
 expect 1 'there is no user alice' user delete alice
 configured 'rouser "alice" authpriv' no
 
-# What is typed before the prompt is dropped, so it is waited for.
-if script -qec true /dev/null >/dev/null 2>&1; then
+# typed KEYS COMMAND: out is what the command prints at a terminal where KEYS are typed once it prompts.
+typed() {
+  : >out
   # shellcheck disable=SC2094 # the output tells when to type
   {
     for ((i = 0; i < 200; i++)); do
       if grep -q 'password: ' out; then break; fi
       sleep 0.05
     done
-    echo secret12
-  } | timeout 20 script -qfec "'$couplerctl' snmp user add bob --privacy none" /dev/null >out
+    printf %b "$1"
+  } | timeout 20 script -qfec "$2" /dev/null >out
+}
+if script -qec true /dev/null >/dev/null 2>&1; then
+  typed 'secret12\n' "'$couplerctl' snmp user add bob --privacy none"
   if grep -q secret12 out; then echo "FAILED: the prompt shows the password" && failures=1; fi
   configured 'rouser "bob" authnopriv' yes
+  typed '\003' "trap : INT; '$couplerctl' snmp user add carol; echo ended with \$?; stty -a"
+  if ! grep -q 'ended with 130' out || grep -q -- '-echo ' out; then
+    echo "FAILED: an interrupted prompt: $(<out)" && failures=1
+  fi
 else
   echo 'skipped: the prompt for passwords, as there is no pseudo-terminal here'
 fi
