@@ -1,4 +1,5 @@
 // What is running: versions, boot names, firmware; and the firmware of drives.
+#include <array>
 #include <filesystem>
 
 #include "brantix/container.h"
@@ -11,23 +12,17 @@
 namespace coupler::tools {
 namespace {
 
-/// A value and where it comes from.
-struct Sourced {
-  const char* key;
-  std::string value;
-  std::string source;
-};
+/// The key of a value, the value, and where it comes from.
+using Sourced = std::array<std::string, 3>;
 
 void print_sourced(const Context& context, const std::vector<Sourced>& rows, Json report = Json::object()) {
-  Table table({{""}, {""}, {""}});
   Json sources = Json::object();
   for (const auto& [key, value, source] : rows) {
     report[key] = value;
     sources[key] = source;
-    table.row({title(key), value.empty() ? "-" : value, source});
   }
   report["sources"] = sources;
-  print_table(context, report, table);
+  print_report(context, report);
 }
 
 /// A buffer that its query leaves as it was holds what the library began with.
@@ -61,7 +56,7 @@ void show_boot_names(const Context& context, const Arguments&) {
                  from("boot_string_image", names.bootStringImage, text),
                  from("management_image", names.managementImage, manager),
                  {"management_detail", names.managementDetail, managed ? manager : "default"}},
-                {{"message", without_line_end(message)}});
+                context.json ? Json{{"message", without_line_end(message)}} : Json::object());
   if (!context.json && *message != '\0') print_message("note:", without_line_end(message), Style::kHeading);
 }
 
@@ -144,21 +139,17 @@ Command ssd_family() {
                                 "JSON: the drives and their firmware", "file to write")}};
 }
 
-Command versions_command() {
-  return {.name = "versions", .about = "Show the versions of the running software", .run = show_versions};
-}
+Command versions_command() { return {"versions", "Show the versions of the running software", {}, show_versions}; }
 
 Command boot_names_command() {
-  return {
-      .name = "boot-names", .about = "Show the system images as the boot loader names them", .run = show_boot_names};
+  return {"boot-names", "Show the system images as the boot loader names them", {}, show_boot_names};
 }
 
 Command firmware_family() {
+  constexpr const char* kAbout = "Show what is running and where an upgrade stands (asks the SSD, if there is one)";
   return {.name = "firmware",
           .about = "The firmware of the appliance's parts",
-          .commands = {{.name = "report",
-                        .about = "Show what is running and where an upgrade stands (asks the SSD, if there is one)",
-                        .run = show_current}}};
+          .commands = {{"report", kAbout, {}, show_current}}};
 }
 
 }  // namespace coupler::tools

@@ -38,10 +38,7 @@ Json open_sessions(const std::string& user) {
 }
 
 std::string duration_text(time_t seconds) {
-  constexpr struct {
-    time_t seconds;
-    const char* unit;
-  } kUnits[] = {{86400, "d"}, {3600, "h"}, {60, "m"}};
+  constexpr std::pair<time_t, const char*> kUnits[] = {{86400, "d"}, {3600, "h"}, {60, "m"}};
   for (const auto& [length, unit] : kUnits) {
     if (seconds >= length) return std::to_string(seconds / length) + unit;
   }
@@ -55,18 +52,14 @@ std::string local_time_text(time_t seconds) {
   return text;
 }
 
-Table::Column or_dash(const char* title, const char* key) {
-  return {.title = title, .text = [=](const Json& session) { return session[key] == "" ? "-" : session[key]; }};
-}
-
 Table table(const Json& sessions) {
   const auto login = [](const Json& session) { return local_time_text(session["login_time"]); };
   const auto idle = [](const Json& session) {
     return session["idle_seconds"].is_null() ? "-" : duration_text(session["idle_seconds"]);
   };
-  return Table({or_dash("USER", "user"),
-                or_dash("FROM", "host"),
-                or_dash("TTY", "tty"),
+  return Table({{.title = "USER", .key = "user", .empty = "-"},
+                {.title = "FROM", .key = "host", .empty = "-"},
+                {.title = "TTY", .key = "tty", .empty = "-"},
                 {.title = "LOGIN", .text = login},
                 {.title = "IDLE", .align = Table::Align::kRight, .text = idle},
                 {"PID", "pid", Table::Align::kRight}},

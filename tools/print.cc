@@ -17,12 +17,10 @@ uint8_t byte(char c) { return static_cast<uint8_t>(c); }
 
 bool continues(char c) { return (byte(c) & 0xc0) == 0x80; }
 
-/// Whether the character turns the direction of what is shown, or ends a line: what follows would not be what it seems.
-bool misleads(std::string_view character) {
-  if (character == "\u061c") return true;
-  return (character >= "\u200e" && character <= "\u200f") || (character >= "\u2028" && character <= "\u202e") ||
-         (character >= "\u2066" && character <= "\u2069");
-}
+/// First and last of the characters that control, turn the direction of what is shown, or end a line: what follows
+/// would not be what it seems.
+constexpr std::string_view kHidden[][2] = {
+    {"\xc2\x80", "\xc2\x9f"}, {"\u061c", "\u061c"}, {"\u200e", "\u200f"}, {"\u2028", "\u202e"}, {"\u2066", "\u2069"}};
 
 /// Length of the printable character at the start of the text; 0 when it is none.
 size_t printable(std::string_view text) {
@@ -31,8 +29,9 @@ size_t printable(std::string_view text) {
   const size_t length = first >= 0xf0 && first < 0xf5 ? 4 : first >= 0xe0 ? 3 : 2;
   if (first < 0xc2 || first >= 0xf5 || text.size() < length) return 0;
   if (!std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(length), continues)) return 0;
-  const bool control = first == 0xc2 && byte(text[1]) < 0xa0;  // 0x80 to 0x9f are control characters too
-  return control || misleads(text.substr(0, length)) ? 0 : length;
+  const std::string_view character = text.substr(0, length);
+  const auto holds = [&](const auto& range) { return character >= range[0] && character <= range[1]; };
+  return std::ranges::any_of(kHidden, holds) ? 0 : length;
 }
 
 size_t width(std::string_view text) {
@@ -44,22 +43,11 @@ bool has_colour(std::FILE* stream) {
   return (refused == nullptr || *refused == '\0') && isatty(fileno(stream)) != 0;
 }
 
-std::string value_text(const Json& value) {
-  if (!value.is_string()) return value.dump();
-  const auto& text = value.get_ref<const std::string&>();
-  return text.empty() ? "-" : text;
-}
-
 std::string cell(const Table::Column& column, const Json& row) {
   if (column.text) return column.text(row);
   const Json value = row.is_object() ? row.value(column.key, Json("")) : row;
+  if (value == "" || value == Json::array()) return column.empty;
   return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
-void add_rows(Table& table, const std::string& key, const Json& value) {
-  if (!value.is_array()) return table.row({title(key), value_text(value)});
-  if (value.empty()) return table.row({title(key), "-"});
-  for (size_t i = 0; i < value.size(); ++i) table.row({i == 0 ? title(key) : "", value_text(value[i])});
 }
 
 }  // namespace
@@ -69,21 +57,15 @@ std::FILE* result_stream() {
   return stream;
 }
 
-std::string escaped(std::string_view text) {
+std::string escaped(std::string_view text, std::string_view kept) {
   std::string result;
   while (!text.empty()) {
-    const size_t length = printable(text);
+    const size_t length = kept.find(text[0]) == kept.npos ? printable(text) : 1;
     if (length == 0) result += "\\x" + hexadecimal(byte(text[0]));
     result += text.substr(0, length);
     text.remove_prefix(std::max<size_t>(length, 1));
   }
   return result;
-}
-
-std::string escaped_lines(std::string_view text) {
-  const size_t end = text.find('\n');
-  if (end == text.npos) return escaped(text);
-  return escaped(text.substr(0, end)) + '\n' + escaped_lines(text.substr(end + 1));
 }
 
 std::string title(std::string key) {
@@ -94,6 +76,12 @@ std::string title(std::string key) {
 std::string without_line_end(std::string text) {
   while (text.ends_with('\n')) text.pop_back();
   return text;
+}
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
+  std::string result;
+  for (const std::string& text : texts) result.append(result.empty() ? "" : separator).append(text);
+  return result;
 }
 
 std::string hexadecimal(unsigned char value) {
@@ -108,40 +96,26 @@ std::string styled(std::string_view text, Style style, std::FILE* stream) {
   return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
 }
 
-Table::Table(std::vector<Column> columns, const Json& rows, const Test& alarming) : columns_(std::move(columns)) {
-  std::vector<std::string> titles;
-  for (const Column& column : columns_) titles.push_back(column.title);
-  const bool titled = std::any_of(titles.begin(), titles.end(), [](const auto& text) { return !text.empty(); });
-  if (titled) row(std::move(titles), Style::kHeading);
-  for (const Json& values : rows) {
-    std::vector<std::string> cells;
-    for (const Column& column : columns_) cells.push_back(cell(column, values));
-    row(std::move(cells), alarming && alarming(values) ? Style::kAlarm : Style::kPlain);
-  }
-}
-
-void Table::row(std::vector<std::string> cells, Style style) {
-  for (std::string& cell : cells) cell = escaped(cell);
-  rows_.push_back({std::move(cells), style});
+Style Table::style(size_t line) const {
+  if (line == 0) return Style::kHeading;
+  return alarming_ && alarming_(rows_[line - 1]) ? Style::kAlarm : Style::kPlain;
 }
 
 void Table::print() const {
-  std::vector<size_t> widths(columns_.size());
-  for (const Row& row : rows_) {
-    for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], width(row.cells[i]));
+  std::vector<std::string> lines(1 + rows_.size());
+  for (const Column& column : columns_) {
+    std::vector<std::string> cells = {column.title};
+    for (const Json& row : rows_) cells.push_back(escaped(cell(column, row)));
+    const size_t widest = width(std::ranges::max(cells, {}, width));
+    for (size_t i = 0; i < lines.size(); ++i) {
+      const std::string fill(widest - width(cells[i]), ' ');
+      lines[i] += (column.align == Align::kRight ? fill + cells[i] : cells[i] + fill) + "  ";
+    }
   }
-  for (const Row& row : rows_) print(row, widths);
-}
-
-void Table::print(const Row& row, const std::vector<size_t>& widths) const {
-  std::string line;
-  for (size_t i = 0; i < widths.size(); ++i) {
-    const std::string fill(widths[i] - width(row.cells[i]), ' ');
-    line += columns_[i].align == Align::kRight ? fill + row.cells[i] : row.cells[i] + fill;
-    line += "  ";
+  for (size_t i = 0; i < lines.size(); ++i) {
+    lines[i].erase(lines[i].find_last_not_of(' ') + 1);
+    if (i > 0 || !lines[i].empty()) print_line(styled(lines[i], style(i), result_stream()));
   }
-  line.erase(line.find_last_not_of(' ') + 1);
-  print_line(styled(line, row.style, result_stream()));
 }
 
 void print_line(std::string_view text) {
@@ -170,13 +144,20 @@ void print_table(const Context& context, const Json& value, const Table& table) 
 
 void print_report(const Context& context, const Json& report) {
   if (context.json) return print_json(report);
-  Table table({{""}, {""}});
-  for (const auto& [key, value] : report.items()) add_rows(table, key, value);
-  table.print();
+  const Json sources = report.value("sources", Json::object());
+  Json rows = Json::array();
+  for (const auto& [key, value] : report.items()) {
+    if (key == "sources") continue;
+    const Json values = value.is_array() && !value.empty() ? value : Json::array({value});
+    for (size_t i = 0; i < values.size(); ++i) {
+      rows.push_back({{"key", i == 0 ? title(key) : ""}, {"value", values[i]}, {"source", sources.value(key, "")}});
+    }
+  }
+  Table({{"", "key"}, {.title = "", .key = "value", .empty = "-"}, {"", "source"}}, rows).print();
 }
 
 void print_message(std::string_view kind, std::string_view text, Style style) {
-  std::fprintf(stderr, "couplerctl: %s %s\n", styled(kind, style, stderr).c_str(), escaped_lines(text).c_str());
+  std::fprintf(stderr, "couplerctl: %s %s\n", styled(kind, style, stderr).c_str(), escaped(text, "\n").c_str());
 }
 
 }  // namespace coupler::tools

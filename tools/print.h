@@ -18,16 +18,15 @@ using Json = nlohmann::ordered_json;
 std::FILE* result_stream();
 
 /// The text with control characters, those that turn its direction, and broken UTF-8 as \xNN, so that a terminal shows
-/// it and does not obey it.
-std::string escaped(std::string_view text);
-
-/// As above, but the line ends stay.
-std::string escaped_lines(std::string_view text);
+/// it and does not obey it. The characters `kept` stay.
+std::string escaped(std::string_view text, std::string_view kept = "");
 
 /// "package version" of "package_version".
 std::string title(std::string key);
 
 std::string without_line_end(std::string text);
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator);
 
 /// Two digits.
 std::string hexadecimal(unsigned char value);
@@ -46,25 +45,24 @@ class Table {
     std::string key = "";  ///< of the value in a row that is an object; a row that is none is the value
     Align align = Align::kLeft;
     std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
+    std::string empty = "";                                      ///< instead of an empty text or list
   };
 
   using Test = std::function<bool(const Json& row)>;
 
   /// @param rows     a list
   /// @param alarming those of them that stand out
-  explicit Table(std::vector<Column> columns, const Json& rows = Json::array(), const Test& alarming = {});
-  void row(std::vector<std::string> cells, Style style = Style::kPlain);
+  Table(std::vector<Column> columns, Json rows, Test alarming = {})
+      : columns_(std::move(columns)), rows_(std::move(rows)), alarming_(std::move(alarming)) {}
+  /// The titles, where a column has one, and the rows.
   void print() const;
 
  private:
-  struct Row {
-    std::vector<std::string> cells;
-    Style style;
-  };
-  void print(const Row& row, const std::vector<size_t>& widths) const;
+  Style style(size_t line) const;
 
   const std::vector<Column> columns_;
-  std::vector<Row> rows_;
+  const Json rows_;
+  const Test alarming_;
 };
 
 /// A line of the result.
@@ -83,7 +81,8 @@ void print_failure(const Context& context, int status, const Failure& failure);
 /// Prints the document with --json, else the table.
 void print_table(const Context& context, const Json& document, const Table& table);
 
-/// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version".
+/// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version", with each
+/// value of a list, and what the object "sources" among them says of the key.
 void print_report(const Context& context, const Json& report);
 
 /// "couplerctl: error: text" on standard error.
