@@ -63,13 +63,11 @@ Json shown(int agent) { return agent == 0 ? Json("not running") : Json(agent); }
 
 /// The agent's process once it is as `running` says, or after some seconds as it is; 0: none.
 int settled_agent(bool running) {
-  constexpr int kLooks = 60;
-  int agent = running_agent();
-  for (int look = 0; look < kLooks && (agent != 0) != running; ++look) {
+  for (int looks = 60;; --looks) {
+    const int agent = running_agent();
+    if ((agent != 0) == running || looks == 0) return agent;
     ::usleep(50'000);
-    agent = running_agent();
   }
-  return agent;
 }
 
 Command service_switch(const char* name, const char* about, const char* done, bool on, int32_t (*operation)()) {
@@ -110,60 +108,43 @@ void add_user(const Context& context, const Arguments& arguments) {
 /// A kind of entry of the agent's configuration, and what deleting one by its name takes along.
 struct Kind {
   const char* what;
-  const char* argument;
-  Lines (*named)(const std::string& name);
-  Lines (*matching)(const std::string& name);
+  Json (*matching)(const std::string& name);
   int32_t (*remove)(const char* name);
 };
 
-Json shown(const Lines& lines) {
-  Json rows = Json::array();
-  for (const std::string& line : lines) rows.push_back(without_passwords(line));
-  return rows;
-}
-
 /// Deletes an entry and says which lines went. Takes no more than it was asked for, unless that is wanted.
-void remove(const Context& context, const Arguments& arguments, const Kind& kind) {
-  const std::string& name = one_word(arguments.at(kind.argument));
-  const bool all = arguments.contains("--all-matching");
-  const Lines named = kind.named(name);
-  const Lines matching = kind.matching(name);
+void remove(const Context& context, const std::string& name, const Kind& kind, bool all) {
+  const Json named = lines_configuring(kind.what, one_word(name));
+  const Json matching = kind.matching(name);
   if (named.empty() && (!all || matching.empty())) {
     throw Failure(std::string("there is no ") + kind.what + " " + name, name);
   }
   if (matching.size() > named.size() && !all) {
-    print_report(context, {{"would_delete", shown(matching)}});
+    print_report(context, {{"would_delete", matching}});
     throw Failure("more would go than the " + std::string(kind.what) + " " + name + "; --all-matching deletes it all",
                   name);
   }
   must_succeed(kind.remove(name.c_str()), name, "deleted");
-  if (!kind.named(name).empty()) throw Failure(name + " is still there", name);
-  print_report(context, {{"deleted", name}, {"lines", shown(matching)}});
+  if (!lines_configuring(kind.what, name).empty()) throw Failure(name + " is still there", name);
+  print_report(context, {{"deleted", name}, {"lines", matching}});
 }
 
 Command deletion(const char* about, const Argument& argument, const Kind& kind) {
   return {"delete",
           about,
           {argument, {.name = "--all-matching", .about = "Also other lines that hold the text", .flag = true}},
-          [=](const Context& context, const Arguments& arguments) { remove(context, arguments, kind); }};
+          [=](const Context& context, const Arguments& arguments) {
+            remove(context, arguments.at(argument.name), kind, arguments.contains("--all-matching"));
+          }};
 }
 
 // The library's deletions take every line that holds the text, of destinations those with one of their keywords.
-Lines matching_hosts(const std::string& address) {
-  return agent_lines([&](const std::string& line, const Lines&) {
-    constexpr const char* kKeywords[] = {"trapsess", "trap2sink", "trapsink", "informsink"};
-    return line.find(address) != line.npos &&
-           std::ranges::any_of(kKeywords, [&](const char* word) { return line.find(word) != line.npos; });
-  });
-}
-
-Lines matching_lines(const std::string& text) {
-  return agent_lines([&](const std::string& line, const Lines&) { return line.find(text) != line.npos; });
-}
-
-constexpr Kind kHost{"destination", "ADDRESS", lines_of_host, matching_hosts, SCI_DeleteSnmpHostV3};
-constexpr Kind kCommunity{"community", "COMMUNITY", lines_of_community, matching_lines, SCI_DeleteSnmpCommunity};
-constexpr Kind kUser{"user", "NAME", lines_of_user, lines_of_user, [](const char* name) {
+constexpr Kind kHost{"destination", [](const std::string& address) { return lines_holding(address, "destination"); },
+                     SCI_DeleteSnmpHostV3};
+constexpr Kind kCommunity{"community", [](const std::string& text) { return lines_holding(text); },
+                          SCI_DeleteSnmpCommunity};
+constexpr Kind kUser{"user", [](const std::string& name) { return lines_configuring("user", name); },
+                     [](const char* name) {
                        char error[25];
                        return SCI_DeleteSnmpUser(name, error);
                      }};
@@ -206,9 +187,8 @@ void show(const Context& context, const Arguments&) {
   Json hosts = configured_destinations();
   if (!context.json) {
     for (Json& host : hosts) {
-      const std::string level = host["level"];
-      host = std::string(host["destination"]) + "  version " + std::string(host["version"]) + "  " +
-             std::string(host["notify"]) + "  " + std::string(host["name"]) + (level.empty() ? "" : "  " + level);
+      host["version"] = "version " + std::string(host["version"]);
+      host = joined({host.begin(), host.end()}, "  ");
     }
   }
   print_report(context, {{"enabled", is_enabled()},

@@ -6,47 +6,84 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iomanip>
+#include <iterator>
 #include <sstream>
 
 #include "support/handle.h"
-#include "tools/print.h"
 
 namespace coupler::tools {
 namespace {
 
 constexpr const char* kAgentState = "/var/lib/net-snmp/snmpd.conf";
 
-Lines words_of(const std::string& line) {
+/// What the lines with a keyword configure.
+struct Directive {
+  std::string_view keyword;
+  std::string_view what;
+  size_t name;  ///< which word is the name of what is configured; 0: the last one
+  const char* version = "";
+  const char* notify = "";
+};
+
+constexpr Directive kDirectives[] = {{"trapsink", "destination", 1, "1", "trap"},
+                                     {"trap2sink", "destination", 1, "2", "trap"},
+                                     {"informsink", "destination", 1, "2", "inform"},
+                                     {"trapsess", "destination", 0, "", "trap"},
+                                     {"rocommunity", "community", 1},
+                                     {"rocommunity6", "community", 1},
+                                     {"rouser", "user", 1},
+                                     {"createUser", "user", 1},
+                                     {"usmUser", "user", 4}};
+constexpr Directive kOther{};
+
+struct Entry {
+  std::string line;
+  Lines words = {};
+  const Directive* directive = &kOther;
+  std::string name = {};
+};
+
+Entry entry_of(const std::string& line) {
+  Entry entry{line};
   std::istringstream stream(line);
-  Lines words;
-  for (std::string word; stream >> std::quoted(word);) words.push_back(word);
-  return words;
+  for (std::string word; stream >> std::quoted(word);) entry.words.push_back(word);
+  for (const Directive& known : kDirectives) {
+    if (entry.words.size() <= std::max<size_t>(known.name, 1) || entry.words[0] != known.keyword) continue;
+    entry.directive = &known;
+    entry.name = known.name == 0 ? entry.words.back() : entry.words[known.name];
+  }
+  return entry;
 }
 
-std::string value_of(const Lines& words, const char* option) {
+/// What the query makes of the entries of a file, where that is not null.
+template <typename Query>
+Json collected(Query query, const char* path = kAgentConfig) {
+  Json found = Json::array();
+  for (const std::string& line : lines_of(path)) {
+    if (const Json answer = query(entry_of(line)); !answer.is_null()) found.push_back(answer);
+  }
+  return found;
+}
+
+/// The word behind `option`; empty without one.
+std::string value_of(const Lines& words, std::string_view option) {
   const auto found = std::ranges::find(words, option);
   return found == words.end() || found + 1 == words.end() ? "" : *(found + 1);
 }
 
-Json destination(const std::string& address, const std::string& version, const char* notify, const std::string& name,
-                 const std::string& level) {
-  return {{"destination", address}, {"version", version}, {"notify", notify}, {"name", name}, {"level", level}};
-}
-
-/// What a line's words configure; null when it is no destination.
-Json destination(const Lines& words) {
-  constexpr struct {
-    const char *keyword, *version, *notify;
-  } kSinks[] = {{"trapsink", "1", "trap"}, {"trap2sink", "2", "trap"}, {"informsink", "2", "inform"}};
-  if (words.size() < 2) return nullptr;
-  for (const auto& [keyword, version, notify] : kSinks) {
-    if (words[0] == keyword) return destination(words[1], version, notify, words.size() > 2 ? words[2] : "", "");
-  }
-  if (words[0] != "trapsess") return nullptr;
-  const bool inform = std::ranges::find(words, "-Ci") != words.end();
-  return destination(words.back(), value_of(words, "-v"), inform ? "inform" : "trap", value_of(words, "-u"),
-                     value_of(words, "-l"));
+/// Null when it is no destination.
+Json destination(const Entry& entry) {
+  const auto& [line, words, directive, name] = entry;
+  if (directive->what != "destination") return nullptr;
+  const bool session = directive->keyword == "trapsess";
+  const bool inform = session && std::ranges::find(words, "-Ci") != words.end();
+  return {{"destination", name},
+          {"version", session ? value_of(words, "-v") : directive->version},
+          {"notify", inform ? "inform" : directive->notify},
+          {"name", session ? value_of(words, "-u") : value_of(words, name)},
+          {"level", session ? value_of(words, "-l") : ""}};
 }
 
 /// The agent keeps names that are not plain in hexadecimal.
@@ -56,87 +93,55 @@ std::string as_the_agent_keeps(const std::string& text) {
   return result;
 }
 
-bool is_user(const Lines& words, const std::string& name) {
-  const size_t at = !words.empty() && words[0] == "usmUser" ? 4 : 1;
-  if (words.size() <= at || (words[at] != name && words[at] != as_the_agent_keeps(name))) return false;
-  return at == 4 || words[0] == "rouser" || words[0] == "createUser";
+bool is(const Entry& entry, std::string_view what, const std::string& name) {
+  if (entry.directive->what != what) return false;
+  const bool with_port = entry.name.starts_with(name + ':') &&
+                         entry.name.find_first_not_of("0123456789", name.size() + 1) == entry.name.npos;
+  return entry.name == name || (what == "destination" && with_port) ||
+         (what == "user" && entry.name == as_the_agent_keeps(name));
+}
+
+std::string without_passwords(const Lines& words) {
+  Lines shown = words;
+  for (size_t i = 1; i < words.size(); ++i) {
+    const bool of_user = words[0] == "usmUser" || (words[0] == "createUser" && i > 1);
+    if (of_user || words[i - 1] == "-A" || words[i - 1] == "-X") shown[i] = "***";
+  }
+  return joined(shown, " ");
 }
 
 }  // namespace
 
-std::string read_password(const std::string& what, const std::string& file) {
-  if (!file.empty()) {
-    const Lines lines = lines_of(file);
-    return lines.empty() ? throw Failure(file + " holds no password", file) : lines.front();
-  }
-  char typed[1024];
-  const bool asked = ::isatty(STDIN_FILENO) != 0 &&
-                     ::readpassphrase((what + ": ").c_str(), typed, sizeof typed, RPP_REQUIRE_TTY) != nullptr;
-  if (!asked) throw Failure("there is no terminal to ask for the " + what + " at; name a file that holds it");
-  return typed;
-}
-
-Lines agent_lines(const std::function<bool(const std::string&, const Lines&)>& test, const char* path) {
-  Lines found = lines_of(path);
-  std::erase_if(found, [&](const std::string& line) { return !test(line, words_of(line)); });
-  return found;
-}
-
 bool is_enabled() {
-  const auto enables = [](const std::string& line, const Lines&) { return line.find("enabled = True") != line.npos; };
-  return !agent_lines(enables, kAgentService).empty();
+  return std::ranges::any_of(lines_of(kAgentService),
+                             [](const std::string& line) { return line.find("enabled = True") != line.npos; });
 }
 
-std::string without_passwords(const std::string& line) {
-  std::istringstream stream(line);
-  std::string shown, before;
-  const bool names_user = line.starts_with("createUser") || line.starts_with("usmUser");
-  for (std::string word; stream >> std::quoted(word); before = word) {
-    if (names_user && before != "createUser" && !shown.empty()) word = "***";
-    if (before == "-A" || before == "-X") word = "***";
-    shown += (shown.empty() ? "" : " ") + word;
-  }
-  return shown;
-}
-
-Json configured_destinations() {
-  Json found = Json::array();
-  for (const std::string& line : lines_of(kAgentConfig)) {
-    if (const Json row = destination(words_of(line)); !row.is_null()) found.push_back(row);
-  }
-  return found;
-}
+Json configured_destinations() { return collected(destination); }
 
 Json configured_users() {
-  Json found = Json::array();
-  for (const std::string& line : lines_of(kAgentConfig)) {
-    const Lines words = words_of(line);
-    if (words.size() > 1 && words[0] == "rouser") found.push_back(words[1]);
-  }
+  return collected([](const Entry& entry) { return entry.directive->keyword == "rouser" ? Json(entry.name) : Json(); });
+}
+
+Json lines_configuring(std::string_view what, const std::string& name) {
+  const auto shown = [&](const Entry& entry) {
+    return is(entry, what, name) ? Json(without_passwords(entry.words)) : Json();
+  };
+  Json found = collected(shown);
+  if (what != "user" || !exists(kAgentState)) return found;
+  const Json kept = collected(shown, kAgentState);
+  found.insert(found.end(), kept.begin(), kept.end());
   return found;
 }
 
-Lines lines_of_host(const std::string& address) {
-  return agent_lines([&](const std::string&, const Lines& words) {
-    const Json host = destination(words);
-    if (host.is_null()) return false;
-    const std::string configured = host["destination"];
-    return configured == address || (configured.starts_with(address + ':') &&
-                                     configured.find_first_not_of("0123456789", address.size() + 1) == address.npos);
+Json lines_holding(const std::string& text, std::string_view what) {
+  return collected([&](const Entry& entry) {
+    const auto holds = [&](std::string_view part) { return entry.line.find(part) != entry.line.npos; };
+    const bool goes = what.empty() || std::ranges::any_of(kDirectives, [&](const Directive& directive) {
+                        return directive.what == what && holds(directive.keyword);
+                      });
+    return goes && holds(text) ? Json(without_passwords(entry.words)) : Json();
   });
-}
-
-Lines lines_of_community(const std::string& community) {
-  return agent_lines([&](const std::string&, const Lines& words) {
-    return words.size() > 1 && (words[0] == "rocommunity" || words[0] == "rocommunity6") && words[1] == community;
-  });
-}
-
-Lines lines_of_user(const std::string& name) {
-  const auto test = [&](const std::string&, const Lines& words) { return is_user(words, name); };
-  Lines found = agent_lines(test);
-  if (exists(kAgentState)) std::ranges::move(agent_lines(test, kAgentState), std::back_inserter(found));
-  return found;
 }
 
 std::string configured_text(const std::string& keyword) {
@@ -150,16 +155,24 @@ std::string configured_text(const std::string& keyword) {
 int running_agent() {
   std::error_code gone;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", gone)) {
-    const std::string name = entry.path().filename();
-    if (name.find_first_not_of("0123456789") != name.npos) continue;
-    const Descriptor file = open_at_once((entry.path() / "cmdline").c_str(), O_RDONLY);
-    char words[512];
-    const ssize_t got = file ? read_some(file.get(), words, sizeof words) : 0;
-    std::string line(words, static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    std::ifstream file(entry.path() / "cmdline");
+    std::string line(std::istreambuf_iterator<char>(file), {});
     std::ranges::replace(line, '\0', ' ');
-    if (line.starts_with(kAgentCommand)) return std::stoi(name);
+    if (line.starts_with(kAgentCommand)) return std::stoi(entry.path().filename());
   }
   return 0;
+}
+
+std::string read_password(const std::string& what, const std::string& file) {
+  if (!file.empty()) {
+    const Lines lines = lines_of(file);
+    return lines.empty() ? throw Failure(file + " holds no password", file) : lines.front();
+  }
+  char typed[1024];
+  const bool asked = ::isatty(STDIN_FILENO) != 0 &&
+                     ::readpassphrase((what + ": ").c_str(), typed, sizeof typed, RPP_REQUIRE_TTY) != nullptr;
+  if (!asked) throw Failure("there is no terminal to ask for the " + what + " at; name a file that holds it");
+  return typed;
 }
 
 }  // namespace coupler::tools

@@ -1,8 +1,8 @@
 // What the agent's files say, and passwords for it. The library's own lists hold only what the same process has added.
 #pragma once
 
-#include <functional>
 #include <string>
+#include <string_view>
 
 #include "tools/print.h"
 
@@ -16,13 +16,6 @@ constexpr const char* kAgentService = "/opt/quorva/tolmos_skellan/etc/snmp.conf"
 /// Whether the service is switched on. @throws Failure when its file cannot be read
 bool is_enabled();
 
-/// A line as it may be shown: passwords are stars.
-std::string without_passwords(const std::string& line);
-
-/// The lines of the file, each with its words, that pass the test.
-Lines agent_lines(const std::function<bool(const std::string& line, const Lines& words)>& test,
-                  const char* path = kAgentConfig);
-
 /// Each with "destination" (and its port, when it has one), "version", "notify", "name" (community or user) and "level"
 /// (of a user).
 Json configured_destinations();
@@ -30,10 +23,13 @@ Json configured_destinations();
 /// The names of the users who may read.
 Json configured_users();
 
-/// The lines that make it a destination, the community able to read, or the user known to the agent.
-Lines lines_of_host(const std::string& address);
-Lines lines_of_community(const std::string& community);
-Lines lines_of_user(const std::string& name);
+/// The lines that make it a "destination", let the "community" read, or make the "user" known to the agent. Passwords
+/// are stars in them.
+Json lines_configuring(std::string_view what, const std::string& name);
+
+/// The lines that hold the text, wherever; and a keyword of `what` where that is not empty. Passwords are stars in
+/// them.
+Json lines_holding(const std::string& text, std::string_view what = "");
 
 /// What stands behind a keyword, such as sysContact; of several lines the last one's. Empty without one.
 std::string configured_text(const std::string& keyword);
