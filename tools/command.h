@@ -1,9 +1,11 @@
 // What a subcommand of couplerctl is: a row with its arguments and one function.
 #pragma once
 
+#include <charconv>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,6 +39,15 @@ struct Choice {
   std::string_view name() const { return up_to(names, " "); }
   bool means(std::string_view text) const;
 };
+
+/// The number that the whole text is; none when it is no number, or out of the type's range.
+template <typename Number>
+std::optional<Number> number_in(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool whole = error == std::errc() && end == text.data() + text.size();
+  return whole ? std::optional(number) : std::nullopt;
+}
 
 struct Arguments : std::map<std::string, std::string> {
   std::vector<std::string> rest;  ///< the words of the argument that repeats

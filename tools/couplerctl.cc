@@ -4,7 +4,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -21,15 +20,16 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-struct Chosen {
-  const Command* command = nullptr;
-  const CLI::App* app = nullptr;
+/// A command and what the parser knows of it.
+struct Known {
+  std::string name;  ///< in full, such as "bundle verify"; of couplerctl itself empty
+  const Command* command;
+  const CLI::App* app;
 };
 
 std::string list(std::span<const Choice> choices, const char* separator) {
-  std::string text;
-  for (const Choice& choice : choices) text.append(text.empty() ? "" : separator).append(choice.name());
-  return text;
+  return CLI::detail::join(
+      choices, [](const Choice& choice) { return std::string(choice.name()); }, separator);
 }
 
 /// How many letters must be put in, taken out or replaced to make one word the other.
@@ -47,18 +47,11 @@ size_t distance(const std::string& from, const std::string& to) {
   return row.back();
 }
 
-struct Guess {
-  std::string name;
-  size_t distance;
-};
-
-void look(const std::vector<Command>& commands, const std::string& above, const std::string& word, Guess& best) {
-  for (const Command& command : commands) {
-    const std::string name = above + command.name;
-    const size_t away = distance(word, command.name);
-    if (away < best.distance) best = {name, away};
-    look(command.commands, name + ' ', word, best);
-  }
+/// The full name of the command whose last word is most like `word`; empty when none is like it.
+std::string nearest(const std::vector<Known>& known, const std::string& word) {
+  const auto away = [&](const Known& each) { return distance(word, each.command->name); };
+  const Known& best = *std::ranges::min_element(known, {}, away);
+  return away(best) <= std::max<size_t>(1, word.size() / 3) ? best.name : "";
 }
 
 /// The value that an argument is given, checked: of a choice its number. @throws WrongUsage
@@ -70,35 +63,20 @@ std::string checked(const Argument& argument, const std::string& text) {
     throw WrongUsage(argument.name + ": " + text + " is none of " + list(argument.choices, ", "), argument.name);
   }
   if (argument.most < 0) return text;
-  int64_t number = -1;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error == std::errc() && end == text.data() + text.size() && number >= 0 && number <= argument.most) return text;
+  const int64_t number = number_in<int64_t>(text).value_or(-1);
+  if (number >= 0 && number <= argument.most) return text;
   throw WrongUsage(argument.name + ": " + text + " is no number from 0 to " + std::to_string(argument.most),
                    argument.name);
-}
-
-/// The full name of the command whose last word is most like `word`, such as "bundle verify"; empty when none is like
-/// it.
-std::string nearest(const std::vector<Command>& commands, const std::string& word) {
-  Guess best{"", 1 + std::max<size_t>(1, word.size() / 3)};
-  look(commands, "", word, best);
-  return best.name;
 }
 
 bool is_option(const Argument& argument) { return argument.name.starts_with('-'); }
 
 bool is_input(const Argument& argument) { return argument.name.starts_with("FILE") || argument.name == "MANIFEST"; }
 
-void must_be_readable(const std::string& path) {
-  if (path == "-") return;
-  if (!open_at_once(path.c_str(), O_RDONLY)) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
-  if (std::filesystem::is_directory(path)) throw Failure("cannot read " + path + ": not a regular file", path);
-}
-
-Arguments arguments_of(const Chosen& chosen) {
+Arguments arguments_of(const Known& known) {
   Arguments arguments;
-  for (const Argument& argument : chosen.command->arguments) {
-    const CLI::Option* const option = chosen.app->get_option(argument.name);
+  for (const Argument& argument : known.command->arguments) {
+    const CLI::Option* const option = known.app->get_option(argument.name);
     if (argument.repeats) {
       arguments.rest = option->results();
     } else if (option->count() > 0) {
@@ -112,7 +90,10 @@ Arguments arguments_of(const Chosen& chosen) {
 void look_at_inputs(const std::vector<Argument>& wanted, const Arguments& arguments) {
   if (std::ranges::any_of(wanted, &Argument::repeats)) return;
   for (const Argument& argument : wanted) {
-    if (is_input(argument) && arguments.contains(argument.name)) must_be_readable(arguments.at(argument.name));
+    const std::string path = is_input(argument) ? arguments.text(argument.name, "-") : "-";
+    if (path == "-") continue;
+    if (!open_at_once(path.c_str(), O_RDONLY)) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
+    if (std::filesystem::is_directory(path)) throw Failure("cannot read " + path + ": not a regular file", path);
   }
 }
 
@@ -125,34 +106,29 @@ void add_argument(CLI::App& app, const Argument& argument) {
   if (!argument.choices.empty()) option->type_name("TEXT:{" + list(argument.choices, ",") + "}");
 }
 
-void add(CLI::App& app, const Command& command, Chosen& chosen) {
-  CLI::App* const added = app.add_subcommand(command.name, command.about);
-  added->footer("--json and --log work here too; \"couplerctl --help\" describes them.");
-  for (const Argument& argument : command.arguments) add_argument(*added, argument);
-  for (const Command& inner : command.commands) add(*added, inner, chosen);
-  if (command.run == nullptr) {
-    added->require_subcommand(1);
-  } else {
-    added->callback([&command, &chosen, added] {
-      if (added->get_subcommands().empty()) chosen = {&command, added};
-    });
+/// Tells the parser what the command and all below it take. Those that hold a command become known before it.
+void add(CLI::App& app, const std::string& name, const Command& command, std::vector<Known>& known) {
+  known.push_back({name, &command, &app});
+  app.require_subcommand(command.run == nullptr ? 1 : 0);
+  for (const Argument& argument : command.arguments) add_argument(app, argument);
+  for (const Command& inner : command.commands) {
+    CLI::App* const added = app.add_subcommand(inner.name, inner.about);
+    added->footer("--json and --log work here too; \"couplerctl --help\" describes them.");
+    add(*added, name.empty() ? inner.name : name + ' ' + inner.name, inner, known);
   }
 }
 
-/// The name of the innermost command that was recognised, such as "bundle verify".
-std::string recognised(const CLI::App& app) {
-  const auto inner = app.get_subcommands();
-  if (inner.empty()) return "";
-  const std::string rest = recognised(*inner.front());
-  return inner.front()->get_name() + (rest.empty() ? "" : " " + rest);
+/// The innermost command that was recognised.
+const Known& recognised(const std::vector<Known>& known) {
+  return *std::find_if(known.rbegin(), known.rend(), [](const Known& each) { return each.app->parsed(); });
 }
 
-WrongUsage usage_error(const CLI::App& app, const std::vector<Command>& families, const std::string& complaint) {
-  const std::string command = recognised(app);
+WrongUsage usage_error(const CLI::App& app, const std::vector<Known>& known, const std::string& complaint) {
+  const std::string& command = recognised(known).name;
   const std::string before = command.empty() ? "" : command + ": ";
   const auto unknown = app.remaining(true);
   if (unknown.empty()) return WrongUsage(before + complaint, command);
-  const std::string near = nearest(families, unknown.front());
+  const std::string near = nearest(known, unknown.front());
   return WrongUsage(
       before + unknown.front() + (near.empty() ? " is not known here" : ": did you mean \"" + near + "\"?"), command);
 }
@@ -174,12 +150,12 @@ int guarded(const Context& context, const std::function<void()>& work) {
   return kFailed;
 }
 
-void run(const Chosen& chosen, const Context& context) {
+void run(const Known& known, const Context& context) {
   const Captured captured;
-  const Arguments arguments = arguments_of(chosen);
-  look_at_inputs(chosen.command->arguments, arguments);
+  const Arguments arguments = arguments_of(known);
+  look_at_inputs(known.command->arguments, arguments);
   start_library(context);
-  chosen.command->run(context, arguments);
+  known.command->run(context, arguments);
 }
 
 /// The words behind the program's name, the last one first; "help bundle" asks for the same as "bundle --help".
@@ -199,23 +175,22 @@ int main(int argc, char** argv) {
     print_message("error:", "there is no standard output", Style::kAlarm);
     return kFailed;
   }
-  const std::vector<Command> families = {
-      image_family(),     container_family(), bundle_family(),  versions_command(), boot_names_command(),
-      firmware_family(),  ssd_family(),       snmp_family(),    notify_command(),   syslog_family(),
-      sessions_command(), role_command(),     command_family(), doctor_command(),
-  };
-  CLI::App app("Works with the appliance's images, firmware bundles and settings through the coupler library.",
-               "couplerctl");
+  const Command couplerctl = {
+      .name = "couplerctl",
+      .about = "Works with the appliance's images, firmware bundles and settings through the coupler library.",
+      .commands = {image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(),
+                   firmware_family(), ssd_family(), snmp_family(), notify_command(), syslog_family(),
+                   sessions_command(), role_command(), command_family(), doctor_command()}};
+  CLI::App app(couplerctl.about, couplerctl.name);
   Context context;
-  Chosen chosen;
+  std::vector<Known> known;
   app.fallthrough();
-  app.require_subcommand(1);
   app.footer("Ends with 0 (done), 1 (failed) or 2 (wrong usage). \"couplerctl help COMMAND\" describes a command.");
   app.set_version_flag("-V,--version", COUPLER_VERSION);
   app.add_flag("--json", context.json, "Print results for programs");
   app.add_option("--log", context.log, "Show the library's log lines from this level on, on standard error")
       ->check(CLI::IsMember({"debug", "info", "critical"}));
-  for (const Command& family : families) add(app, family, chosen);
+  add(app, "", couplerctl, known);
   std::vector<std::string> words = words_of(argc, argv);
   const bool for_programs = std::ranges::find(words, "--json") != words.end();
   try {
@@ -224,18 +199,17 @@ int main(int argc, char** argv) {
     const bool succeeded = error.get_exit_code() == 0 && app.remaining(true).empty();  // help of what is known
     if (succeeded) return app.exit(error);
     context.json = for_programs;
-    return guarded(context, [&] { throw usage_error(app, families, error.what()); });
+    return guarded(context, [&] { throw usage_error(app, known, error.what()); });
   }
-  return guarded(context, [&] { run(chosen, context); });
+  return guarded(context, [&] { run(recognised(known), context); });
 }
 
 }  // namespace
 
 bool Choice::means(std::string_view text) const {
-  for (std::string_view left = names, name = take_word(left, " "); !name.empty(); name = take_word(left, " ")) {
-    if (name.size() == text.size() && ::strncasecmp(name.data(), text.data(), name.size()) == 0) return true;
-  }
-  return false;
+  const std::string lower = CLI::detail::to_lower(std::string(text));
+  return std::ranges::any_of(CLI::detail::split(CLI::detail::to_lower(std::string(names)), ' '),
+                             [&](const std::string& name) { return name == lower; });
 }
 
 }  // namespace coupler::tools
