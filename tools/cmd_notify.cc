@@ -1,8 +1,8 @@
 // Sends an SNMP notification.
-#include <charconv>
-#include <cstdio>
+#include <algorithm>
 #include <deque>
 #include <limits>
+#include <sstream>
 
 #include "brantix/notify.h"
 #include "tools/host.h"
@@ -11,90 +11,71 @@
 namespace coupler::tools {
 namespace {
 
+using Variable = SCI_snmp_varbind_s;
 using Oid = std::vector<uint64_t>;
+using Oids = std::deque<Oid>;  // variables point to them
 
 template <typename Number>
-Number parse(std::string_view text, std::string what = "") {
+Number parse(const std::string& text, std::string what = "") {
   using Limits = std::numeric_limits<Number>;
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error == std::errc() && end == text.data() + text.size()) return number;
+  if (const auto number = number_in<Number>(text)) return *number;
   if (what.empty()) what = "a number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max());
-  throw WrongUsage(std::string(text) + " is not " + what);
+  throw WrongUsage(text + " is not " + what);
 }
 
-Oid parse_oid(std::string_view text) {
-  const std::string what = "an OID such as 1.3.6.1.6.3.1.1.5.3";
+Oid parse_oid(const std::string& text) {
   Oid oid;
-  if (text.starts_with('.')) text.remove_prefix(1);
-  while (true) {
-    const size_t dot = text.find('.');
-    oid.push_back(parse<uint64_t>(text.substr(0, dot), what));
-    if (dot == std::string_view::npos) break;
-    text.remove_prefix(dot + 1);
+  std::istringstream parts(text.substr(text.starts_with('.') ? 1 : 0) + '.');
+  for (std::string part; std::getline(parts, part, '.');) {
+    oid.push_back(parse<uint64_t>(part, "an OID such as 1.3.6.1.6.3.1.1.5.3"));
   }
   if (oid.size() > UINT16_MAX) throw WrongUsage("an OID is too long");
   return oid;
 }
 
-/// OIDs that variables point to.
-class Oids {
- public:
-  void set(const std::string& text, const uint64_t*& oid, uint16_t& length) {
-    const Oid& kept = kept_.emplace_back(parse_oid(text));
-    oid = kept.data();
-    length = static_cast<uint16_t>(kept.size());
-  }
-
- private:
-  std::deque<Oid> kept_;
-};
-
-constexpr struct {
-  char letter;
-  uint8_t type;
-} kTypes[] = {{'i', BRANTIX_SNMP_INTEGER},  {'s', BRANTIX_SNMP_OCTET_STRING}, {'o', BRANTIX_SNMP_OBJECT_ID},
-              {'T', BRANTIX_SNMP_TEXT},     {'c', BRANTIX_SNMP_COUNTER32},    {'u', BRANTIX_SNMP_GAUGE32},
-              {'C', BRANTIX_SNMP_COUNTER64}};
-
-uint8_t type_of(std::string_view letter) {
-  for (const auto& row : kTypes) {
-    if (letter == std::string_view(&row.letter, 1)) return row.type;
-  }
-  throw WrongUsage(std::string(letter) + " is no type; types are i, s, o, T, c, u and C");
+void set(const uint64_t*& oid, uint16_t& length, const std::string& text, Oids& kept) {
+  const Oid& made = kept.emplace_back(parse_oid(text));
+  oid = made.data();
+  length = static_cast<uint16_t>(made.size());
 }
 
-SCI_snmp_varbind_s make_variable(const std::string& oid, std::string_view letter, const std::string& text, Oids& oids) {
-  SCI_snmp_varbind_s variable{};
-  oids.set(oid, variable.oid, variable.oid_len);
-  variable.type = type_of(letter);
-  switch (variable.type) {
-    case BRANTIX_SNMP_INTEGER:
-      variable.value.integer = parse<int32_t>(text);
-      break;
-    case BRANTIX_SNMP_OBJECT_ID:
-      oids.set(text, variable.value.oid, variable.value_oid_len);
-      break;
-    case BRANTIX_SNMP_COUNTER64:
-      variable.value.counter64 = parse<uint64_t>(text);
-      break;
-    case BRANTIX_SNMP_COUNTER32:
-    case BRANTIX_SNMP_GAUGE32:
-      variable.value.unsigned32 = parse<uint32_t>(text);
-      break;
-    default:
-      variable.value.text = text.c_str();
-  }
+/// Sets a variable's value to what the text says.
+using Set = void (*)(Variable& variable, const std::string& text, Oids& kept);
+
+void integer(Variable& variable, const std::string& text, Oids&) { variable.value.integer = parse<int32_t>(text); }
+void unsigned32(Variable& variable, const std::string& text, Oids&) {
+  variable.value.unsigned32 = parse<uint32_t>(text);
+}
+void counter64(Variable& variable, const std::string& text, Oids&) { variable.value.counter64 = parse<uint64_t>(text); }
+void as_it_is(Variable& variable, const std::string& text, Oids&) { variable.value.text = text.c_str(); }
+void object_id(Variable& variable, const std::string& text, Oids& kept) {
+  set(variable.value.oid, variable.value_oid_len, text, kept);
+}
+
+constexpr struct Type {
+  std::string_view letter;
+  uint8_t type;
+  Set set;
+} kTypes[] = {{"i", BRANTIX_SNMP_INTEGER, integer},      {"s", BRANTIX_SNMP_OCTET_STRING, as_it_is},
+              {"o", BRANTIX_SNMP_OBJECT_ID, object_id},  {"T", BRANTIX_SNMP_TEXT, as_it_is},
+              {"c", BRANTIX_SNMP_COUNTER32, unsigned32}, {"u", BRANTIX_SNMP_GAUGE32, unsigned32},
+              {"C", BRANTIX_SNMP_COUNTER64, counter64}};
+
+Variable make_variable(const std::string& oid, const std::string& letter, const std::string& text, Oids& kept) {
+  Variable variable{};
+  set(variable.oid, variable.oid_len, oid, kept);
+  const auto* const type = std::ranges::find(kTypes, letter, &Type::letter);
+  if (type == std::end(kTypes)) throw WrongUsage(letter + " is no type; types are i, s, o, T, c, u and C");
+  variable.type = type->type;
+  type->set(variable, text, kept);
   return variable;
 }
 
-std::string send(const Oid& trap, const std::vector<SCI_snmp_varbind_s>& variables) {
-  static constexpr SCI_snmp_varbind_s kNone[1] = {};
+std::string send(const Oid& trap, const std::vector<Variable>& variables) {
   char error[256] = "";
   Captured::take();
-  SCI_sendSnmpNotification(trap.data(), static_cast<uint16_t>(trap.size()),
-                           variables.empty() ? kNone : variables.data(), static_cast<uint16_t>(variables.size()), error,
-                           sizeof error);
+  SCI_sendSnmpNotification(trap.data(), static_cast<uint16_t>(trap.size()), variables.data(),
+                           static_cast<uint16_t>(variables.size()), error, sizeof error);
   const std::string text = Captured::take();
   if (error[0] != '\0') throw Failure(without_line_end(error));
   return text;
@@ -117,7 +98,8 @@ void notify(const Context& context, const Arguments& arguments) {
   if (words.size() % 3 != 0) throw WrongUsage("each variable takes three words: OID TYPE VALUE");
   if (words.size() / 3 > UINT16_MAX) throw WrongUsage("a notification has at most 65535 variables");
   Oids oids;
-  std::vector<SCI_snmp_varbind_s> variables;
+  std::vector<Variable> variables;
+  variables.reserve(1 + words.size() / 3);  // the library refuses null, also for none
   for (size_t i = 0; i < words.size(); i += 3) {
     variables.push_back(make_variable(words[i], words[i + 1], words[i + 2], oids));
   }
