@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <regex>
+#include <set>
+#include <tuple>
 
 #include "brantix/notify.h"
 #include "tools/host.h"
@@ -26,14 +28,28 @@ constexpr auto kConsole = std::span(kSeverities).first(3);
 constexpr Choice kFacilities[] = {{"local0 0", 0}, {"local1 1", 1}, {"local2 2", 2}, {"local3 3", 3},
                                   {"local4 4", 4}, {"local5 5", 5}, {"local6 6", 6}, {"local7 7", 7}};
 
-using Operation = int32_t (*)(const Arguments&);
+int32_t send(int32_t severity, const char* text) {
+  return SCI_SendSyslogMessage(LOG_USER | severity, reinterpret_cast<long>(text), 0, 0, 0, 0);
+}
 
-int32_t severity(const Arguments& arguments) { return arguments.number("SEVERITY"); }
+/// The argument of that name as what a parameter takes.
+struct Given {
+  const Arguments& all;
+  const std::string& name;
 
-/// The command that runs the operation and reports what the script made of it.
-Command setting(const char* name, const char* about, std::vector<Argument> arguments, Operation operation) {
-  return {name, about, std::move(arguments), [=](const Context& context, const Arguments& given) {
-            const int32_t result = operation(given);
+  operator int32_t() const { return all.number(name); }
+  operator const char*() const { return all.at(name).c_str(); }
+};
+
+/// The command that runs the operation, whose parameters are the arguments in their order, and reports what the script
+/// made of it.
+template <typename... Parameters>
+Command setting(const char* name, const char* about, const std::vector<Argument>& arguments,
+                int32_t (*operation)(Parameters...)) {
+  return {name, about, arguments, [=](const Context& context, const Arguments& given) {
+            [[maybe_unused]] size_t next = 0;
+            const std::tuple<Parameters...> values{static_cast<Parameters>(Given{given, arguments[next++].name})...};
+            const int32_t result = std::apply(operation, values);
             if (result == -1) fail_with_reason("refused; --log critical shows why");
             if (result != 0) throw Failure("the syslog script ended with " + std::to_string(result), "syslog_utils.sh");
             if (context.json) print_json({{"done", name}});
@@ -69,16 +85,13 @@ Json setting_in(const fs::path& path) {
 
 void show(const Context& context, const Arguments&) {
   constexpr const char* kSettings = "/etc/rsyslog.d";
-  std::vector<fs::path> paths;
+  std::set<fs::path> paths;
   std::error_code missing;
-  for (const auto& entry : fs::directory_iterator(kSettings, missing)) {
-    if (entry.path().extension() == ".conf") paths.push_back(entry.path());
-  }
+  for (const auto& entry : fs::directory_iterator(kSettings, missing)) paths.insert(entry);
   if (missing) throw Failure(std::string("cannot read ") + kSettings + ": " + missing.message(), kSettings);
-  std::ranges::sort(paths);
   Json settings = Json::array();
   for (const fs::path& path : paths) {
-    const Json setting = setting_in(path);
+    const Json setting = path.extension() == ".conf" ? setting_in(path) : nullptr;
     if (!setting.is_null()) settings.push_back(setting);
   }
   const Table table(
@@ -99,31 +112,15 @@ Command syslog_family() {
   const std::vector<Command> commands = {
       {"show", "Show where messages go", {}, show},
       setting("remote", "Also send messages to another host",
-              {number, {"HOST", "its name or address"}, least, facility},
-              [](const Arguments& given) {
-                return SCI_EnableExternalSyslogging(given.number("N"), given.at("HOST").c_str(), severity(given),
-                                                    given.number("FACILITY"));
-              }),
-      setting("no-remote", "Remove all other hosts", {},
-              [](const Arguments&) { return SCI_DisableExternalSyslogging(); }),
-      setting("console", "Show messages on the console", {console},
-              [](const Arguments& given) { return SCI_EnableConsoleSyslogging(severity(given)); }),
-      setting("no-console", "Show none on the console", {},
-              [](const Arguments&) { return SCI_DisableConsoleSyslogging(); }),
-      setting("platform", "Set the level of the platform's own messages", {least},
-              [](const Arguments& given) { return SCI_SetPlatformSyslogging(severity(given)); }),
+              {number, {"HOST", "its name or address"}, least, facility}, SCI_EnableExternalSyslogging),
+      setting("no-remote", "Remove all other hosts", {}, SCI_DisableExternalSyslogging),
+      setting("console", "Show messages on the console", {console}, SCI_EnableConsoleSyslogging),
+      setting("no-console", "Show none on the console", {}, SCI_DisableConsoleSyslogging),
+      setting("platform", "Set the level of the platform's own messages", {least}, SCI_SetPlatformSyslogging),
       setting("file", "Write messages to the platform's log file",
-              {least, {"ARGUMENT", "for the script: the file's name"}},
-              [](const Arguments& given) {
-                return SCI_EnableFileSyslogging(severity(given), given.at("ARGUMENT").c_str());
-              }),
-      setting("no-file", "Write none to the platform's log file", {},
-              [](const Arguments&) { return SCI_DisableFileSyslogging(); }),
-      setting("message", "Write one message, tagged VTRC", {least, {"TEXT", "the message"}},
-              [](const Arguments& given) {
-                const long text = reinterpret_cast<long>(given.at("TEXT").c_str());
-                return SCI_SendSyslogMessage(LOG_USER | severity(given), text, 0, 0, 0, 0);
-              }),
+              {least, {"ARGUMENT", "for the script: the file's name"}}, SCI_EnableFileSyslogging),
+      setting("no-file", "Write none to the platform's log file", {}, SCI_DisableFileSyslogging),
+      setting("message", "Write one message, tagged VTRC", {least, {"TEXT", "the message"}}, send),
   };
   return {.name = "syslog", .about = "Where syslog messages go", .commands = commands};
 }
