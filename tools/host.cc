@@ -4,11 +4,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <deque>
 #include <mutex>
 #include <string_view>
-#include <vector>
 
 #include "brantix/coupler.h"
 #include "support/handle.h"
@@ -17,7 +18,7 @@
 namespace coupler::tools {
 namespace {
 
-constexpr const char* kLevels[] = {"debug", "info", "critical"};  // a level's value is its place
+constexpr std::string_view kLevels[] = {"debug", "info", "critical"};  // a level's value is its place
 constexpr int32_t kSilent = std::size(kLevels);
 constexpr size_t kMostReasons = 3;
 
@@ -26,7 +27,7 @@ struct {
   std::mutex mutex;
   int32_t threshold = 0;
   int32_t shown = kSilent;
-  std::vector<std::string> reasons;
+  std::deque<std::string> reasons;  // the last one first
 } host_log;
 
 // Most lines that give a reason begin with "ERROR: "; of the others the operation's name leads.
@@ -34,8 +35,8 @@ void keep_reason(std::string_view line) {
   constexpr std::string_view kError = "ERROR: ";
   const bool named = line.find(": invalid ") != line.npos || line.find(" ERROR ") != line.npos;
   if (!line.starts_with(kError) && !named) return;
-  if (host_log.reasons.size() == kMostReasons) host_log.reasons.erase(host_log.reasons.begin());
-  host_log.reasons.emplace_back(line.substr(named ? 0 : kError.size()));
+  host_log.reasons.emplace_front(line.substr(named ? 0 : kError.size()));
+  if (host_log.reasons.size() > kMostReasons) host_log.reasons.pop_back();
 }
 
 BRANTIX_PRINTF(4, 5)
@@ -45,14 +46,13 @@ void write_log(const char* operation, int32_t*, int32_t level, const char* forma
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  std::string_view line(text);
-  while (line.ends_with('\n')) line.remove_suffix(1);
+  const std::string line = without_line_end(text);
 
   const std::lock_guard lock(host_log.mutex);
   keep_reason(line);
   if (level < host_log.shown) return;
-  const char* name = level >= 0 && level < kSilent ? kLevels[level] : "?";
-  std::fprintf(stderr, "%-8s  %s  %s\n", name, operation, escaped(line).c_str());
+  const std::string_view name = level >= 0 && level < kSilent ? kLevels[level] : "?";
+  std::fprintf(stderr, "%-8s  %s  %s\n", name.data(), operation, escaped(line).c_str());
 }
 
 }  // namespace
@@ -80,9 +80,7 @@ std::string Captured::take() {
 }
 
 void start_library(const Context& context) {
-  for (int32_t level = 0; level < kSilent; ++level) {
-    if (context.log == kLevels[level]) host_log.shown = level;
-  }
+  host_log.shown = static_cast<int32_t>(std::ranges::find(kLevels, context.log) - kLevels);  // kSilent without one
   const SCI_lib_init_s init{write_log, 0, 1, 2, &host_log.threshold};
   SCI_Initialize_lib(nullptr, nullptr, nullptr, &init);
   cs_debug_verbose = host_log.shown <= 1;
@@ -92,7 +90,7 @@ void start_library(const Context& context) {
 void fail_with_reason(const std::string& what, const std::string& place) {
   std::string text = what;
   if (host_log.shown == kSilent) {
-    for (auto reason = host_log.reasons.rbegin(); reason != host_log.reasons.rend(); ++reason) text += "\n  " + *reason;
+    for (const std::string& reason : host_log.reasons) text += "\n  " + reason;
   }
   throw Failure(text, place);
 }
