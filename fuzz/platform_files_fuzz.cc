@@ -1,23 +1,16 @@
 // The platform's small text files, each with the same bytes: version files, boot markers, the drive's report.
-#include <optional>
-
 #include "brantix/firmware.h"
 #include "fuzz/fuzz.h"
 
 namespace coupler::fuzz {
 namespace {
 
-/// The file's first line, as far as it counts, up to its first NUL; nothing without a line.
-std::optional<std::string> first_line(std::string_view file) {
-  if (file.empty()) return std::nullopt;
-  const std::string_view line = file.substr(0, file.find('\n')).substr(0, 4096);
-  return std::string(line.substr(0, line.find('\0')));
-}
-
+/// What follows a blank in the file's first line, as far as that counts, up to its first NUL.
 std::string expected_version(std::string_view file, const std::string& before) {
-  const auto line = first_line(file);
-  const size_t space = line ? line->find(' ') : std::string::npos;
-  return space == std::string::npos ? before : line->substr(space + 1, 64);
+  const std::string_view line = file.substr(0, file.find('\n')).substr(0, 4096);
+  const std::string_view text = line.substr(0, line.find('\0'));
+  const size_t blank = text.find(' ');
+  return blank == text.npos ? before : std::string(text.substr(blank + 1, 64));
 }
 
 void read_boot_names() {

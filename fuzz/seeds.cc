@@ -18,7 +18,8 @@ std::string all_parts() {
                         image_file("verify_firmware.py", "#!"), image_file("fw.img", inside)}));
 }
 
-std::vector<std::string> containers() {
+std::vector<std::string> inputs() {
+  const std::string binary(32, 'b');
   Object padded = text_file("t", "2");
   padded.pkcs7 = true;
   Container every_type;
@@ -31,12 +32,8 @@ std::vector<std::string> containers() {
           render(image(kFields)),
           render(image(kFields, orvix_object_bundletype, "payload")),
           render(bundle({image_header(kFields)})),
-          image_header(kFields).header};
-}
-
-std::vector<std::string> texts() {
-  const std::string binary(32, 'b');
-  return {ssd_head({"QRV", {"MZ120"}, "A12B"}, 32) + binary,
+          image_header(kFields).header,
+          ssd_head({"QRV", {"MZ120"}, "A12B"}, 32) + binary,
           ssd_head({"QRV", {"MZ120"}, "../x"}, 32) + binary,
           "fpga version: 2\nrommon version: 1.0.12\n",
           "REV\nM_MZ7LH240 HBLS\n",
@@ -59,7 +56,5 @@ int main(int argc, char** argv) {
   const std::filesystem::path directory = argv[1];
   std::filesystem::create_directories(directory);
   int number = 0;
-  for (const auto& group : {containers(), texts()}) {
-    for (const std::string& bytes : group) std::ofstream(directory / std::to_string(++number)) << bytes;
-  }
+  for (const std::string& bytes : inputs()) std::ofstream(directory / std::to_string(++number)) << bytes;
 }

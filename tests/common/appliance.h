@@ -20,25 +20,20 @@ inline bool is_machine_of_its_own() {
   return kind != nullptr && std::string_view(kind) == "bubblewrap";
 }
 
-/// A test that writes to the appliance's own paths. What it changes of the platform's settings is undone.
+constexpr const char* kSettings = "/tmp/platform.conf";
+
+/// A test that writes to the appliance's own paths, with platform settings of its own.
 class ApplianceTest : public testing::Test {
  protected:
   void SetUp() override {
     if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "runs in platform/appliance only";
-    settings_ = read_file(settings_file());
-  }
-  void TearDown() override {
-    if (std::getenv("APPLIANCE_KIND") != nullptr) write_file(settings_file(), settings_);
+    write_file(kSettings, read_file("/etc/platform.conf"));
+    setenv("COUPLER_PLATFORM", kSettings, 1);
   }
 
   static void set(const std::string& key, const std::string& value) {
-    std::ofstream(settings_file(), std::ios::app) << key << " = " << value << '\n';
+    std::ofstream(kSettings, std::ios::app) << key << " = " << value << '\n';
   }
-
- private:
-  static const char* settings_file() { return std::getenv("COUPLER_PLATFORM"); }
-
-  std::string settings_;
 };
 
 }  // namespace coupler::test

@@ -241,6 +241,8 @@ TEST_F(BundleTest, WhatIsRefusedWritesNothingAndTellsWhy) {
        "ERROR: part 1;" + endless + " lacks 17592186044384 of its bytes\n", 0},
       {part("../1;4"), "ERROR: part ../1;4 has no usable file name\n", 0},
       {part("..;4", orvix_object_imagefile), "ERROR: part ..;4 has no usable file name\n", 0},
+      {part(".;4", orvix_object_textfile), "ERROR: part .;4 has no usable file name\n", 0},
+      {part(";4", orvix_object_textfile), "ERROR: part ;4 has no usable file name\n", 0},
       {part("/../../x;4", orvix_object_ssd), "ERROR: part /../../x;4 has no usable file name\n"},  // written either way
   };
   for (const auto& row : rows) {

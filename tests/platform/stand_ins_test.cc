@@ -20,10 +20,10 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 
-constexpr const char *kSettings = "/tmp/platform.conf", *kFirmware = "/tmp/firmware";
+constexpr const char* kFirmware = "/tmp/firmware";
+using PlatformFirmwareTest = ApplianceTest;
 
-TEST(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce) {
-  setenv("COUPLER_PLATFORM", kSettings, 1);
+TEST_F(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce) {
   const std::tuple<std::string, int, std::string> rows[] = {
       {"\tboard_type=1 \r\n", 1, ""},
       {"# board_type = 3\n# bord = 1\n", 2, ""},
@@ -44,9 +44,8 @@ TEST(PlatformFirmwareTest, SettingsAreReadAsAPersonWritesThemAndMistakesToldOnce
   }
 }
 
-TEST(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverything) {
+TEST_F(PlatformFirmwareTest, StagingKeepsTheRestAndTheModeAndARefusedOneEverything) {
   LogCapture log;
-  setenv("COUPLER_PLATFORM", kSettings, 1);
   write_file(kFirmware, "x");
   melskfw_initBrantixDebug(debug, info, critical, gLogPelkFn, gLogPelkModuleOffset);
   write_file(kSettings, "# mine\nupgrade_state_2 = 3\nboard_type = 1\n");

@@ -1,4 +1,4 @@
-// Names of files, files written whole or not at all, copies of pieces of files; values in command lines.
+// Files written whole or not at all, copies of pieces of files; values in command lines.
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -8,7 +8,6 @@
 #include <cstdarg>
 
 #include "support/copy.h"
-#include "support/file_name.h"
 #include "support/output.h"
 #include "support/shell.h"
 #include "tests/common/files.h"
@@ -43,14 +42,6 @@ using test::names_in;
 using test::read_file;
 using test::ScratchDirectory;
 using test::write_file;
-
-TEST(FileNameTest, StaysInItsDirectory) {
-  char path[16];
-  for (const char* name : {"", ".", "..", "a/b", "../x", "/etc/passwd", "x/"}) EXPECT_FALSE(FileName::from("", name));
-  EXPECT_FALSE(FileName::from("ssd-", "/../x"));
-  FileName::from("ssd-", "..")->path_in("/directory", path);
-  EXPECT_STREQ(path, "/directory/ssd-");
-}
 
 class OutputFileTest : public testing::Test {
  protected:
