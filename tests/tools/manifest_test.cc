@@ -29,12 +29,6 @@ std::string complaint(Kind kind, const std::string& text) {
 
 std::string part(const std::string& members) { return "{'parts': [{" + members + "}]}"; }
 
-std::string bytes_of(const Manifest& manifest) {
-  std::string bytes;
-  manifest.write([&](std::string_view piece) { bytes += piece; });
-  return bytes;
-}
-
 TEST(Manifest, EveryKindOfPart) {
   const Manifest manifest = parsed(Kind::kBundle, R"({'parts': [
       {'type': 'image-header', 'version': '4.2', 'filename': 'fw.img', 'image_size': '12', 'platform': 3},
@@ -44,7 +38,9 @@ TEST(Manifest, EveryKindOfPart) {
       {'type': 'image', 'name': 'b.img', 'image': {'header': {'version': '4.4'}, 'nesting': 'controller',
                                                    'parts': [{'type': 'rommon', 'version': '6'}]}}]})");
   const HeaderFields header{.version = "4.2", .filename = "fw.img", .image_size = "12", .platform = 3};
-  EXPECT_EQ(bytes_of(manifest),
+  std::string bytes;
+  manifest.write([&](std::string_view piece) { bytes += piece; });
+  EXPECT_EQ(bytes,
             render(bundle({image_header(header), rommon("1"), ssd("2"), fpga("3"), pseq("4"), lan_spi("5"),
                            text_file("t"), image_file("fw.img", image({.version = "4.3"}, orvix_object_bundletype)),
                            image_file("b.img", bundle({image_header({.version = "4.4"}), rommon("6")}))})));
