@@ -180,12 +180,14 @@ TEST(ChannelTest, CancelledThreadFinishesItsCall) {
 }
 
 TEST(ChannelTest, StandardOutputThatIsClosedOrBroken) {
-  in_child([] {
-    Service service;
-    for (int stream = 0; stream <= 2; ++stream) close(stream);
-    expect_delivery(service);
-    EXPECT_EQ(write(STDOUT_FILENO, "x", 1), 1) << "a descriptor of the transport took its place";
-  });
+  for (const int first : {STDIN_FILENO, STDOUT_FILENO}) {
+    in_child([=] {
+      Service service;
+      for (int stream = first; stream <= STDERR_FILENO; ++stream) close(stream);
+      expect_delivery(service);
+      EXPECT_EQ(write(STDOUT_FILENO, "x", 1), 1) << "a descriptor of the transport took its place";
+    });
+  }
   in_child([] {
     Service service;
     int ends[2];
