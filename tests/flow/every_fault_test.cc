@@ -152,4 +152,30 @@ memory 1: 1 critical SCI_SetSnmpUser|error setting snmp users, error
 )");
 }
 
+/// Whether a call of that kind makes the operation say so when it fails.
+bool is_told(void (*run)(), const char* kind, const std::string& line) {
+  bool happened = true;
+  for (int nth = 1; happened; ++nth) {
+    LogCapture log;
+    {
+      const Failing failing({kind, nth});
+      run();
+      happened = failing.happened();
+    }
+    if (log.take_text().find(line) != line.npos) return true;
+  }
+  return false;
+}
+
+TEST(ReadingTest, WhatCannotBeReadIsTold) {
+  if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
+  set_stage();
+  const auto open = [] { SCI_imageClose(SCI_imageOpen(kHeaderFile)); };
+  EXPECT_TRUE(
+      is_told(open, "seek", "SCI_imageOpen: hdr failed to seek file /tmp/flow/fw.img__hdr, Input/output error"));
+  EXPECT_TRUE(is_told(open, "read", "SCI_imageOpen: hdr size mismatched expect 576 but got 0"));
+  EXPECT_TRUE(is_told([] { SCI_readFirmwareImageVersion(kBundle, &given.versions); }, "read",
+                      "extract_fw_info: orvix_object_imageheader ERROR failed to get header"));
+}
+
 }  // namespace

@@ -124,6 +124,10 @@ TEST_F(NotificationTest, LinesInTheirOrder) {
                 std::string(kExit));
   delivered({}, {"x"});
   EXPECT_THAT(printed_, HasSubstr("num parts: 0\n" + std::string(kExit)));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(SCI_registerMib(nullptr, 7, "text"), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "xxxxx SCI_registerMib() aOutErrBuf: text, aInVariableListLength: 7\n");
 }
 
 TEST_F(NotificationTest, LimitsThatStillPass) {
