@@ -13,7 +13,7 @@ using namespace coupler::test;
 
 /// A kind of call that fails, and one of which every call fails.
 std::vector<std::pair<std::string_view, std::string_view>> kinds() {
-  std::vector<std::pair<std::string_view, std::string_view>> all{{"read", "map"}, {"seek", "map"}};
+  std::vector<std::pair<std::string_view, std::string_view>> all{{"read", "map"}, {"write", "map"}, {"seek", "map"}};
   for (const Kind& kind : kKinds) all.emplace_back(kind.name, "");
   return all;
 }
