@@ -213,7 +213,8 @@ int fsync(int descriptor) {
 
 int linkat(int from, const char* old, int to, const char* name, int flags) noexcept {
   note_name(name);
-  return fails("name") ? -1 : REAL(linkat)(from, old, to, name, flags);
+  const bool denied = (flags & AT_EMPTY_PATH) != 0 && fails("privilege");
+  return denied || fails("name") ? -1 : REAL(linkat)(from, old, to, name, flags);
 }
 int rename(const char* old, const char* name) noexcept {
   note_name(name);

@@ -12,15 +12,19 @@ struct Kind {
   int reason;     // for which it fails
   bool on_files;  // leaves something on the disk
 };
-inline constexpr Kind kKinds[] = {{"open", EMFILE, true},     {"read", EIO, false},
-                                  {"seek", EIO, false},       {"map", ENODEV, false},
-                                  {"write", ENOSPC, true},    {"resize", ENOSPC, true},
-                                  {"sync", EIO, true},        {"name", EIO, true},
-                                  {"rename", EIO, true},      {"removal", EIO, true},
-                                  {"lock", ENOLCK, false},    {"rights", EPERM, true},
-                                  {"process", EAGAIN, false}, {"close", EIO, true},
-                                  {"memory", ENOMEM, false},  {"nameless", EOPNOTSUPP, false},
-                                  {"short", 0, false},        {"interruption", EINTR, false}};
+inline constexpr Kind kKinds[] = {{"open", EMFILE, true},       {"read", EIO, false},
+                                  {"seek", EIO, false},         {"map", ENODEV, false},
+                                  {"write", ENOSPC, true},      {"resize", ENOSPC, true},
+                                  {"sync", EIO, true},          {"name", EIO, true},
+                                  {"rename", EIO, true},        {"removal", EIO, true},
+                                  {"lock", ENOLCK, false},      {"rights", EPERM, true},
+                                  {"process", EAGAIN, false},   {"close", EIO, true},
+                                  {"memory", ENOMEM, false},    {"nameless", EOPNOTSUPP, false},
+                                  {"privilege", ENOENT, false}, {"interruption", EINTR, false},
+                                  {"short", 0, false}};
+
+/// Those that no result shows: there is another way.
+inline constexpr std::string_view kHarmless[] = {"nameless", "privilege", "interruption", "short"};
 
 /// Each of those that leave something on the disk.
 inline constexpr std::string_view kAnyOnFiles = "any on files";
