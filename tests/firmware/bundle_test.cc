@@ -192,8 +192,8 @@ TEST_F(BundleTest, LooksIntoTheImageThatTheHeaderNames) {
 TEST_F(BundleTest, TheInnerWalkGoesOnOverTheOuterObjects) {
   cs_debug_verbose = 1;
   const std::vector<Object> inner(18, text_file("t", "x"));
-  EXPECT_EQ(read(packed({image_header({.filename = "fw.img"}), image_file("fw.img", bundle(inner)), fpga("2.2"),
-                         pseq("3.3"), lan_spi("4.4")})),
+  EXPECT_EQ(read(packed({image_header({.filename = "i"}), image_file("i", bundle(inner)), fpga("2.2"), pseq("3.3"),
+                         lan_spi("4.4")})),
             0);
   std::string seen;
   for (const std::string& text : log_.take_lines()) {
