@@ -8,7 +8,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kBundle = "/tmp/place/bundle", *kNeighbour = "/tmp/place/neighbour", *kOut = "/tmp/place/out";
+constexpr const char *kBundle = "/tmp/place/bundle", *kOut = "/tmp/place/out";
 constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
 
 /// Reads into fields of which some are small, so that most texts are cut.
@@ -29,7 +29,7 @@ void read(std::FILE* bundle, size_t size, const char* directory) {
 
 /// Requires that all is as it was but inside the two directories, where everything is a file, and empties them.
 void check_and_clear() {
-  require(names_in("/tmp/place") == "bundle neighbour out" && read_file(kNeighbour) == "neighbour");
+  require(names_in("/tmp/place") == "bundle out");
   require(names_in("/mnt/boot") == "equipped_ssd_firmware ssd_firmwares");
   for (const char* place : {kOut, kSsdDirectory}) {
     for (const auto& entry : fs::directory_iterator(place)) require(entry.is_regular_file() && fs::remove(entry));
@@ -41,7 +41,6 @@ void check_and_clear() {
 void try_input(const std::string& bytes) {
   if (bytes.empty()) return;
   write_file(kBundle, bytes);
-  write_file(kNeighbour, "neighbour");
   for (const char* directory : {kOut, kSsdDirectory}) fs::create_directories(directory);
   std::string in_memory = bytes;
   const File files[] = {open_for_reading(kBundle), File(fmemopen(in_memory.data(), in_memory.size(), "rb"))};

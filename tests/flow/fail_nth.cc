@@ -90,11 +90,6 @@ void note_sync(int descriptor) {
   std::erase_if(unsynced_names, [&](const auto& name) { return name.first.parent_path() == place; });
 }
 
-void note_truncation(const char* path, int flags) {
-  if (!loses_unsynced() || (flags & O_TRUNC) == 0) return;
-  note_change(REAL(open)(path, O_WRONLY | O_CLOEXEC));
-}
-
 void cut_power() {
   const Unseen unseen;
   for (const auto& [file, state] : unsynced) {
@@ -157,7 +152,7 @@ void* calloc(size_t n, size_t size) noexcept { return fails("memory") ? nullptr 
 // The rights of what is created are of no matter here.
 int open(const char* path, int flags, ...) {
   const bool nameless = (flags & O_TMPFILE) == O_TMPFILE && fails("nameless");
-  note_truncation(path, flags);
+  if (loses_unsynced() && (flags & O_TRUNC) != 0) note_change(REAL(open)(path, O_WRONLY | O_CLOEXEC));
   return nameless || fails("open") ? -1 : REAL(open)(path, flags, 0666);
 }
 int openat(int directory, const char* path, int flags, ...) {

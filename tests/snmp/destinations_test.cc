@@ -106,22 +106,20 @@ TEST_F(DestinationsTest, EngineIdIsWhatTheStateFileSays) {
 
 TEST_F(DestinationsTest, RefusesBeforeAnythingChanges) {
   set_user(user(std::string(32, '$'), std::string(80, '$'), std::string(80, '$'), 0, 3));
-  const SCI_snmp_host_s plain = host("h", "public", 0, 1), unknown = host("h", "public", 0, 4),
-                        stranger = host("h", "mallory", 0, 3, 2),
-                        too_long = host("host", std::string(32, '$'), 162, 3, 3);
-  const std::tuple<const SCI_snmp_host_s*, int, std::string> kRows[] = {
-      {&unknown, -1, "Unknown version of SNMP passed\\n"},
-      {&stranger, 1, "Username: mallory Not found. Cannot add trap host: h\\n"},
-      {&too_long, 1, "directive for host host does not fit its command line\\n\n" + kExtract},
-      {&plain, 1, "\\nsnmpd conf file fopen() Error!!!"},  // where a directory is in the way
+  const std::tuple<SCI_snmp_host_s, int, std::string> kRows[] = {
+      {host("h", "public", 0, 4), -1, "Unknown version of SNMP passed\\n"},
+      {host("h", "mallory", 0, 3, 2), 1, "Username: mallory Not found. Cannot add trap host: h\\n"},
+      {host("host", std::string(32, '$'), 162, 3, 3), 1,
+       "directive for host host does not fit its command line\\n\n" + kExtract},
+      {host("h", "public", 0, 1), 1, "\\nsnmpd conf file fopen() Error!!!"},  // where a directory is in the way
   };
-  for (const auto& [host, status, reason] : kRows) {
-    if (host == &plain) {
+  for (const auto& [made, status, reason] : kRows) {
+    if (made.version == 1) {
       std::filesystem::remove(kConfig);
       std::filesystem::create_directory(kConfig);
     }
     did(0);
-    const std::string text = did(SCI_SetSnmpHostV3(host));
+    const std::string text = did(set_host(made));
     EXPECT_THAT(text, testing::StartsWith(std::to_string(status)));
     EXPECT_THAT(text + "\n", testing::HasSubstr("\ncritical SCI_SetSnmpHostV3|" + reason + "\n"));
     EXPECT_EQ(hosts(), "");
