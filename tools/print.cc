@@ -38,9 +38,10 @@ size_t width(std::string_view text) {
   return text.size() - static_cast<size_t>(std::count_if(text.begin(), text.end(), continues));
 }
 
-bool has_colour(std::FILE* stream) {
-  const char* refused = std::getenv("NO_COLOR");
-  return (refused == nullptr || *refused == '\0') && isatty(fileno(stream)) != 0;
+/// "package version" of "package_version".
+std::string title(std::string key) {
+  std::ranges::replace(key, '_', ' ');
+  return key;
 }
 
 std::string cell(const Table::Column& column, const Json& row) {
@@ -68,11 +69,6 @@ std::string escaped(std::string_view text, std::string_view kept) {
   return result;
 }
 
-std::string title(std::string key) {
-  std::replace(key.begin(), key.end(), '_', ' ');
-  return key;
-}
-
 std::string without_line_end(std::string text) {
   while (text.ends_with('\n')) text.pop_back();
   return text;
@@ -92,13 +88,11 @@ std::string hexadecimal(unsigned char value) {
 
 std::string styled(std::string_view text, Style style, std::FILE* stream) {
   constexpr const char* kCodes[] = {"", "\033[1m", "\033[31m"};
-  if (style == Style::kPlain || !has_colour(stream)) return std::string(text);
+  const char* refused = std::getenv("NO_COLOR");
+  const bool plain =
+      style == Style::kPlain || (refused != nullptr && *refused != '\0') || ::isatty(fileno(stream)) == 0;
+  if (plain) return std::string(text);
   return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
-}
-
-Style Table::style(size_t line) const {
-  if (line == 0) return Style::kHeading;
-  return alarming_ && alarming_(rows_[line - 1]) ? Style::kAlarm : Style::kPlain;
 }
 
 void Table::print() const {
@@ -114,7 +108,8 @@ void Table::print() const {
   }
   for (size_t i = 0; i < lines.size(); ++i) {
     lines[i].erase(lines[i].find_last_not_of(' ') + 1);
-    if (i > 0 || !lines[i].empty()) print_line(styled(lines[i], style(i), result_stream()));
+    const Style style = i == 0 ? Style::kHeading : alarming_(rows_[i - 1]) ? Style::kAlarm : Style::kPlain;
+    if (i > 0 || !lines[i].empty()) print_line(styled(lines[i], style, result_stream()));
   }
 }
 

@@ -21,9 +21,6 @@ std::FILE* result_stream();
 /// it and does not obey it. The characters `kept` stay.
 std::string escaped(std::string_view text, std::string_view kept = "");
 
-/// "package version" of "package_version".
-std::string title(std::string key);
-
 std::string without_line_end(std::string text);
 
 std::string joined(const std::vector<std::string>& texts, std::string_view separator);
@@ -42,7 +39,7 @@ class Table {
   enum class Align { kLeft, kRight };
   struct Column {
     std::string title;
-    std::string key = "";  ///< of the value in a row that is an object; a row that is none is the value
+    std::string key = title;  ///< of the value in a row that is an object; a row that is none is the value
     Align align = Align::kLeft;
     std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
     std::string empty = "";                                      ///< instead of an empty text or list
@@ -52,14 +49,13 @@ class Table {
 
   /// @param rows     a list
   /// @param alarming those of them that stand out
-  Table(std::vector<Column> columns, Json rows, Test alarming = {})
+  Table(
+      std::vector<Column> columns, Json rows, Test alarming = [](const Json&) { return false; })
       : columns_(std::move(columns)), rows_(std::move(rows)), alarming_(std::move(alarming)) {}
   /// The titles, where a column has one, and the rows.
   void print() const;
 
  private:
-  Style style(size_t line) const;
-
   const std::vector<Column> columns_;
   const Json rows_;
   const Test alarming_;
