@@ -61,15 +61,6 @@ Command setting(const char* name, const char* about, const Argument& argument, c
 
 Json shown(int agent) { return agent == 0 ? Json("not running") : Json(agent); }
 
-/// The agent's process once it is as `running` says, or after some seconds as it is; 0: none.
-int settled_agent(bool running) {
-  for (int looks = 60;; --looks) {
-    const int agent = running_agent();
-    if ((agent != 0) == running || looks == 0) return agent;
-    ::usleep(50'000);
-  }
-}
-
 Command service_switch(const char* name, const char* about, const char* done, bool on, int32_t (*operation)()) {
   return {
       name, about, {}, [=](const Context& context, const Arguments&) {
@@ -78,7 +69,11 @@ Command service_switch(const char* name, const char* about, const char* done, bo
         if (is_enabled() != on) {
           throw Failure(std::string(kAgentService) + " does not say so now; the agent was not " + done, kAgentService);
         }
-        const int agent = settled_agent(on);
+        int agent = running_agent();
+        for (int looks = 60; looks > 0 && (agent != 0) != on; --looks) {  // it takes some seconds
+          ::usleep(50'000);
+          agent = running_agent();
+        }
         print_report(context, {{done, "snmp"}, {"agent", shown(agent)}});
         if ((agent != 0) != on)
           throw Failure("the service file says so, but " + std::string(on ? "no agent runs" : "the agent still runs"));
@@ -105,49 +100,30 @@ void add_user(const Context& context, const Arguments& arguments) {
   print_report(context, {{"set", name}});
 }
 
-/// A kind of entry of the agent's configuration, and what deleting one by its name takes along.
-struct Kind {
-  const char* what;
-  Json (*matching)(const std::string& name);
-  int32_t (*remove)(const char* name);
-};
-
-/// Deletes an entry and says which lines went. Takes no more than it was asked for, unless that is wanted.
-void remove(const Context& context, const std::string& name, const Kind& kind, bool all) {
-  const Json named = lines_configuring(kind.what, one_word(name));
-  const Json matching = kind.matching(name);
-  if (named.empty() && (!all || matching.empty())) {
-    throw Failure(std::string("there is no ") + kind.what + " " + name, name);
-  }
-  if (matching.size() > named.size() && !all) {
-    print_report(context, {{"would_delete", matching}});
-    throw Failure("more would go than the " + std::string(kind.what) + " " + name + "; --all-matching deletes it all",
-                  name);
-  }
-  must_succeed(kind.remove(name.c_str()), name, "deleted");
-  if (!lines_configuring(kind.what, name).empty()) throw Failure(name + " is still there", name);
-  print_report(context, {{"deleted", name}, {"lines", matching}});
+int32_t delete_user(const char* name) {
+  char error[25];
+  return SCI_DeleteSnmpUser(name, error);
 }
 
-Command deletion(const char* about, const Argument& argument, const Kind& kind) {
-  return {"delete",
-          about,
-          {argument, {.name = "--all-matching", .about = "Also other lines that hold the text", .flag = true}},
-          [=](const Context& context, const Arguments& arguments) {
-            remove(context, arguments.at(argument.name), kind, arguments.contains("--all-matching"));
+/// The command that deletes an entry and says which lines went. It takes no more than it was asked for, unless that is
+/// wanted.
+Command deletion(const std::string& what, const Argument& argument, int32_t (*operation)(const char*)) {
+  const Argument all = {.name = "--all-matching", .about = "Also other lines that hold the text", .flag = true};
+  return {"delete", "Delete a " + what, {argument, all}, [=](const Context& context, const Arguments& arguments) {
+            const std::string& name = one_word(arguments.at(argument.name));
+            const Json named = lines_configuring(what, name);
+            const Json going = lines_deleted_with(what, name);
+            const bool wanted = arguments.contains(all.name);
+            if (named.empty() && (!wanted || going.empty())) throw Failure("there is no " + what + " " + name, name);
+            if (going.size() > named.size() && !wanted) {
+              print_report(context, {{"would_delete", going}});
+              throw Failure("more would go than the " + what + " " + name + "; --all-matching deletes it all", name);
+            }
+            must_succeed(operation(name.c_str()), name, "deleted");
+            if (!lines_configuring(what, name).empty()) throw Failure(name + " is still there", name);
+            print_report(context, {{"deleted", name}, {"lines", going}});
           }};
 }
-
-// The library's deletions take every line that holds the text, of destinations those with one of their keywords.
-constexpr Kind kHost{"destination", [](const std::string& address) { return lines_holding(address, "destination"); },
-                     SCI_DeleteSnmpHostV3};
-constexpr Kind kCommunity{"community", [](const std::string& text) { return lines_holding(text); },
-                          SCI_DeleteSnmpCommunity};
-constexpr Kind kUser{"user", [](const std::string& name) { return lines_configuring("user", name); },
-                     [](const char* name) {
-                       char error[25];
-                       return SCI_DeleteSnmpUser(name, error);
-                     }};
 
 Json communities() {
   unsigned count = 0;
@@ -200,43 +176,45 @@ void show(const Context& context, const Arguments&) {
                          {"hosts", hosts}});
 }
 
-std::vector<Argument> with_user_options(std::vector<Argument> arguments) {
-  const std::vector<Argument> options = {
-      {.name = "--auth", .about = "authentication protocol (SHA)", .choices = kAuthentication},
-      {.name = "--privacy", .about = "privacy protocol (AES)", .choices = kPrivacy},
-      {"--password-file", "file whose first line is the password; asked for without"},
-      {"--privacy-password-file", "file whose first line is the privacy password; asked for without"}};
-  arguments.insert(arguments.end(), options.begin(), options.end());
-  return arguments;
+Command community_family() {
+  const Argument community = {"COMMUNITY", "community"};
+  return {.name = "community",
+          .about = "Read-only communities",
+          .commands = {setting("add", "Let a community read", community, "added", one_word, SCI_ConfigureSnmp),
+                       deletion("community", community, SCI_DeleteSnmpCommunity),
+                       list("Show the communities that may read", "communities", communities)}};
 }
 
 }  // namespace
 
 Command snmp_family() {
   const Argument address = {"ADDRESS", "address or name"}, user = {"NAME", "user's name"},
-                 community = {"COMMUNITY", "community"}, text = {"TEXT", "one line; may be empty"};
-  const std::vector<Argument> host =
-      with_user_options({address,
-                         {"NAME", "community; version 3: user, who is set anew"},
-                         {.name = "--port", .about = "UDP port (the agent's own)", .most = 65535},
-                         {.name = "--version", .about = "version of SNMP (2)", .choices = kVersions},
-                         {.name = "--notify", .about = "what is sent (trap)", .choices = kNotifyTypes},
-                         {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels}});
-  const std::vector<Command> hosts = {{"add", "Send traps or informs to a destination", host, add_host},
-                                      deletion("Delete a destination", address, kHost),
-                                      list("Show the configured destinations", "hosts", configured_destinations,
-                                           {{"destination", "destination"},
-                                            {"version", "version"},
-                                            {"notify", "notify"},
-                                            {"community or user", "name"},
-                                            {"level", "level"}})};
-  const std::vector<Command> users = {{"add", "Create a user, or set one anew", with_user_options({user}), add_user},
-                                      deletion("Delete a user", user, kUser),
-                                      list("Show the configured users", "users", configured_users)};
-  const std::vector<Command> readers = {
-      setting("add", "Let a community read", community, "added", one_word, SCI_ConfigureSnmp),
-      deletion("Delete a community", community, kCommunity),
-      list("Show the communities that may read", "communities", communities)};
+                 text = {"TEXT", "one line; may be empty"},
+                 auth = {.name = "--auth", .about = "authentication protocol (SHA)", .choices = kAuthentication},
+                 privacy = {.name = "--privacy", .about = "privacy protocol (AES)", .choices = kPrivacy},
+                 file = {"--password-file", "file whose first line is the password; asked for without"},
+                 privacy_file = {"--privacy-password-file",
+                                 "file whose first line is the privacy password; asked for without"};
+  const std::vector<Argument> host = {
+      address,
+      {"NAME", "community; version 3: user, who is set anew"},
+      {.name = "--port", .about = "UDP port (the agent's own)", .most = 65535},
+      {.name = "--version", .about = "version of SNMP (2)", .choices = kVersions},
+      {.name = "--notify", .about = "what is sent (trap)", .choices = kNotifyTypes},
+      {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels},
+      auth,
+      privacy,
+      file,
+      privacy_file};
+  const std::vector<Command> hosts = {
+      {"add", "Send traps or informs to a destination", host, add_host},
+      deletion("destination", address, SCI_DeleteSnmpHostV3),
+      list("Show the configured destinations", "hosts", configured_destinations,
+           {{"destination"}, {"version"}, {"notify"}, {"community or user", "name"}, {"level"}})};
+  const std::vector<Command> users = {
+      {"add", "Create a user, or set one anew", {user, auth, privacy, file, privacy_file}, add_user},
+      deletion("user", user, delete_user),
+      list("Show the configured users", "users", configured_users)};
   return {.name = "snmp",
           .about = "The SNMP agent",
           .commands = {{"show", "Show all that is configured; passwords never", {}, show},
@@ -244,7 +222,7 @@ Command snmp_family() {
                        service_switch("disable", "Stop the agent", "disabled", false, SCI_DisableSnmp),
                        {.name = "host", .about = "Destinations of traps and informs", .commands = hosts},
                        {.name = "user", .about = "SNMPv3 users", .commands = users},
-                       {.name = "community", .about = "Read-only communities", .commands = readers},
+                       community_family(),
                        setting("contact", "Set the system contact", text, "set", one_line, SCI_SetSnmpSysContact),
                        setting("location", "Set the system location and restart the agent", text, "set", one_line,
                                SCI_SetSnmpSysLocation)}};

@@ -57,11 +57,13 @@ Entry entry_of(const std::string& line) {
   return entry;
 }
 
-/// What the query makes of the entries of a file, where that is not null.
+/// What the query makes of the entries, where that is not null. Those of users are also in a file of the agent's own.
 template <typename Query>
-Json collected(Query query, const char* path = kAgentConfig) {
+Json collected(Query query, bool of_users = false) {
+  Lines lines = lines_of(kAgentConfig);
+  if (of_users && exists(kAgentState)) std::ranges::move(lines_of(kAgentState), std::back_inserter(lines));
   Json found = Json::array();
-  for (const std::string& line : lines_of(path)) {
+  for (const std::string& line : lines) {
     if (const Json answer = query(entry_of(line)); !answer.is_null()) found.push_back(answer);
   }
   return found;
@@ -101,7 +103,9 @@ bool is(const Entry& entry, std::string_view what, const std::string& name) {
          (what == "user" && entry.name == as_the_agent_keeps(name));
 }
 
-std::string without_passwords(const Lines& words) {
+/// The line without its passwords.
+Json shown(const Entry& entry) {
+  const Lines& words = entry.words;
   Lines shown = words;
   for (size_t i = 1; i < words.size(); ++i) {
     const bool of_user = words[0] == "usmUser" || (words[0] == "createUser" && i > 1);
@@ -124,23 +128,18 @@ Json configured_users() {
 }
 
 Json lines_configuring(std::string_view what, const std::string& name) {
-  const auto shown = [&](const Entry& entry) {
-    return is(entry, what, name) ? Json(without_passwords(entry.words)) : Json();
-  };
-  Json found = collected(shown);
-  if (what != "user" || !exists(kAgentState)) return found;
-  const Json kept = collected(shown, kAgentState);
-  found.insert(found.end(), kept.begin(), kept.end());
-  return found;
+  const auto query = [&](const Entry& entry) { return is(entry, what, name) ? shown(entry) : nullptr; };
+  return collected(query, what == "user");
 }
 
-Json lines_holding(const std::string& text, std::string_view what) {
+Json lines_deleted_with(std::string_view what, const std::string& name) {
+  if (what == "user") return lines_configuring(what, name);
   return collected([&](const Entry& entry) {
-    const auto holds = [&](std::string_view part) { return entry.line.find(part) != entry.line.npos; };
-    const bool goes = what.empty() || std::ranges::any_of(kDirectives, [&](const Directive& directive) {
+    const auto holds = [&](std::string_view text) { return entry.line.find(text) != entry.line.npos; };
+    const bool goes = what == "community" || std::ranges::any_of(kDirectives, [&](const Directive& directive) {
                         return directive.what == what && holds(directive.keyword);
                       });
-    return goes && holds(text) ? Json(without_passwords(entry.words)) : Json();
+    return goes && holds(name) ? shown(entry) : nullptr;
   });
 }
 

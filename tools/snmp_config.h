@@ -27,9 +27,9 @@ Json configured_users();
 /// are stars in them.
 Json lines_configuring(std::string_view what, const std::string& name);
 
-/// The lines that hold the text, wherever; and a keyword of `what` where that is not empty. Passwords are stars in
-/// them.
-Json lines_holding(const std::string& text, std::string_view what = "");
+/// The lines that go when the library deletes such an entry. Of users these are the same; of communities all that hold
+/// the text, of destinations those of them that hold one of their keywords too.
+Json lines_deleted_with(std::string_view what, const std::string& name);
 
 /// What stands behind a keyword, such as sysContact; of several lines the last one's. Empty without one.
 std::string configured_text(const std::string& keyword);
