@@ -66,27 +66,20 @@ Table table(const Json& sessions) {
                sessions);
 }
 
+/// Shows them once, or again and again.
 void show(const Context& context, const Arguments& arguments) {
-  const Json sessions = open_sessions(arguments.text("--user"));
-  print_table(context, sessions, table(sessions));
-}
-
-void watch(const Context& context, const Arguments& arguments) {
-  const bool on_screen = !context.json && ::isatty(fileno(result_stream())) != 0;
+  const bool again = arguments.contains("--watch");
+  const auto seconds = static_cast<unsigned>(arguments.number("--watch"));
+  if (again && seconds == 0) throw WrongUsage("--watch: at least one second", "--watch");
+  const bool on_screen = again && !context.json && ::isatty(fileno(result_stream())) != 0;
   do {
     const Json sessions = open_sessions(arguments.text("--user"));
     const time_t now = std::time(nullptr);
     if (on_screen) std::fputs("\033[H\033[2J", result_stream());
-    if (!on_screen && !context.json) print_line("-- " + local_time_text(now));
-    print_table(context, {{"time", now}, {"sessions", sessions}}, table(sessions));
+    if (again && !on_screen && !context.json) print_line("-- " + local_time_text(now));
+    print_table(context, again ? Json{{"time", now}, {"sessions", sessions}} : sessions, table(sessions));
     std::fputs(Captured::take().c_str(), stderr);
-  } while (print_end() && ::sleep(static_cast<unsigned>(arguments.number("--watch"))) == 0);
-}
-
-void run(const Context& context, const Arguments& arguments) {
-  if (!arguments.contains("--watch")) return show(context, arguments);
-  if (arguments.number("--watch") == 0) throw WrongUsage("--watch: at least one second", "--watch");
-  watch(context, arguments);
+  } while (again && print_end() && ::sleep(seconds) == 0);
 }
 
 void show_role(const Context& context, const Arguments& arguments) {
@@ -105,7 +98,7 @@ Command sessions_command() {
                          .about = "Show them again after so many seconds, until interrupted",
                          .most = 86400},
                         {"--user", "Only those of this user"}},
-          .run = run};
+          .run = show};
 }
 
 Command role_command() {
