@@ -76,7 +76,6 @@ void show_current(const Context& context, const Arguments&) {
 namespace fs = std::filesystem;
 
 constexpr const char* kEquipped = "/mnt/boot/equipped_ssd_firmware";
-constexpr const char* kDriveReport = "/tmp/ssd_fwInfo";
 
 /// The library gives no reason of its own for most of what can be wrong.
 std::string reason_for(const std::string& path, const FirmwareInfo& info) {
@@ -87,22 +86,18 @@ std::string reason_for(const std::string& path, const FirmwareInfo& info) {
   return path + " is no SSD firmware file, is cut short, or its firmware cannot be written to " + kEquipped;
 }
 
-// To the library a drive that is not known is in every list.
-void must_know_drive(bool force) {
-  get_equipped_ssd_modelNumber();
-  if (*equipped_ssd_model_num != '\0' || force) return;
-  throw Failure(
-      "the fitted drive is not known, so nothing says whether the file is for it; \"couplerctl firmware "
-      "report\" asks the drive, --force takes the firmware out all the same",
-      kDriveReport);
-}
-
 void match(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
-  must_know_drive(arguments.contains("--force"));
+  get_equipped_ssd_modelNumber();
+  const bool known = *equipped_ssd_model_num != '\0';  // to the library a drive that is not is in every list
+  if (!known && !arguments.contains("--force")) {
+    throw Failure(
+        "the fitted drive is not known, so nothing says whether the file is for it; \"couplerctl firmware "
+        "report\" asks the drive, --force takes the firmware out all the same",
+        "/tmp/ssd_fwInfo");
+  }
   FirmwareInfo info{};
   if (SCI_extractSsdfirmwareBinary(readable(path).c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
-  const bool known = *equipped_ssd_model_num != '\0';
   const bool listed = info.ssdMatched != 0;
   print_report(context, {{"fitted_model", equipped_ssd_model_num},
                          {"identification", info.ssdModel},

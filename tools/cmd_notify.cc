@@ -39,8 +39,7 @@ void set(const uint64_t*& oid, uint16_t& length, const std::string& text, Oids& 
   length = static_cast<uint16_t>(made.size());
 }
 
-/// Sets a variable's value to what the text says.
-using Set = void (*)(Variable& variable, const std::string& text, Oids& kept);
+// Functions that set a variable's value to what the text says.
 
 void integer(Variable& variable, const std::string& text, Oids&) { variable.value.integer = parse<int32_t>(text); }
 void unsigned32(Variable& variable, const std::string& text, Oids&) {
@@ -55,7 +54,7 @@ void object_id(Variable& variable, const std::string& text, Oids& kept) {
 constexpr struct Type {
   std::string_view letter;
   uint8_t type;
-  Set set;
+  void (*set)(Variable& variable, const std::string& text, Oids& kept);
 } kTypes[] = {{"i", BRANTIX_SNMP_INTEGER, integer},      {"s", BRANTIX_SNMP_OCTET_STRING, as_it_is},
               {"o", BRANTIX_SNMP_OBJECT_ID, object_id},  {"T", BRANTIX_SNMP_TEXT, as_it_is},
               {"c", BRANTIX_SNMP_COUNTER32, unsigned32}, {"u", BRANTIX_SNMP_GAUGE32, unsigned32},
@@ -88,9 +87,8 @@ Json acknowledgement(const std::string& printed) {
   const size_t code = printed.rfind(kCode);
   if (code != std::string::npos) return std::stoi(printed.substr(code + kCode.size()));
   if (printed.rfind(": num parts: ") != std::string::npos) return "none";
-  const size_t end = printed.rfind('\n');
-  const size_t begin = end == std::string::npos || end == 0 ? std::string::npos : printed.rfind('\n', end - 1);
-  throw Failure("no answer from the notification service\n  " + printed.substr(begin + 1, end - begin - 1));
+  const std::string lines = printed.substr(0, printed.rfind('\n'));
+  throw Failure("no answer from the notification service\n  " + lines.substr(lines.rfind('\n') + 1));
 }
 
 void notify(const Context& context, const Arguments& arguments) {

@@ -45,8 +45,7 @@ template <typename Number>
 std::optional<Number> number_in(std::string_view text) {
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const bool whole = error == std::errc() && end == text.data() + text.size();
-  return whole ? std::optional(number) : std::nullopt;
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 struct Arguments : std::map<std::string, std::string> {

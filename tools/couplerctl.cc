@@ -28,8 +28,7 @@ struct Known {
 };
 
 std::string list(std::span<const Choice> choices, const char* separator) {
-  return CLI::detail::join(
-      choices, [](const Choice& choice) { return std::string(choice.name()); }, separator);
+  return CLI::detail::join(choices, std::mem_fn(&Choice::name), separator);
 }
 
 /// How many letters must be put in, taken out or replaced to make one word the other.
@@ -207,9 +206,8 @@ int main(int argc, char** argv) {
 }  // namespace
 
 bool Choice::means(std::string_view text) const {
-  const std::string lower = CLI::detail::to_lower(std::string(text));
-  return std::ranges::any_of(CLI::detail::split(CLI::detail::to_lower(std::string(names)), ' '),
-                             [&](const std::string& name) { return name == lower; });
+  constexpr bool kIgnoreCase = true;
+  return CLI::detail::find_member(std::string(text), CLI::detail::split(std::string(names), ' '), kIgnoreCase) >= 0;
 }
 
 }  // namespace coupler::tools
