@@ -195,17 +195,14 @@ Command snmp_family() {
                  file = {"--password-file", "file whose first line is the password; asked for without"},
                  privacy_file = {"--privacy-password-file",
                                  "file whose first line is the privacy password; asked for without"};
-  const std::vector<Argument> host = {
+  std::vector<Argument> host = {
       address,
       {"NAME", "community; version 3: user, who is set anew"},
       {.name = "--port", .about = "UDP port (the agent's own)", .most = 65535},
       {.name = "--version", .about = "version of SNMP (2)", .choices = kVersions},
       {.name = "--notify", .about = "what is sent (trap)", .choices = kNotifyTypes},
-      {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels},
-      auth,
-      privacy,
-      file,
-      privacy_file};
+      {.name = "--level", .about = "version 3: security level (authPriv)", .choices = kLevels}};
+  host.insert(host.end(), {auth, privacy, file, privacy_file});
   const std::vector<Command> hosts = {
       {"add", "Send traps or informs to a destination", host, add_host},
       deletion("destination", address, SCI_DeleteSnmpHostV3),

@@ -144,11 +144,10 @@ Json lines_deleted_with(std::string_view what, const std::string& name) {
 }
 
 std::string configured_text(const std::string& keyword) {
-  std::string text;
-  for (const std::string& line : lines_of(kAgentConfig)) {
-    if (line.starts_with(keyword + ' ')) text = line.substr(keyword.size() + 1);
-  }
-  return text == "''" ? "" : text;
+  const Json texts = collected([&](const Entry& entry) {
+    return entry.line.starts_with(keyword + ' ') ? Json(entry.line.substr(keyword.size() + 1)) : nullptr;
+  });
+  return texts.empty() || texts.back() == "''" ? "" : texts.back();
 }
 
 int running_agent() {
