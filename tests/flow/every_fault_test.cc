@@ -171,6 +171,9 @@ TEST(ReadingTest, WhatCannotBeReadIsTold) {
   if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "writes to the appliance's own paths";
   set_stage();
   const auto open = [] { SCI_imageClose(SCI_imageOpen(kHeaderFile)); };
+  const auto extract = [] { extract_header_info(kImage, &given.header, sizeof(ImageHeader), &given.header_length); };
+  EXPECT_TRUE(
+      is_told(extract, "open", "extract_header_info: failed to open file /tmp/flow/image, Too many open files"));
   EXPECT_TRUE(
       is_told(open, "seek", "SCI_imageOpen: hdr failed to seek file /tmp/flow/fw.img__hdr, Input/output error"));
   EXPECT_TRUE(is_told(open, "read", "SCI_imageOpen: hdr size mismatched expect 576 but got 0"));
