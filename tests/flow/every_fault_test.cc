@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "brantix/clikrell.hpp"
 #include "tests/common/log_capture.h"
 #include "tests/flow/fail_nth.h"
 #include "tests/flow/operations.h"
@@ -179,6 +180,27 @@ TEST(ReadingTest, WhatCannotBeReadIsTold) {
   EXPECT_TRUE(is_told(open, "read", "SCI_imageOpen: hdr size mismatched expect 576 but got 0"));
   EXPECT_TRUE(is_told([] { SCI_readFirmwareImageVersion(kBundle, &given.versions); }, "read",
                       "extract_fw_info: orvix_object_imageheader ERROR failed to get header"));
+}
+
+TEST(ScanTest, WhatCannotBeKnownIsMinusOne) {
+  if (std::getenv("APPLIANCE_KIND") == nullptr) GTEST_SKIP() << "needs a process table of its own";
+  prctl(PR_SET_NAME, "vsh");
+  clikrell::SessionIterator snapshot;
+  int32_t scanned = 0, least = 0;
+  {
+    const Failing failing({"memory", 1, true});
+    scanned = snapshot.parseProcTbl();
+  }
+  EXPECT_EQ(scanned, -1);
+  bool happened = true;
+  for (int nth = 1; happened; ++nth) {
+    clikrell::TermProcessInfo::bootTime = -1;
+    const Failing failing({"open", nth});
+    walk_sessions();
+    happened = failing.happened();
+    least = std::min(least, clikrell::TermProcessInfo::upTime);
+  }
+  EXPECT_EQ(least, -1);
 }
 
 }  // namespace
