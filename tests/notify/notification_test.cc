@@ -272,6 +272,9 @@ TEST(TlvTest, AppendFillsTheBufferToItsEnd) {
   EXPECT_EQ(tlv_array_add_tlv(four, -1, 1, 0, "x"), 48);
   EXPECT_EQ(tlv_array_add_tlv(four, 64, 1, 1, nullptr), 48);
   EXPECT_EQ(set_rnq_msg_oid(kOid, 1, nullptr), -1);
+  uint64_t copied[] = {9, 9};
+  EXPECT_EQ(set_rnq_msg_oid(kOid, 1, copied), 0);
+  EXPECT_THAT(copied, ElementsAre(kOid[0], 9));
 }
 
 }  // namespace
