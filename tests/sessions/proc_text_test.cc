@@ -30,7 +30,8 @@ string user(const string& file) {
 }
 constexpr auto argument = user<parse_cmdline>, variable = user<parse_environ>;
 
-const string kFields = " S 1 2 3 34816 5 4194560 1 2 3 4 5 6 7 8 20 0 1 0 987654";
+// Every flag but that of a process that ends.
+const string kFields = " S 1 2 3 34816 5 4294967291 1 2 3 4 5 6 7 8 20 0 1 0 987654";
 
 TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
   const std::tuple<string (*)(const string&), string, string> rows[] = {
