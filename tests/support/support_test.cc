@@ -23,15 +23,15 @@ int ioctl(int target, unsigned long request, ...) noexcept {
   va_end(list);
   errno = EOPNOTSUPP;
   if (request != FICLONERANGE || shared < 0) return -1;
-  const auto source = static_cast<int>(range->src_fd);
-  const auto size = static_cast<uint64_t>(lseek(source, 0, SEEK_END));
-  const bool to_end = range->src_offset + range->src_length == size;
+  const uint64_t length = range->src_length;
+  std::string bytes(length + 1, '\0');  // one more, which only the end of the file lacks
+  const auto begin = static_cast<off_t>(range->src_offset);
+  const ssize_t got = pread(static_cast<int>(range->src_fd), bytes.data(), bytes.size(), begin);
   errno = EINVAL;
-  if ((range->src_offset | range->dest_offset | (to_end ? 0 : range->src_length)) % 4096 != 0) return -1;
-  std::string bytes(range->src_length, '\0');
-  const ssize_t got = pread(source, bytes.data(), bytes.size(), static_cast<off_t>(range->src_offset));
-  shared += static_cast<int>(got == pwrite(target, bytes.data(), bytes.size(), static_cast<off_t>(range->dest_offset)));
-  return 0;
+  const uint64_t last = static_cast<uint64_t>(got) == length ? 0 : length;
+  if ((range->src_offset | range->dest_offset | last) % 4096 != 0) return -1;
+  ++shared;
+  return pwrite(target, bytes.data(), length, static_cast<off_t>(range->dest_offset)) < 0 ? -1 : 0;
 }
 
 namespace coupler {
