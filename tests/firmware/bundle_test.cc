@@ -196,7 +196,9 @@ TEST_F(BundleTest, TheInnerWalkGoesOnOverTheOuterObjects) {
                          lan_spi("4.4")})),
             0);
   std::string seen;
-  for (const std::string& text : log_.take_lines()) {
+  const std::vector<std::string> lines = log_.take_lines();
+  EXPECT_THAT(lines, testing::Contains(HasSubstr("numVers 0 imageList (nil)")).Times(18));
+  for (const std::string& text : lines) {
     for (const std::string word : {"match up ", "hub ", "imageone ", "imagetwo "}) {
       if (text.find(word) != text.npos) seen += word;
     }
