@@ -351,6 +351,10 @@ TEST_F(StagingTest, OperationsClearAndFillTheirFieldsOnly) {
   log_.take_lines();
   EXPECT_EQ(SCI_readFirmwareImageVersion(path_.c_str(), &info_), 0);
   EXPECT_GT(log_.take_lines().size(), 5u) << "unpacking switches the verbose lines on for good";
+
+  write_file(path_, packed(std::vector(9, text_file("ninth"))));
+  EXPECT_EQ(SCI_readFirmwareImageVersion(path_.c_str(), &info_), 0);
+  EXPECT_TRUE(info_.imageCount == 9 && info_.ssdMatched == 0) << "the list has eight names";
 }
 
 TEST_F(StagingTest, FailuresNameThePath) {
