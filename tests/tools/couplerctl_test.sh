@@ -197,7 +197,6 @@ holds 'r == {"status": 1, "reason": "cannot read missing: No such file or direct
 [[ ! -e empty ]] || fail 'an empty directory is left'
 
 expect 1 out 'cut.bundle: at 704: the payload has 5008 bytes' bundle verify first.bundle cut.bundle
-[[ $(wc -l <out) == $(grep -c '^cut.bundle: at ' out) ]] || fail 'lines that are no finding'
 
 # Beyond 4 GiB.
 { head -c 16 fw.bundle; tail -c +705 fw.bundle | head -c 16; printf '\0\0\0\0\0\0\x12\0\0\0\0\0\0\0\0\0'; } >big
@@ -214,7 +213,6 @@ expect 1 err 'a\x1b[31m' container tree "$name.not"
 echo '{"parts": [{"type": "rommon", "version": "1/2"}]}' >wrong.json
 expect 1 err 'wrong.json: parts[0].version: must not hold' bundle pack wrong.json fw.bundle
 same first.bundle fw.bundle
-expect 1 err 'cannot read missing.json: No such file' bundle pack missing.json x
 expect 1 err 'cannot create missing/x: No such file' image pack image.json missing/x
 expect 0 out 'show pkt-capture-sessions' command list pkt-capture
 expect 1 err 'no template holds "frobnicate"' command list frobnicate

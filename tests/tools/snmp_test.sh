@@ -105,13 +105,6 @@ configured 'sysContact me; you' yes
 expect 0 'set' location ''
 configured "sysLocation ''" yes
 
-if [[ $APPLIANCE_KIND == bubblewrap && -x /usr/sbin/snmpd ]]; then
-  expect 0 'enabled  snmp' enable
-  until pgrep -f '^/usr/sbin/snmpd -f -c' >/dev/null; do sleep 0.05; done
-  expect 0 'disabled  snmp' disable
-  pgrep -f '^/usr/sbin/snmpd -f -c' >/dev/null && { echo "FAILED: still an agent" && failures=1; }
-fi
-
 mv /opt/quorva/tolmos_skellan/etc/snmp.conf gone
 expect 1 'cannot read /opt/quorva/tolmos_skellan/etc/snmp.conf: No such file' enable
 mv "$config" gone
