@@ -185,7 +185,6 @@ void BundleWalk::look_into(const Part& part) const {
   outputs.image_count = &image_count;
   outputs.image_list = nullptr;
   outputs.list_entries = 0;
-  outputs.entry_size = 0;
   BundleWalk(bundle_, end_, outputs).run(part.object.payload_at());
 }
 

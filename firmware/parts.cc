@@ -90,7 +90,7 @@ std::optional<PartText> PartText::read(const Part& part) {
   return PartText(std::move(text));
 }
 
-int64_t PartText::size() const { return has_size() ? leading_number(&text_[name_length_ + 1]) : 0; }
+int64_t PartText::size() const { return leading_number(&text_[name_length_ + 1]); }
 
 Written write_part(const Part& part, const PartText& text, const char* directory, std::optional<FileName> name) {
   const int64_t size = text.size();

@@ -49,7 +49,7 @@ class PartText {
   const char* whole() const { return text_.get(); }
   std::string_view name() const { return {text_.get(), name_length_}; }
   bool has_size() const { return text_[name_length_] == ';'; }
-  int64_t size() const;
+  int64_t size() const;  // of a text that has one
 
  private:
   explicit PartText(std::unique_ptr<char[]> text);

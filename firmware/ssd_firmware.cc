@@ -69,22 +69,21 @@ bool write_binary(std::FILE* file, uint64_t offset, std::optional<uint64_t> leng
 
 // Reports each field as soon as it is known: what was read before a failure stays in the record.
 bool extract(std::FILE* file, FirmwareInfo& report) {
-  char start[kStartSize + 1];
-  char text[kTextSize + 1];
+  char identification[kTextSize + 1];
   char digits[kCountSize + 1];
   char models[kTextSize * kMostModels + 1];
-  if (!read_text(file, 0, start) || !read_text(file, kIdentificationAt, text)) return false;
-  Text(report.ssdModel).fill(without_padding(text));
+  char length[kTextSize + 1];
+  char version[kTextSize + 1];
+  if (!read_text(file, kIdentificationAt, identification)) return false;
+  Text(report.ssdModel).fill(without_padding(identification));
   if (!read_text(file, kCountAt, digits)) return false;
   const auto count = model_count(digits);
   if (!count || !read_text(file, kModelsAt, models, kTextSize * *count)) return false;
   if (!is_listed(models)) return true;
   report.ssdMatched = 1;
-  if (!read_text(file, length_at(*count), text)) return false;
-  const auto length = binary_length(text);
-  if (!read_text(file, version_at(*count), text)) return false;
-  Text(report.ssdVersion).fill(without_padding(text));
-  return write_binary(file, binary_at(*count), length, report.ssdVersion);
+  if (!read_text(file, length_at(*count), length) || !read_text(file, version_at(*count), version)) return false;
+  Text(report.ssdVersion).fill(without_padding(version));
+  return write_binary(file, binary_at(*count), binary_length(length), report.ssdVersion);
 }
 
 int32_t extract_from(const char* path, FirmwareInfo& report) {

@@ -19,7 +19,6 @@
 ///     70 + 16 N     L  the binary
 namespace coupler::firmware {
 
-constexpr size_t kStartSize = 4;
 constexpr size_t kCountSize = 2;
 constexpr size_t kTextSize = 16;
 constexpr size_t kMostModels = 99;

@@ -121,6 +121,8 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
       {"list ended by a zero byte", set_byte(kModelsAt, '\0', good), 0, 0, "IDENT", "", ""},
       {"no models", file_for({}), -1, 0, "IDENT", "", ""},
       {"count with a letter", set_bytes(kCountAt, "1x", good), -1, 0, "IDENT", "", ""},
+      {"count of one digit", set_byte(kCountAt + 1, '\0', good), -1, 0, "IDENT", "", ""},
+      {"most models", file_for(std::vector<std::string>(99, "ABCDEFGHIJKLHBLS")), 0, 1, "IDENT", "A12B", "ssd-A12B"},
       {"count beyond the file", set_bytes(kCountAt, "99", good), -1, 1, "IDENT", "", ""},
       {"empty", "", -1, 0, "", "", ""},
       {"nothing behind the start", cut_at(kIdentificationAt, good), -1, 0, "", "", ""},
@@ -183,6 +185,7 @@ TEST(SsdFirmwareNumbersTest, LengthMayEndEarly) {
   for (const auto text : {"0000000000000021"sv, "21 kB"sv, "              21"sv}) {
     EXPECT_EQ(binary_length(text), 21) << text;
   }
+  EXPECT_EQ(binary_length("1"), 1u);
   EXPECT_EQ(binary_length("4294967295"), kLongestBinary);
   for (const auto text : {""sv, "    "sv, "-21"sv, "+21"sv, "21x"sv, "x21"sv, "0"sv, "4294967296"sv}) {
     EXPECT_EQ(binary_length(text), std::nullopt) << text;
