@@ -54,7 +54,7 @@ void report_current(FirmwareInfo& report) {
     std::puts("invalid 23");
   }
   report.bootStatus = melskfw_bootStatus();
-  for (int i = 0; i < 4; ++i) report.upgradeState[i] = static_cast<uint8_t>(melskfw_getUpgState(i) & 0xff);
+  for (int i = 0; i < 4; ++i) report.upgradeState[i] = static_cast<uint8_t>(melskfw_getUpgState(i));
   LOG_LINE(info, kOperation, "INFO: status %d\n", report.bootStatus);
 }
 

@@ -25,12 +25,7 @@ namespace coupler::test {
 namespace {
 
 /// The function that a definition in this file hides.
-template <typename Function>
-Function* hidden(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-#define REAL(function) hidden(function, #function)
+#define REAL(function) reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
 
 // Of each thread, so that what others do meanwhile is neither counted nor met by the fault.
 thread_local const Fault* current = nullptr;
