@@ -158,8 +158,10 @@ TEST_F(BundleTest, CutsToTheCallersFields) {
   EXPECT_EQ(files(), "3 hdr " + std::string(63, 'n') + " one rommon-1234567890 | ") << "a file has its whole version";
   const std::string deep = out_ + '/' + std::string(252 - out_.size(), 'd');
   fs::create_directories(deep);
-  EXPECT_EQ(read({image_header({}), image_file("0123", "x")}, deep.c_str()), 0);
+  header_capacity_ = 20;
+  EXPECT_EQ(read({image_header({.version = "vvvvv"}), image_file("0123", "x")}, deep.c_str()), 0);
   EXPECT_EQ(names_in(deep), "0 h") << "a path has 255 characters";
+  EXPECT_EQ(versions(), "vvvv/1234567/////") << "a header has the buffer's size";
 }
 
 TEST_F(BundleTest, WithoutAHeaderBufferTheImageHeaderIsSkipped) {

@@ -112,7 +112,7 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
     const char* what;
     std::string content;
     int32_t result, matched;
-    const char *model, *version, *files;
+    const char *model, *version, *files, *told = "";
   } rows[] = {
       {"for another drive", file_for({"OTHER"}), 0, 0, "IDENT", "", ""},
       {"model across two entries", file_for({"ABCDEFGHIJKLMNHB", "LS"}), 0, 1, "IDENT", "A12B", "ssd-A12B"},
@@ -133,6 +133,8 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
       {"no version but padding", file_for({"HBLS"}, ""), 0, 1, "IDENT", "", "ssd-"},
       {"a zero inside", set_bytes(kIdentificationAt, "x00", good), 0, 1, "x0000000000IDENT", "A12B", "ssd-A12B"},
       {"no zeros", file_for({"HBLS"}, "123456789ABCDEFG"), 0, 1, "IDENT", "123456789ABCDEFG", "ssd-123456789ABCDEFG"},
+      {"a version with a slash", file_for({"HBLS"}, "/../../etc/x"), -1, 1, "IDENT", "/../../etc/x", "",
+       "info SCI_extractSsdfirmwareBinary|ERROR: version /../../etc/x has no usable file name\\n\n"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -141,7 +143,7 @@ TEST_F(SsdFirmwareTest, FilesOfEveryKind) {
     EXPECT_STREQ(report_.ssdModel, row.model);
     EXPECT_STREQ(report_.ssdVersion, row.version);
     EXPECT_EQ(names_in(kEquipped), row.files);
-    EXPECT_EQ(log_.take_lines(), std::vector<std::string>());
+    EXPECT_EQ(log_.take_text(), row.told);
   }
 }
 
@@ -161,12 +163,8 @@ TEST_F(SsdFirmwareTest, FittedDriveGetsItsFirmware) {
 }
 
 TEST_F(SsdFirmwareTest, FilesThatCannotBeReadOrWritten) {
-  EXPECT_EQ(extract(file_for({"HBLS"}, "/../../etc/x")), -1);
-  EXPECT_STREQ(report_.ssdVersion, "/../../etc/x");
-  EXPECT_EQ(names_in(kEquipped), "");
-  EXPECT_THAT(log_.take_lines(),
-              ElementsAre("info SCI_extractSsdfirmwareBinary|ERROR: version /../../etc/x has no usable file name\n"));
   write_file(kFile, file_for({"HBLS"}));
+  std::filesystem::remove_all(kEquipped);
   std::filesystem::create_directories(std::string(kEquipped) + "/ssd-A12B");
   EXPECT_EQ(SCI_extractSsdfirmwareBinary(kFile, &report_), -1);
   for (const char* path : {static_cast<const char*>(nullptr), "/tmp/none", "/tmp"}) {

@@ -106,13 +106,6 @@ inline int read_running_versions() {
   return bios == nullptr;
 }
 
-inline int extract_all_but_parts() {
-  FirmwareInfo& out = given.versions;
-  return extract_firmware_info(kBundle, &given.header, sizeof(given.header), &given.header_length, out.packageVersion,
-                               64, out.rommonVersion, 64, out.fpgaVersion, 64, out.pseqVersion, 64, out.lanSpiVersion,
-                               64, out.ssdVersion, 64, nullptr, &out.imageCount, out.imageList[0], 8, 64);
-}
-
 /// Acknowledges whatever is asked, for the whole run, so that the channel is made once.
 inline void have_service() {
   static Service& service = *new Service;  // no one waits for the thread
@@ -147,11 +140,10 @@ inline const Operation kOperations[] = {
      .promise = Promise::kOnDisk,
      .older = {{"/tmp/flow/out/rommon-1.0", "older"}, {"/tmp/flow/out/last", "older"}, {"/tmp/flow/out/hdr", "older"}}},
     {CALL(SCI_extractFirmwareImagePayload(kNested, &given.versions, kOut)), .result = versions, .lenient = true},
-    {CALL(extract_all_but_parts()), .result = versions, .lenient = true},
     {CALL(SCI_setFirmwareVersion(kBundle))},
     // Without the drive's report its model is the one known before.
-    {CALL(SCI_extractSsdfirmwareBinary(kDrive, &given.versions)), .result = versions, .lenient = true,
-     .promise = Promise::kOnDisk, .older = {{"/mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q", "older"}}},
+    {CALL(SCI_extractSsdfirmwareBinary(kDrive, &given.versions)), .result = versions, .promise = Promise::kOnDisk,
+     .older = {{"/mnt/boot/equipped_ssd_firmware/ssd-HXT7405Q", "older"}}},
     // What nobody answers is empty, what names nothing leaves its own path, what cannot be read keeps its text.
     {CALL(SCI_readCurrentFirmwareVersions(&given.versions)), .result = versions, .lenient = true},
     {CALL(SCI_getBootloaderSysNames(&given.names, message)),
