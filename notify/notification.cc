@@ -32,7 +32,7 @@ Message zeroed_message(size_t size) {
 /// Where the host wants to read why nothing was sent; may be missing.
 class ErrorBuffer {
  public:
-  ErrorBuffer(char* data, int32_t size) : data_(size > 0 ? data : nullptr), size_(data_ == nullptr ? 0 : size) {}
+  ErrorBuffer(char* data, int32_t size) : data_(size > 0 ? data : nullptr), size_(size) {}
 
   Text text() const { return Text(data_, static_cast<size_t>(size_)); }
 

@@ -56,21 +56,15 @@ bool parse_stat(std::string_view file, clikrell::ProcessStatEntry_t& entry) {
   // The name may hold parentheses of its own; it is followed by nothing that could.
   const size_t open = text.find('(');
   const size_t close = text.rfind(')');
-  if (open == text.npos || text.size() - open <= 5) return false;
-  if (close == text.npos || close < open || text.size() - close <= 3) return false;
+  if (open == text.npos || close == text.npos || close < open || text.size() - close <= 3) return false;
   Text(entry.comm).copy(text.substr(open + 1, close - open - 1));
 
-  char state;
-  int parent, group, session, foreground, threads;
-  unsigned long flags, faults[4];
-  unsigned long long times[4], start = 0;
-  long priority, nice, timer;
-  const int converted = std::sscanf(
-      line.text + close + 2, "%c %d %d %d %d %d %lu %lu %lu %lu %lu %llu %llu %llu %llu %ld %ld %d %ld %llu", &state,
-      &parent, &group, &session, &entry.ttyNr, &foreground, &flags, &faults[0], &faults[1], &faults[2], &faults[3],
-      &times[0], &times[1], &times[2], &times[3], &priority, &nice, &threads, &timer, &start);
+  unsigned long long start = 0;
+  const int converted = std::sscanf(line.text + close + 2,
+                                    "%*c %*d %*d %*d %d %*d %*u %*u %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %llu",
+                                    &entry.ttyNr, &start);
   entry.startTime = start;
-  return converted == 20;
+  return converted == 2;
 }
 
 bool tells_of_an_end(std::string_view file) {

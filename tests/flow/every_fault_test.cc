@@ -196,6 +196,12 @@ TEST(ReadingTest, WhatCannotBeReadIsTold) {
   static int32_t scanned = 0;
   const auto scan = [] { scanned = snapshot.parseProcTbl(); };
   EXPECT_TRUE(can_be("memory", scan, [](auto&) { return scanned == -1; }));
+  scan();
+  static const auto login = [] { return snapshot.terms.begin()->second.processes.begin()->second.loginTime; };
+  static const int64_t start = login();
+  for (const char* kind : {"open", "read"}) {
+    EXPECT_FALSE(can_be(kind, scan, [](auto&) { return !snapshot.terms.empty() && login() != start; })) << kind;
+  }
 }
 
 }  // namespace

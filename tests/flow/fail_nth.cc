@@ -151,9 +151,10 @@ int open(const char* path, int flags, ...) {
   return nameless || fails("open") ? -1 : REAL(open)(path, flags, 0666);
 }
 int openat(int directory, const char* path, int flags, ...) {
-  return fails("open") ? -1 : REAL(openat)(directory, path, flags, 0666);
+  return fails("interruption") || fails("open") ? -1 : REAL(openat)(directory, path, flags, 0666);
 }
-DIR* opendir(const char* path) { return fails("open") ? nullptr : REAL(opendir)(path); }
+DIR* opendir(const char* path) { return fails("interruption") || fails("open") ? nullptr : REAL(opendir)(path); }
+dirent* readdir(DIR* directory) { return fails("interruption") ? nullptr : REAL(readdir)(directory); }
 int mkostemp(char* name, int flags) { return fails("open") ? -1 : REAL(mkostemp)(name, flags); }
 FILE* fdopen(int descriptor, const char* mode) noexcept {
   return fails("open") ? nullptr : REAL(fdopen)(descriptor, mode);

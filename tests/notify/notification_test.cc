@@ -17,10 +17,9 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Lines = std::vector<std::string>;
+using Oid = std::vector<uint64_t>;
 using Variables = std::vector<SCI_snmp_varbind_s>;
 
-constexpr const char* kExit = "SCI_sendSnmpNotification: exit";
-const uint64_t kTrap[] = {1, 3, 6};
 const uint64_t kOid[] = {1, 2};
 
 SCI_snmp_varbind_s number(uint8_t type, uint64_t value) { return {kOid, 2, type, {.counter64 = value}, 0}; }
@@ -29,52 +28,41 @@ SCI_snmp_varbind_s oid(const uint64_t* value, uint16_t count) {
   return {kOid, 2, BRANTIX_SNMP_OBJECT_ID, {.oid = value}, count};
 }
 
-template <typename Number>
-std::string bytes(Number value) {
-  return {reinterpret_cast<const char*>(&value), sizeof value};
-}
-std::string entry(uint16_t type, const std::string& value) {
-  return bytes(type) + bytes(static_cast<uint16_t>(value.size())) + value;
-}
-const std::string kTrapEntry = entry(1, bytes(kTrap[0]) + bytes(kTrap[1]) + bytes(kTrap[2]));
-const std::string kOidEntry = entry(2, bytes(kOid[0]) + bytes(kOid[1]));
+// On the wire.
+const std::string kTrapEntry = "\1\0\x18\0\1\0\0\0\0\0\0\0\3\0\0\0\0\0\0\0\6\0\0\0\0\0\0\0"s;
+const std::string kOidEntry = "\2\0\x10\0\1\0\0\0\0\0\0\0\2\0\0\0\0\0\0\0"s;
 
 /// Sends notifications as a host does.
 class NotificationTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { setenv("MESVO_TIMEOUT_MS", "20000", 1); }
 
-  int32_t send(const Variables& variables, int32_t capacity = 256) {
+  void send(const Variables& variables, const Oid& trap = kTrap, int32_t capacity = 256) {
     static const SCI_snmp_varbind_s none[1] = {};
-    return send(kTrap, 3, variables.empty() ? none : variables.data(), variables.size(), capacity);
-  }
-  int32_t send(const uint64_t* trap, uint16_t length, const SCI_snmp_varbind_s* list, size_t count, int32_t capacity) {
     std::memset(error_, '#', sizeof error_);
-    testing::internal::CaptureStdout();
-    const int32_t result = SCI_sendSnmpNotification(trap, length, list, static_cast<uint16_t>(count), error_, capacity);
-    printed_ = testing::internal::GetCapturedStdout();
-    return result;
+    printed_ = printed_by([&] {
+      EXPECT_EQ(SCI_sendSnmpNotification(trap.data(), static_cast<uint16_t>(trap.size()),
+                                         variables.empty() ? none : variables.data(),
+                                         static_cast<uint16_t>(variables.size()), error_, capacity),
+                0);
+    });
   }
 
   /// Sends the variables to a service that answers so. @return the data frame that it got
-  std::string delivered(const Variables& variables, const Frames& answer = kAcknowledged) {
-    auto request = service().answer(answer);
-    EXPECT_EQ(send(variables), 0);
+  std::string delivered(const Variables& variables, const Frames& answer = kAcknowledged, const Oid& trap = kTrap) {
+    if (!service_) service_.emplace();
+    auto request = service_->answer(answer);
+    send(variables, trap);
     const Frames frames = request.get();
-    EXPECT_EQ(frames.size(), 2U);
     EXPECT_EQ(frames.at(0), "\1\0\0\0"s);
+    EXPECT_EQ(frames.size(), 2U);
     return frames.at(1);
-  }
-
-  Service& service() {
-    if (service_ == nullptr) service_ = std::make_unique<Service>();
-    return *service_;
   }
 
   LogCapture log_;
   std::string printed_;
   char error_[256];
-  std::unique_ptr<Service> service_;
+  std::optional<Service> service_;
 };
 
 TEST_F(NotificationTest, EveryValueTypeOnTheWire) {
@@ -121,36 +109,28 @@ TEST_F(NotificationTest, LinesInTheirOrder) {
             "ngm_send_ipc_notify : tlv[2]: type: 7, length: 3, value: up\n"
             "ngm_send_ipc_notify: num parts: 1\n"
             "ngm_send_ipc_notify: msg type: 1, ack code: 42\n" +
-                std::string(kExit));
+                kExit);
   delivered({}, {"x"});
-  EXPECT_THAT(printed_, HasSubstr("num parts: 0\n" + std::string(kExit)));
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(SCI_registerMib(nullptr, 7, "text"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_THAT(printed_, HasSubstr("num parts: 0\n" + kExit));
+  EXPECT_EQ(printed_by([] { EXPECT_EQ(SCI_registerMib(nullptr, 7, "text"), 0); }),
             "xxxxx SCI_registerMib() aOutErrBuf: text, aInVariableListLength: 7\n");
 }
 
 TEST_F(NotificationTest, LimitsThatStillPass) {
-  const std::vector<uint64_t> longest(127, 9);
+  const Oid longest(127, 9);
   const std::string longest_text(65530, 't');
-  SCI_snmp_varbind_s long_name = text(BRANTIX_SNMP_TEXT, longest_text.c_str());
-  long_name.oid = longest.data();
-  long_name.oid_len = 127;
-  auto request = service().answer(kAcknowledged);
-  EXPECT_EQ(send(longest.data(), 127, &long_name, 1, 256), 0);
-  EXPECT_EQ(request.get().at(1).size(), 4 + 2 * (4 + 127 * 8) + 4 + 65531U);
+  const SCI_snmp_varbind_s long_name{longest.data(), 127, BRANTIX_SNMP_TEXT, {.text = longest_text.c_str()}, 0};
+  EXPECT_EQ(delivered({long_name}, kAcknowledged, longest).size(), 4 + 2 * (4 + 127 * 8) + 4 + 65531U);
   EXPECT_EQ(delivered(Variables(30'000, oid(longest.data(), 127))).size(),
             4 + kTrapEntry.size() + 30'000 * (kOidEntry.size() + 4 + 127 * 8));
 }
 
 TEST_F(NotificationTest, RefusedWithItsReason) {
-  const std::vector<uint64_t> too_long(128, 9);
+  const Oid too_long(128, 9);
   const std::string too_long_text(65531, 't');
-  SCI_snmp_varbind_s nameless = number(BRANTIX_SNMP_INTEGER, 1), long_name = nameless;
-  nameless.oid = nullptr;
-  long_name.oid = too_long.data();
-  long_name.oid_len = 128;
-  const SCI_snmp_varbind_s good = number(BRANTIX_SNMP_INTEGER, 1), huge{kOid, 65535, BRANTIX_SNMP_OBJECT_ID, {}, 65535};
+  const SCI_snmp_varbind_s good = number(BRANTIX_SNMP_INTEGER, 1), huge{kOid, 65535, BRANTIX_SNMP_OBJECT_ID, {}, 65535},
+                           nameless{nullptr, 2, BRANTIX_SNMP_INTEGER, {}, 0},
+                           long_name{too_long.data(), 128, BRANTIX_SNMP_INTEGER, {}, 0};
   const Lines too_many = {"info set_rnq_msg_oid|Unable to convert OID. Too many OIDs: 128"};
   const Lines null_oid = {"critical set_rnq_msg_oid|Unable to convert OID. It is null"};
   const Lines null_text = {
@@ -160,11 +140,11 @@ TEST_F(NotificationTest, RefusedWithItsReason) {
     std::string reason;
     Variables variables;
     Lines before = {};
-    std::pair<const uint64_t*, uint16_t> trap = {kTrap, 3};
+    Oid trap = kTrap;
   } rows[] = {
       {unable + "Unexpected object type. var Idx=1 type=67\n", {good, number(67, 1), number(64, 1)}},
-      {unable + "Unexpected object type. var Idx=0 type=0\n", {number(0, 0)}, {}, {too_long.data(), 128}},
-      {unable + "Cannot convert trap OID\n", {good}, too_many, {too_long.data(), 128}},
+      {unable + "Unexpected object type. var Idx=0 type=0\n", {number(0, 0)}, {}, too_long},
+      {unable + "Cannot convert trap OID\n", {good}, too_many, too_long},
       {unable + "Cannot convert varbind OID 1\n", {good, long_name}, too_many},
       {unable + "Cannot convert varbind OID 0\n", {nameless}, null_oid},
       {unable + "Cannot convert varbind value as OID\n", {oid(too_long.data(), 128)}, too_many},
@@ -175,7 +155,7 @@ TEST_F(NotificationTest, RefusedWithItsReason) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.reason);
-    EXPECT_EQ(send(row.trap.first, row.trap.second, row.variables.data(), row.variables.size(), sizeof error_), 0);
+    send(row.variables, row.trap);
     EXPECT_EQ(error_, row.reason);
     EXPECT_EQ(error_[sizeof error_ - 1], '\0');
     Lines lines = log_.take_lines();
@@ -192,23 +172,24 @@ TEST_F(NotificationTest, ErrorTextIsCutToItsBuffer) {
   const std::string whole = "Unable to send SNMP notification. Unexpected object type. var Idx=0 type=67\n";
   const SCI_snmp_varbind_s unknown = number(67, 1);
   for (const size_t capacity : {size_t{1}, whole.size(), whole.size() + 1, size_t{255}}) {
-    EXPECT_EQ(send({unknown}, static_cast<int32_t>(capacity)), 0);
+    send({unknown}, kTrap, static_cast<int32_t>(capacity));
     EXPECT_EQ(error_, whole.substr(0, capacity - 1));
     EXPECT_EQ(std::string(error_ + capacity - 1, 2), "\0#"s);
   }
   for (const int32_t capacity : {0, -1}) {
-    EXPECT_EQ(send({unknown}, capacity), 0);
+    send({unknown}, kTrap, capacity);
     EXPECT_EQ(error_[0], '#');
+    EXPECT_EQ(log_.take_lines().back(), "info SCI_sendSnmpNotification|" + whole);
   }
-  EXPECT_EQ(SCI_sendSnmpNotification(kTrap, 3, &unknown, 1, nullptr, 64), 0);
+  EXPECT_EQ(SCI_sendSnmpNotification(kTrap.data(), 3, &unknown, 1, nullptr, 64), 0);
   EXPECT_EQ(log_.take_lines().back(), "info SCI_sendSnmpNotification|" + whole);
 }
 
 TEST_F(NotificationTest, ServiceAbsentOrDying) {
   setenv("MESVO_TIMEOUT_MS", "300", 1);
   const std::string no_reply =
-      "SNMP-notif-client: cannot receive: no reply from tcp://127.0.0.1:5558 within 300 ms\n" + std::string(kExit);
-  EXPECT_EQ(send({}), 0);
+      "SNMP-notif-client: cannot receive: no reply from tcp://127.0.0.1:5558 within 300 ms\n" + kExit;
+  send({});
   EXPECT_THAT(printed_, HasSubstr(no_reply));
   EXPECT_EQ(log_.take_lines().back(), "info SCI_sendSnmpNotification|Sent SNMP RNQ message. Msg size=32 ret: 0\n");
 
@@ -233,19 +214,19 @@ TEST_F(NotificationTest, AnyMessageOnAnyChannel) {
                                        {"\xff\xff\xff\xff"s, "-1"},
                                        {"\1\0\0\0\1\0\xff\xff"s, "1"},
                                        {"\2\0\0\0\1\0\1\0v\1\0\0"s, "2"},
-                                       {"\1\0\0\0\1\0\3\0vvv"s, "1"}}) {
+                                       {"\2\0\0\0\1\0\3\0vvv\7\0\0\0"s, "2"}}) {
     const Exactly message(bytes);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, message.data(), static_cast<int32_t>(message.size())), 0);
-    const std::string printed = testing::internal::GetCapturedStdout();
+    const std::string printed = printed_by(
+        [&] { EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, message.data(), static_cast<int32_t>(message.size())), 0); });
     EXPECT_THAT(printed, testing::StartsWith("ngm_send_ipc_notify: tlv_array size = "s + claimed + '\n'));
     EXPECT_THAT(printed, HasSubstr("without end point: cannot send"));
   }
   EXPECT_EQ(log_.take_lines().back(),
-            "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[0]: type: 1, length: 3, value: vvv");
+            "info ngm_send_ipc_notify|ngm_send_ipc_notify: msg[1]: type: 7, length: 0, value: ");
   channel.setServerEndPoint(kAddress);
   char four[4] = {};
-  auto request = service().answer(kAcknowledged);
+  Service service;
+  auto request = service.answer(kAcknowledged);
   EXPECT_EQ(ngm_send_ipc_notify(&channel, 0x01020304, four, 4), 0);
   EXPECT_EQ(request.get(), (Frames{"\4\3\2\1", "\0\0\0\0"s}));
   EXPECT_EQ(ngm_send_ipc_notify(&channel, 1, nullptr, 4), -1);
@@ -271,6 +252,7 @@ TEST(TlvTest, AppendFillsTheBufferToItsEnd) {
   EXPECT_EQ(tlv_array_add_tlv(nullptr, 64, 1, 0, "x"), 48);
   EXPECT_EQ(tlv_array_add_tlv(four, -1, 1, 0, "x"), 48);
   EXPECT_EQ(tlv_array_add_tlv(four, 64, 1, 1, nullptr), 48);
+  EXPECT_EQ(tlv_array_add_tlv(Exactly(8).data(), 8, 1, 0, nullptr), 0);
   EXPECT_EQ(set_rnq_msg_oid(kOid, 1, nullptr), -1);
   uint64_t copied[] = {9, 9};
   EXPECT_EQ(set_rnq_msg_oid(kOid, 1, copied), 0);

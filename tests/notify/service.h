@@ -1,4 +1,4 @@
-// A real service for the message layer's requests, at the address of the notification service.
+// A real service for the message layer's requests, at the address of the notification service, and what tests send it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,15 @@ using Frames = std::vector<std::string>;
 
 inline constexpr const char* kAddress = "tcp://127.0.0.1:5558";
 inline const Frames kAcknowledged = {{"\1\0\0\0", 4}, {"\x2a\0\0\0", 4}};
+inline const std::vector<uint64_t> kTrap = {1, 3, 6};
+inline const std::string kExit = "SCI_sendSnmpNotification: exit";
+
+template <typename Action>
+std::string printed_by(Action action) {
+  testing::internal::CaptureStdout();
+  action();
+  return testing::internal::GetCapturedStdout();
+}
 
 class Service {
  public:

@@ -47,7 +47,7 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {stat, "8 (vsh) S 1 (x)" + kFields, "vsh) S 1 (x|34816|987654"},
       {stat, "8 (a name of more than nineteen)" + kFields, "a name of more than|34816|987654"},
       {stat, "8 (vsh)x" + kFields.substr(1), "vsh|34816|987654"},
-      {stat, "8 (vsh)" + kFields.substr(0, kFields.size() - 5), "vsh|34816|9"},
+      {stat, "8 (vsh) S" + kFields.substr(1), "none"},
       {stat, "8 (vsh)" + kFields.substr(0, kFields.size() - 6), "none"},  // one field short
       {stat, "8 (vsh) S -1 -2 -3 -4 -1 0 0 0 0 0 0 0 0 0 0 -20 -1 0 18446744073709551615",
        "vsh|-4|18446744073709551615"},
@@ -78,6 +78,7 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {uptime, "x 7\n", "-1"},
       {uptime, "nan 1", "-1"},
       {uptime, "2147483647 1", "-1"},
+      {uptime, "-2147483648 1", "-1"},
   };
   for (const auto& [parse, file, result] : rows) EXPECT_EQ(parse(file), result) << testing::PrintToString(file);
 }

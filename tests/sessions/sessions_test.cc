@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstring>
 #include <ctime>
 #include <thread>
 #include <vector>
@@ -40,9 +39,8 @@ using testing::internal::GetCapturedStdout;
 struct Shell {
   /// Stops itself. The kernel takes a command's name from the path it was run by.
   [[noreturn]] void run(const ScratchDirectory& directory) const {
-    std::vector<const char*> words = {name.c_str(), "-c", "kill -STOP $$", name.c_str()}, variables;
-    for (const string& argument : arguments) words.push_back(argument.c_str());
-    for (const string& variable : environment) variables.push_back(variable.c_str());
+    std::vector<const char*> words = {name, "-c", "kill -STOP $$", name}, variables = environment;
+    words.insert(words.end(), arguments.begin(), arguments.end());
     for (auto* list : {&words, &variables}) list->push_back(nullptr);
     const string path = directory / name;
     std::filesystem::create_symlink("/bin/sh", path);
@@ -50,9 +48,8 @@ struct Shell {
     ::_exit(1);
   }
 
-  string name = "vsh";
-  std::vector<string> arguments = {};
-  std::vector<string> environment = {};
+  const char* name = "vsh";
+  std::vector<const char*> arguments = {}, environment = {};
 };
 
 /// Processes in the order of their ids, until this object goes.
@@ -138,57 +135,62 @@ string session(const string& user, const string& host, const string& tty, pid_t 
 }
 
 /// Walks a snapshot with get-next alone and frees it.
-std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator = SCI_cli_get_sessions()) {
-  std::vector<string> found;
-  _SCI_cli_session_s next;
-  while (SCI_cli_get_next_session(iterator, &next) == 1) {
-    found.push_back(session(next.user, next.host, next.tty, next.pid));
-  }
+std::vector<_SCI_cli_session_s> records_of(_SCI_cli_session_iterator_s* iterator) {
+  std::vector<_SCI_cli_session_s> found(1);
+  while (SCI_cli_get_next_session(iterator, &found.back()) == 1) found.emplace_back();
+  found.pop_back();
   SCI_cli_free_session_iterator(iterator);
   return found;
 }
 
+std::vector<string> sessions_of(_SCI_cli_session_iterator_s* iterator = SCI_cli_get_sessions()) {
+  std::vector<string> found;
+  for (const auto& next : records_of(iterator)) found.push_back(session(next.user, next.host, next.tty, next.pid));
+  return found;
+}
+
+/// A shell that has ended waits for its parent beside those of each test.
 class SessionsTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!is_machine_of_its_own()) GTEST_SKIP() << "needs a process table of its own";
     set_logins({});
+    ended_ = fork();
+    if (ended_ == 0) _exit(prctl(PR_SET_NAME, "vsh"));
+    siginfo_t end;
+    waitid(P_PID, static_cast<id_t>(ended_), &end, WEXITED | WNOWAIT);
   }
+  void TearDown() override { waitpid(ended_, nullptr, 0); }
+
+ private:
+  pid_t ended_ = 0;
 };
 
-// Neither what has another name nor what has ended and still waits for its parent.
 TEST_F(SessionsTest, NoneIsOpen) {
   const Shells others(Shells::kOnTerminal,
                       {{"vshx"}, {"xvsh"}, {"VSH"}, {"vsh "}, {"vsh\n"}, {"vsh\nvsh"}, {"(vsh)"}, {") S 1 (vsh"}});
   set_logins({{others.line(), "alice"}});
-  const pid_t ended = fork();
-  if (ended == 0) _exit(prctl(PR_SET_NAME, "vsh"));
-  siginfo_t end;
-  waitid(P_PID, static_cast<id_t>(ended), &end, WEXITED | WNOWAIT);
-  _SCI_cli_session_s record, before;
-  std::memset(&record, 'x', sizeof(record));
-  before = record;
+  string record(sizeof(_SCI_cli_session_s), 'x');
   CaptureStdout();
   _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
   EXPECT_NE(iterator, nullptr);
   EXPECT_EQ(SCI_cli_has_next_session(iterator), 0);
-  EXPECT_EQ(SCI_cli_get_next_session(iterator, &record), 0);
-  EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0);
+  EXPECT_EQ(SCI_cli_get_next_session(iterator, reinterpret_cast<_SCI_cli_session_s*>(record.data())), 0);
+  EXPECT_EQ(record, string(record.size(), 'x'));
   SCI_cli_free_session_iterator(iterator);
   EXPECT_EQ(GetCapturedStdout(), "");
   EXPECT_THAT((std::vector<int64_t>{TermProcessInfo::bootTime, TermProcessInfo::clocksPerSec, TermProcessInfo::upTime}),
               testing::Each(-1));
-  waitpid(ended, nullptr, 0);
 }
 
 TEST_F(SessionsTest, UserOfAProcess) {
-  const Shells shells(Shells::kOnTerminal, {{"vsh", {"-p", "bob"}, {"USER=carol"}},
+  const Shells shells(Shells::kOnTerminal, {{"vsh", {"-p", "b"}, {"USER=carol"}},
                                             {"wytsh", {}, {"TERM=x", "USER=", "USER=dora"}},
                                             {"vsh", {"-x", "-p"}, {"USER=erin"}},
                                             {"vsh", {}, {"NOUSER=x"}}});
   set_logins({{shells.line(), "alice", "10.0.0.7"}});
   std::vector<string> expected;
-  for (const string user : {"bob", "dora", "erin", "alice"}) {
+  for (const string user : {"b", "dora", "erin", "alice"}) {
     expected.push_back(session(user, "10.0.0.7", shells.tty(), shells.pid(expected.size())));
   }
   EXPECT_EQ(sessions_of(), expected);
@@ -213,20 +215,24 @@ TEST_F(SessionsTest, TerminalsComeByDeviceNumberAndProcessesById) {
 
 TEST_F(SessionsTest, LoginRecords) {
   const Shells shells(Shells::kOnTerminal, {{}});
-  const string number = shells.line().substr(std::strlen("pts/"));
-  const string wide = "/dev/pts/../pts/../pts/../pts/" + number;
+  const string full = string(32 - shells.tty().size(), '/') + shells.tty();
   const std::tuple<std::vector<Login>, string, string, string> rows[] = {
       {{{shells.line(), "early", "first"}, {shells.line(), "late"}}, "late", "", shells.tty()},
       {{{shells.line(), "here"}, {"pts/97", "elsewhere"}}, "here", "", shells.tty()},
       {{{shells.line(), "gone", "", 8}, {"", "nobody"}}, "", "", ""},  // a dead process
       {{{shells.tty(), string(32, 'u'), string(256, 'h')}}, string(32, 'u'), string(255, 'h'), shells.tty()},
-      {{{wide, "wide"}}, "wide", "", wide},
+      {{{full, "full"}}, "full", "", full.substr(0, 31)},
   };
   for (const auto& [logins, user, host, tty] : rows) {
     set_logins(logins);
     EXPECT_THAT(sessions_of(), ElementsAre(session(user, host, tty, shells.pid(0))));
   }
-  EXPECT_EQ(SessionIterator().parseUtmpTbl(), 0);
+  SessionIterator snapshot;
+  EXPECT_EQ(snapshot.parseProcTbl(), 0);
+  clikrell::TermInfo& terminal = snapshot.curTerm->second;
+  ++terminal.curProcess;
+  EXPECT_EQ(snapshot.parseUtmpTbl(), 0);
+  EXPECT_EQ(terminal.curProcess, terminal.processes.begin());
   std::filesystem::remove("/var/run/utmp");
   EXPECT_THAT(sessions_of(), ElementsAre(session("", "", "", shells.pid(0))));
 }
@@ -253,18 +259,13 @@ TEST_F(SessionsTest, WhatIsRefusedIsPrinted) {
   SCI_cli_get_sessions();
   setrlimit(RLIMIT_NOFILE, &none);
   EXPECT_EQ(SCI_cli_get_sessions(), nullptr);
+  EXPECT_EQ(SessionIterator().parseProcTbl(), -1);
   setrlimit(RLIMIT_NOFILE, &files);
   EXPECT_EQ(SessionIterator::iterators[0], nullptr);
   EXPECT_EQ(GetCapturedStdout(), printed + kWarning + "getSessions: Internal error in retrieving sessions");
 }
 
-int64_t login_time() {
-  _SCI_cli_session_s next = {};
-  _SCI_cli_session_iterator_s* const iterator = SCI_cli_get_sessions();
-  EXPECT_EQ(SCI_cli_get_next_session(iterator, &next), 1);
-  SCI_cli_free_session_iterator(iterator);
-  return next.loginTime;
-}
+int64_t login_time() { return records_of(SCI_cli_get_sessions()).at(0).loginTime; }
 
 TEST_F(SessionsTest, LoginTimeCountsFromTheBootTimeThatIsLearnedOnce) {
   const Shells shells(Shells::kOnTerminal, {{}});
@@ -310,10 +311,10 @@ TEST_F(SessionsTest, EntriesOfOneProcess) {
 
 TEST_F(SessionsTest, DeviceOfATerminalLine) {
   const Shells shells(Shells::kOnTerminal, {{}});
-  const string number = shells.line().substr(std::strlen("pts/")), file = "/dev/tty" + number;
+  const string number = shells.line().substr(sizeof("pts/") - 1);
   struct stat terminal;
   ASSERT_EQ(stat(shells.tty().c_str(), &terminal), 0);
-  write_file(file, "");
+  write_file("/dev/ttyfile", "");
   const auto pts = static_cast<int32_t>(terminal.st_rdev);
   const auto null = static_cast<int32_t>(makedev(1, 3));
   const std::tuple<string, unsigned, int32_t, string> rows[] = {
@@ -323,7 +324,8 @@ TEST_F(SessionsTest, DeviceOfATerminalLine) {
       {"/dev/null", 6, null, "/dev/"},
       {"/null", 32, null, "/dev//null"},
       {shells.line(), 32, pts, shells.tty()},
-      {number, 32, 0, file},
+      {"file", 32, 0, "/dev/ttyfile"},
+      {number, 32, pts, shells.tty()},
       {"no such line", 32, -1, "/dev/pts/no such line"},
   };
   for (const auto& [line, size, device, shown] : rows) {
@@ -331,11 +333,8 @@ TEST_F(SessionsTest, DeviceOfATerminalLine) {
     EXPECT_EQ(SessionIterator::ttyToDevNum(line.c_str(), path, size), device) << line;
     EXPECT_EQ(path, shown);
   }
-  std::filesystem::remove(file);
-  char path[32];
-  EXPECT_EQ(SessionIterator::ttyToDevNum(number.c_str(), path, sizeof(path)), pts);
-  EXPECT_EQ(SessionIterator::ttyToDevNum(nullptr, path, sizeof(path)), -1);
   EXPECT_EQ(SessionIterator::ttyToDevNum("null", nullptr, 0), -1);
+  EXPECT_EQ(SessionIterator::ttyToDevNum(nullptr, nullptr, 0), -1);
 }
 
 // Every thread takes, walks and frees, and ends the others' snapshots.
@@ -349,10 +348,7 @@ TEST_F(SessionsTest, ThreadsTakeWalkAndFreeAtOnce) {
     }
   };
   CaptureStdout();
-  {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(run);
-  }
+  { const std::jthread threads[] = {std::jthread(run), std::jthread(run), std::jthread(run), std::jthread(run)}; }
   EXPECT_EQ(GetCapturedStdout().find('\n'), string::npos);
   EXPECT_GT(handed_out, 0);
   EXPECT_EQ(damaged, 0);
