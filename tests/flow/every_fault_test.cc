@@ -122,7 +122,7 @@ TEST(AgentTest, EveryStepThatFailsHasItsLine) {
   for (const Fault& fault : {Fault{"sync", 1}, {"removal", 2}}) {
     for (const auto& run : kRemovals) tell(run, fault, "none");
   }
-  for (const char* kind : {"lock", "write", "rights", "sync"}) tell(kRemovals[0], {kind, 1}, match);
+  for (const char* kind : {"lock", "write", "rights", "sync", "rename"}) tell(kRemovals[0], {kind, 1}, match);
   tell([] { return SCI_SetSnmpSysContact("you"); }, {"open", 4}, "none");
   for (const auto run : {set_host<1>, set_user}) tell(run, {"memory", 1, true}, "none");
   EXPECT_NE(said.find("\ncritical add_snmpv3_user_to_list|no memory for user admin\\n\n"), said.npos);
@@ -148,6 +148,7 @@ lock 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp not locked: No locks ava
 write 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: No space left on device
 rights 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Operation not permitted
 sync 1: -1 critical SCI_DeleteSnmpCommunity|\n/etc/snmp/snmpd.conf not copied to /etc/snmp/snmpd.conf.new: Input/output error
+rename 1: 0 debug SCI_DeleteSnmpCommunity|\n file snmpd.conf.new renamed to snmpd.conf
 open 4: -1 critical SCI_SetSnmpSysContact|\n SNMPD_CONF_FILE fopen() Error!!!\n
 memory 1: 1 critical add_snmpv3_host_to_list|no memory for host 10.0.0.9\n
 memory 1: 1 critical SCI_SetSnmpUser|error setting snmp users, error
