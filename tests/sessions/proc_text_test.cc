@@ -17,7 +17,7 @@ string tgid(const string& file) {
 }
 string stat(const string& file) {
   clikrell::ProcessStatEntry_t entry = {};
-  if (!parse_stat(file, entry)) return "none";
+  if (!parse_stat(file, entry)) return entry.startTime == 0 ? "none" : "a time";
   return string(entry.comm) + '|' + std::to_string(entry.ttyNr) + '|' + std::to_string(entry.startTime);
 }
 string ended(const string& file) { return tells_of_an_end(file) ? "yes" : "no"; }
@@ -54,7 +54,7 @@ TEST(ProcTextTest, SaysWhatItsReaderTakesFromIt) {
       {stat, "8 (vsh) S 1 2 3 4 5 6 7 8 9 10 1 2 3 4 5 6 7 8 " + blanks(203) + "1234567", "vsh|4|12345"},  // 255 bytes
       {stat, "8 (v\nsh)" + kFields, "none"},
       {stat, "8 vsh)" + kFields, "none"},
-      {stat, ") S 1 (vsh" + kFields, "none"},
+      {stat, ")" + kFields + " (vsh", "none"},
       {stat, "8 (v) ", "none"},
       {stat, "\0(vsh)"s + kFields, "none"},
       {ended, "8 (vsh)" + kFields, "no"},
