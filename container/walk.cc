@@ -56,13 +56,12 @@ int locate(orvix_range& r, uint32_t type, const Location& found) {
   return 0;
 }
 
-// From first child to first child.
+// From first child to first child. An overrun sticks: no head is left behind it.
 int contains(orvix_range& r, uint32_t type) {
   enter(r);
   while (const auto head = next_of_chain(r)) {
-    const bool complete = range_get(&r, head->header_length()) != 0;
     if (is_of(*head, type)) return 1;
-    if (!complete) return 0;
+    range_get(&r, head->header_length());
   }
   return 0;
 }
@@ -78,7 +77,7 @@ int find_payload(orvix_range& r, uint32_t type, uint64_t* offset, uint64_t* leng
       return 1;
     }
     const uint64_t header = head->header_length();
-    if (range_get(&r, header != 0 ? header : head->payload_length()) == 0) return 0;
+    range_get(&r, header != 0 ? header : head->payload_length());
   }
   return 0;
 }

@@ -28,6 +28,12 @@ bool sync(int descriptor) {
   return resumed([=] { return ::fsync(descriptor); }) == 0 || errno == EINVAL;  // where there is nothing to sync
 }
 
+/// Waits until what was done in the directory at `path` outlives a power cut, where its file system can tell.
+void sync_directory(const char* path) {
+  const Descriptor directory = open_at_once(path, O_RDONLY | O_DIRECTORY);
+  if (directory) sync(directory.get());
+}
+
 /// Splits `path` into its directory and the hidden name beside it.
 bool places_of(const char* path, Text directory, Text beside) {
   const std::string_view whole(path);
@@ -66,11 +72,6 @@ void unlink_keeping_errno(const char* path) {
   const int reason = errno;
   ::unlink(path);
   errno = reason;
-}
-
-bool sync_directory(const char* path) {
-  const Descriptor directory = open_at_once(path, O_RDONLY | O_DIRECTORY);
-  return directory && sync(directory.get());
 }
 
 bool write_all(int descriptor, const void* data, size_t size) {

@@ -18,9 +18,6 @@ bool write_all(int descriptor, const void* data, size_t size);
 /// Deletes the file at `path` and leaves errno as it was.
 void unlink_keeping_errno(const char* path);
 
-/// Waits until what was done in the directory at `path` outlives a power cut, where its file system can tell.
-bool sync_directory(const char* path);
-
 /// For as long as it lives, a write of this thread that outgrows the process's file size limit, or that no one reads
 /// any more, fails with its reason (EFBIG, EPIPE) instead of raising a signal, which would end the process.
 class SignalFreeWrites {

@@ -38,7 +38,7 @@ void CommandText::add_whole(std::string_view piece) {
 
 void CommandText::add_as_far_as_it_fits(std::string_view text) {
   const size_t room = capacity_ - 1 - length_;
-  add_whole(text.substr(0, cut_ ? 0 : room));
+  add_whole(text.substr(0, room));
   cut_ = cut_ || text.size() > room;
 }
 

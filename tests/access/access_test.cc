@@ -25,7 +25,7 @@ TEST(RolesTest, FollowTheFirstLineOfGroupsWhichGetsTheNameAsOneArgument) {
       {"", x + "xldapgroup\n", "1 untouched"},
       {"", "", "1 untouched"},
       {"", "read-only", "0 read", 5},
-      {"", "read-only", "0 untouched", 0},
+      {"", "read-only", "0 ", 1},
       {"", "read-only", "0 untouched", -1},
   };
   for (const auto& [user, line, wanted, size] : rows) {

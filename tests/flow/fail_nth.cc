@@ -165,7 +165,8 @@ ssize_t read(int descriptor, void* to, size_t n) {
   return fails("interruption") || fails("read") ? -1 : REAL(read)(descriptor, to, moved(n));
 }
 ssize_t pread(int descriptor, void* to, size_t n, off_t at) {
-  return fails("interruption") || fails("read") ? -1 : REAL(pread)(descriptor, to, moved(n), at);
+  const bool failing = fails("interruption") || fails("read") || fails("position");
+  return failing ? -1 : REAL(pread)(descriptor, to, moved(n), at);
 }
 size_t fread(void* to, size_t size, size_t n, FILE* file) {
   constexpr int kErrorSeen = 0x20;  // the C library's own, which ferror asks for

@@ -21,7 +21,7 @@ inline constexpr Kind kKinds[] = {{"open", EMFILE, true},       {"read", EIO, fa
                                   {"process", EAGAIN, false},   {"close", EIO, true},
                                   {"memory", ENOMEM, false},    {"nameless", EOPNOTSUPP, false},
                                   {"privilege", ENOENT, false}, {"interruption", EINTR, false},
-                                  {"short", 0, false}};
+                                  {"short", 0, false},          {"position", ESPIPE, false}};
 
 /// Those that no result shows: there is another way.
 inline constexpr std::string_view kHarmless[] = {"nameless", "privilege", "interruption", "short"};

@@ -123,7 +123,7 @@ TEST(CommandsTest, SelectsItsTableUnlessItIsDamagedAndHandsOutTemplates) {
   EXPECT_TRUE(SC_Initialize_commands() == 0 && CUR_VER == 0);
   for (const unsigned index : {0U, 446U}) EXPECT_EQ(SC_Get_command(index), VER_0_CMDS[index]);
   for (const unsigned index : {447U, ~0U}) EXPECT_EQ(SC_Get_command(index), nullptr);
-  for (const int version : {-1, 1}) {
+  for (const int version : {-1, 1, 1 << 28}) {
     CUR_VER = version;
     EXPECT_EQ(SC_Get_command(0), nullptr);
   }
@@ -134,7 +134,7 @@ TEST(CommandsTest, SelectsItsTableUnlessItIsDamagedAndHandsOutTemplates) {
       ElementsAre(unselected, "info SC_Initialize_commands|Number of commands in array = 447 and in enums = 447",
                   "info SC_Initialize_commands|Command array and enum matches!",
                   "info SC_Get_command|Invalid cmd (447)", "info SC_Get_command|Invalid cmd (-1)", unselected,
-                  unselected));
+                  unselected, unselected));
 }
 
 }  // namespace

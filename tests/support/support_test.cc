@@ -28,8 +28,8 @@ int ioctl(int target, unsigned long request, ...) noexcept {
   const auto begin = static_cast<off_t>(range->src_offset);
   const ssize_t got = pread(static_cast<int>(range->src_fd), bytes.data(), bytes.size(), begin);
   errno = EINVAL;
-  const uint64_t last = static_cast<uint64_t>(got) == length ? 0 : length;
-  if ((range->src_offset | range->dest_offset | last) % 4096 != 0) return -1;
+  const uint64_t beyond = static_cast<uint64_t>(got) - length, last = beyond == 0 ? 0 : length;
+  if (beyond > 1 || (range->src_offset | range->dest_offset | last) % 4096 != 0) return -1;
   ++shared;
   return pwrite(target, bytes.data(), length, static_cast<off_t>(range->dest_offset)) < 0 ? -1 : 0;
 }
@@ -47,7 +47,8 @@ class OutputFileTest : public testing::Test {
  protected:
   static bool write(const std::string& path, size_t size) {
     OutputFile file(path.c_str());
-    return file && file.claim(size) && file.write("abc", 3) && file.set_size(size) && file.commit();
+    return file && file.claim(size) && file.write("a", 1) && file.write("bc", 2) && file.set_size(size) &&
+           file.commit();
   }
 
   const ScratchDirectory directory_;
@@ -72,6 +73,7 @@ TEST_F(OutputFileTest, AppearsWhenCommittedInPlaceOfAnOlderOne) {
   ::umask(mask);
   { OutputFile(path_.c_str()).write("abc", 3); }
   EXPECT_EQ(read_file(path_), "older");
+  EXPECT_EQ(names_in(directory_.path()), ".out.unfinished out") << "what others write stays";
   for (const auto& [path, reason] : {std::pair{directory_.path(), EISDIR},
                                      {"/no/such/file", ENOENT},
                                      {"/tmp" + std::string(5000, '/'), ENAMETOOLONG}}) {
@@ -97,7 +99,7 @@ TEST_F(OutputFileTest, WritesThroughWhatIsNoPlainFile) {
   EXPECT_EQ(::read(reader.get(), got, sizeof(got)), 6000);
   EXPECT_EQ(std::string(got, 6000), "abc" + std::string(5997, '\0'));
   EXPECT_TRUE(write("/dev/null", 6));
-  EXPECT_FALSE(write("/dev/full", 3));
+  EXPECT_FALSE(write("/dev/full", 3) || OutputFile("/dev/full").set_size(3));
   EXPECT_EQ(errno, ENOSPC);
 }
 
@@ -123,19 +125,20 @@ TEST_F(OutputFileTest, KeepsTheReasonOfAFailure) {
 TEST(CopyTest, CopiesEveryRange) {
   const ScratchDirectory directory;
   const std::string source_path = directory / "source", target = directory / "target";
-  std::string content(5 << 20, '\0');
+  std::string content((5 << 20) + 100, '\0');
   for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7 + i / 4099);
   write_file(source_path, content);
   const File on_disk(std::fopen(source_path.c_str(), "rb"));
   const File in_memory(fmemopen(content.data(), content.size(), "rb"));
+  std::fputc('x', in_memory.get());  // an older failure, which is not the copy's
   for (const auto& [source, shares] :
        {std::pair{on_disk.get(), -1}, std::pair{in_memory.get(), 0}, std::pair{on_disk.get(), 0}}) {
     shared = shares;
     using Range = std::pair<size_t, size_t>;
     for (const auto& [offset, length] :
-         {Range{0, 0}, Range{16, 1}, Range{4095, 2}, Range{4112, 4 << 20}, Range{(2 << 20) - 16, (2 << 20) + 32},
-          Range{content.size() - 5, 100}, Range{content.size() + 5, 100}, Range{4096, 8192}, Range{8192, 5000},
-          Range{content.size() - 4096, 5000}}) {
+         {Range{0, 0}, Range{16, 1}, Range{4095, 2}, Range{2048, 5000}, Range{4112, 4 << 20},
+          Range{(2 << 20) - 16, (2 << 20) + 32}, Range{content.size() - 5, 100}, Range{content.size() + 5, 100},
+          Range{4096, 8192}, Range{8192, 4097}, Range{(5 << 20) - 4096, 5000}}) {
       ASSERT_TRUE(copy_to_file({source, offset, length}, target.c_str()));
       std::string expected = content.substr(std::min(offset, content.size()), length);
       expected.resize(length);
@@ -201,12 +204,14 @@ TEST(ShellTest, CutsNotInAQuotation) {
     text.add("x").add(ShellWord("y"));
     EXPECT_STREQ(text.c_str(), seven) << "something follows what was cut";
   }
-  CommandLine<8> fixed, piece, quoted;
+  CommandLine<8> full, fixed, piece, quoted;
+  CommandLine<16> roomy;
+  EXPECT_FALSE(full.add("0123456").is_cut());
   fixed.add("0123456789");
   piece.add("0").add(fixed);
   quoted.add("12").add(QuotedValue("$")).add("3");
   EXPECT_EQ(fixed.c_str() + std::string("|") + piece.c_str() + "|" + quoted.c_str(), "0123456|0|12\"'$'\"");
-  EXPECT_TRUE(fixed.is_cut() && piece.is_cut() && quoted.is_cut());
+  EXPECT_TRUE(fixed.is_cut() && piece.is_cut() && quoted.is_cut() && roomy.add(fixed).is_cut());
 }
 
 }  // namespace
