@@ -19,9 +19,6 @@ class LineReader {
   /// The next line as a text: cut to the limit, and at its first NUL.
   std::optional<std::string_view> next_line();
 
-  /// Whether the lines ended because they could not be read; errno told why.
-  bool failed() const { return failed_; }
-
  protected:
   LineReader(int descriptor, size_t limit, std::span<char> buffer)
       : descriptor_(descriptor), limit_(limit), buffer_(buffer) {}

@@ -177,8 +177,7 @@ TEST(ReadingTest, WhatCannotBeReadIsTold) {
   const auto open = [] { SCI_imageClose(SCI_imageOpen(kHeaderFile)); };
   const auto read = [] { SCI_readFirmwareImageVersion(kBundle, &given.versions); };
   const std::tuple<const char*, void (*)(), std::string> rows[] = {
-      {"position", extract,
-       "extract_header_info|ERROR: extract_header_info: failed to get zelta orvix descriptor\\n"},
+      {"position", extract, "extract_header_info|ERROR: extract_header_info: failed to get zelta orvix descriptor\\n"},
       {"seek", open,
        "SCI_imageOpen|ERROR: SCI_imageOpen: hdr failed to seek file /tmp/flow/fw.img__hdr, Input/output error\\n"},
       {"read", open, "SCI_imageOpen|ERROR: SCI_imageOpen: hdr size mismatched expect 576 but got 0\\n"},

@@ -1,4 +1,4 @@
-// Files written whole or not at all, copies of pieces of files; values in command lines.
+// Files written whole or not at all, copies of pieces of files; lines; values in command lines.
 #include <gtest/gtest.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -8,6 +8,7 @@
 #include <cstdarg>
 
 #include "support/copy.h"
+#include "support/lines.h"
 #include "support/output.h"
 #include "support/shell.h"
 #include "tests/common/files.h"
@@ -32,6 +33,14 @@ int ioctl(int target, unsigned long request, ...) noexcept {
   if (beyond > 1 || (range->src_offset | range->dest_offset | last) % 4096 != 0) return -1;
   ++shared;
   return pwrite(target, bytes.data(), length, static_cast<off_t>(range->dest_offset)) < 0 ? -1 : 0;
+}
+
+// Why a file cannot be synced; 0: it can.
+static int sync_failure = 0;
+
+int fsync(int) {
+  errno = sync_failure;
+  return sync_failure == 0 ? 0 : -1;
 }
 
 namespace coupler {
@@ -76,7 +85,7 @@ TEST_F(OutputFileTest, AppearsWhenCommittedInPlaceOfAnOlderOne) {
   EXPECT_EQ(names_in(directory_.path()), ".out.unfinished out") << "what others write stays";
   for (const auto& [path, reason] : {std::pair{directory_.path(), EISDIR},
                                      {"/no/such/file", ENOENT},
-                                     {"/tmp" + std::string(5000, '/'), ENAMETOOLONG}}) {
+                                     {"/tmp" + std::string(3880, '/') + std::string(200, 'n'), ENAMETOOLONG}}) {
     EXPECT_FALSE(OutputFile(path.c_str()));
     EXPECT_EQ(errno, reason);
   }
@@ -117,7 +126,15 @@ TEST_F(OutputFileTest, KeepsTheReasonOfAFailure) {
   }
   setrlimit(RLIMIT_FSIZE, &old);
   EXPECT_TRUE(told);
+  sync_failure = EIO;
+  EXPECT_FALSE(write(path_, 3));
+  EXPECT_EQ(errno, std::exchange(sync_failure, 0));
   EXPECT_EQ(names_in(directory_.path()), "");
+  OutputFile file(path_.c_str());
+  fs::create_directory(path_);
+  EXPECT_FALSE(file.commit());
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_EQ(names_in(directory_.path()), "out");
 }
 
 // Windows begin at page boundaries, payloads do not; what is not a file on disk goes through the buffer. Blocks are
@@ -153,9 +170,34 @@ TEST(CopyTest, CopiesEveryRange) {
   }
   EXPECT_EQ(std::exchange(shared, -1), 3);
   EXPECT_FALSE(is_copy({on_disk.get(), 0, 0}, "/dev/null"));
+  const File unreadable(std::fopen("/tmp", "rb"));
+  write_file(target, {'\0'});
+  EXPECT_FALSE(is_copy({unreadable.get(), 0, 1}, target.c_str()));
   EXPECT_FALSE(copy_to_file({on_disk.get(), 16, 5}, source_path.c_str()));
   EXPECT_EQ(errno, EEXIST);
   EXPECT_EQ(read_file(source_path), content) << "a file that is copied onto itself would be lost";
+}
+
+// Lines across the ends of the buffer, as long as the limit and longer; the last one comes in bits, with a NUL, and has
+// no end.
+TEST(LinesTest, AreWholeWhereverTheyLie) {
+  std::string content, pieces, cut;
+  for (int i = 0; i < 8000; ++i) {
+    const std::string line = std::to_string(i * i) + '\n';
+    content += line;
+    cut += line.substr(0, 7) + '|';
+    pieces += line.substr(0, 7) + (line.size() > 7 ? '|' + line.substr(7) : "") + '|';
+  }
+  write_file("/tmp/lines", content);
+  const auto read = [](std::optional<std::string_view> (LineReader::*next)()) {
+    const Pipe pipe(::popen("cat /tmp/lines; sleep 0.1; printf a; sleep 0.1; printf 'b\\0c'", "r"));
+    LinesOf<7> lines(::fileno(pipe.get()));
+    std::string text;
+    while (const auto part = (lines.*next)()) text.append(*part) += '|';
+    return text;
+  };
+  EXPECT_TRUE(read(&LineReader::next_piece) == pieces + std::string("ab\0c|", 5));
+  EXPECT_TRUE(read(&LineReader::next_line) == cut + "ab|");
 }
 
 /// The value as a word of its own, and between quotes of ours.
