@@ -77,12 +77,19 @@ std::vector<std::string> all_files(const Arguments& arguments) {
   return paths;
 }
 
-/// Those of several files that could not be read; they do not keep the others from being looked at.
+/// What failed of several files; it does not keep the others from being looked at.
 class Failures {
  public:
-  void add(const Failure& failure) {
-    if (reasons_.empty()) place_ = failure.place;
-    reasons_.append(reasons_.empty() ? "" : "\n").append(failure.what());
+  /// @return the reason and the place when `work` failed
+  Json of(const std::function<void()>& work) {
+    try {
+      work();
+      return Json::object();
+    } catch (const Failure& failure) {
+      if (reasons_.empty()) place_ = failure.place;
+      reasons_.append(reasons_.empty() ? "" : "\n").append(failure.what());
+      return {{"reason", failure.what()}, {"place", failure.place}};
+    }
   }
   /// Fails with them all, unless there are none.
   void tell() const {
@@ -98,15 +105,11 @@ void show_several(const Context& context, const Arguments& arguments, const std:
   Json bundles = Json::array();
   Failures failures;
   for (const std::string& path : paths) {
-    Json bundle = {{"file", path}};
-    try {
+    Json& bundle = bundles.emplace_back(Json{{"file", path}});
+    bundle.update(failures.of([&] {
       bundle.update(contents_of(read_bundle(path, arguments)));
       if (!context.json) print_report(context, bundle);
-    } catch (const Failure& failure) {
-      failures.add(failure);
-      bundle.update({{"reason", failure.what()}, {"place", failure.place}});
-    }
-    bundles.push_back(bundle);
+    }));
   }
   if (context.json) print_json({{"bundles", bundles}});
   failures.tell();
@@ -169,49 +172,38 @@ void stage(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   if (path == "-") throw WrongUsage("the platform takes the path of a file, not standard input", "bundle stage");
   if (!arguments.contains("--force")) read_bundle(path, arguments);
-  if (SCI_setFirmwareVersion(path.c_str()) != 0) fail_with_reason("the platform refused to stage " + path, path);
+  if (SCI_setFirmwareVersion(readable(path).c_str()) != 0)
+    fail_with_reason("the platform refused to stage " + path, path);
   print_report(context, {{"staged", path}});
 }
 
-/// What `verify` says of files, each under its name, in one document.
-class Verdict {
- public:
-  void look_at(const std::string& path, const std::string& name) {
-    try {
-      for (const Finding& finding : verify(read_tree(path))) add(finding, name);
-    } catch (const Failure& failure) {
-      failures_.add(failure);
-    }
+/// Says what is wrong with files, each under a name of its own, in one document. Fails when there are findings.
+void verify_all(const Context& context, const std::vector<std::pair<std::string, std::string>>& paths_and_names) {
+  Json document = {{"findings", Json::array()}, {"notes", Json::array()}};
+  Failures failures;
+  for (const auto& [path, name] : paths_and_names) {
+    failures.of([&, &path = path, &name = name] {
+      for (const Finding& finding : verify(read_tree(path))) {
+        document[finding.note ? "notes" : "findings"].push_back(
+            {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+        if (context.json) continue;
+        print_line(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
+      }
+    });
   }
-
-  /// Prints it. Fails when there are findings.
-  void tell(const Context& context) {
-    if (context.json) print_json(document_);
-    if (!context.json) std::ranges::for_each(lines_, print_line);
-    const Json& found = document_["findings"];
-    if (!found.empty()) {
-      failures_.add(Failure("findings: " + std::to_string(found.size()),
-                            std::string(found[0]["file"]) + ": " + found[0]["offset"].dump()));
-    }
-    failures_.tell();
-  }
-
- private:
-  void add(const Finding& finding, const std::string& name) {
-    document_[finding.note ? "notes" : "findings"].push_back(
-        {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
-    lines_.push_back(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
-  }
-
-  Json document_ = {{"findings", Json::array()}, {"notes", Json::array()}};
-  std::vector<std::string> lines_;
-  Failures failures_;
-};
+  if (context.json) print_json(document);
+  failures.of([&found = document["findings"]] {
+    if (found.empty()) return;
+    const std::string first = std::string(found[0]["file"]) + ": " + found[0]["offset"].dump();
+    throw Failure("findings: " + std::to_string(found.size()), first);
+  });
+  failures.tell();
+}
 
 void verify_bundles(const Context& context, const Arguments& arguments) {
-  Verdict verdict;
-  for (const std::string& path : all_files(arguments)) verdict.look_at(path, path);
-  verdict.tell(context);
+  std::vector<std::pair<std::string, std::string>> bundles;
+  for (const std::string& path : all_files(arguments)) bundles.emplace_back(path, path);
+  verify_all(context, bundles);
 }
 
 void dump_bundle(const Context& context, const Arguments& arguments) {
@@ -225,9 +217,7 @@ void pack_bundle(const Context& context, const Arguments& arguments) {
   const pack::Manifest wanted = read_manifest(pack::Kind::kBundle, arguments);
   const Nameless made([&](const pack::Sink& sink) { wanted.write(sink); });
   print_warnings(wanted);
-  Verdict verdict;
-  verdict.look_at(made.path(), arguments.at("MANIFEST"));
-  verdict.tell(context);
+  verify_all(context, {{made.path(), arguments.at("MANIFEST")}});
 }
 
 }  // namespace

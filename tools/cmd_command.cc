@@ -22,7 +22,7 @@ void list(const Context& context, const Arguments& arguments) {
     if (text == nullptr || std::string_view(text).find(wanted) == std::string_view::npos) continue;
     found.push_back({{"number", number}, {"template", text}});
   }
-  print_table(context, {{"commands", found}}, Table({{"", "number", Table::Align::kRight}, {"", "template"}}, found));
+  print_table(context, {{"commands", found}}, {{"", "number", true}, {"", "template"}}, found);
   if (found.empty()) throw Failure("no template holds \"" + wanted + '"');
 }
 

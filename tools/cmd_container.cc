@@ -24,8 +24,8 @@ Json row_of(const Tree& tree, const Node& node, bool with_digest) {
   return row;
 }
 
-Table table_of(const Json& rows, const Findings& problems, bool with_digest) {
-  constexpr auto kRight = Table::Align::kRight;
+Columns columns(bool with_digest) {
+  constexpr bool kRight = true;
   const auto name = [](const Json& row) {
     return std::string(row["depth"].get<size_t>() * 2, ' ') + std::string(row["name"]);
   };
@@ -33,16 +33,13 @@ Table table_of(const Json& rows, const Findings& problems, bool with_digest) {
     const uint8_t set = row.value("flags", uint8_t{0});
     return set == 0 ? "" : hexadecimal(set);
   };
-  return Table({{"OFFSET", "offset", kRight},
-                {.title = "OBJECT", .text = name},
-                {"HEADER", "header_length", kRight},
-                {"PAYLOAD", "payload_length", kRight},
-                {.title = "FLAGS", .align = kRight, .text = flags},
-                {"TEXT", "text"},
-                {with_digest ? "SHA-256" : "", "sha256"}},
-               rows, [&](const Json& row) {
-                 return std::ranges::find(problems, row["offset"].get<uint64_t>(), &Finding::offset) != problems.end();
-               });
+  return {{"OFFSET", "offset", kRight},
+          {.title = "OBJECT", .text = name},
+          {"HEADER", "header_length", kRight},
+          {"PAYLOAD", "payload_length", kRight},
+          {.title = "FLAGS", .right = true, .text = flags},
+          {"TEXT", "text"},
+          {with_digest ? "SHA-256" : "", "sha256"}};
 }
 
 void show_tree(const Context& context, const Arguments& arguments) {
@@ -54,7 +51,9 @@ void show_tree(const Context& context, const Arguments& arguments) {
   for (const auto& [offset, text, part, note] : tree.problems) {
     report["problems"].push_back({{"offset", offset}, {"text", text}});
   }
-  print_table(context, report, table_of(report["objects"], tree.problems, with_digest));
+  print_table(context, report, columns(with_digest), report["objects"], [&](const Json& row) {
+    return std::ranges::find(tree.problems, row["offset"].get<uint64_t>(), &Finding::offset) != tree.problems.end();
+  });
   must_be_whole(" is broken:", path, tree.problems);
 }
 

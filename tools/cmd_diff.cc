@@ -86,12 +86,11 @@ std::string brief(const Json& difference, const char* key) {
 
 void show(const Context& context, const Arguments& arguments, bool parts_only) {
   const Json found = compared(arguments, parts_only);
-  const Table table({{"CHANGE", "change"},
-                     {"PART", "part"},
-                     {.title = "OLD", .text = [](const Json& row) { return brief(row, "old"); }},
-                     {.title = "NEW", .text = [](const Json& row) { return brief(row, "new"); }}},
-                    found);
-  if (context.json || !found.empty()) print_table(context, {{"differences", found}}, table);
+  const Columns columns = {{"CHANGE", "change"},
+                           {"PART", "part"},
+                           {.title = "OLD", .text = [](const Json& row) { return brief(row, "old"); }},
+                           {.title = "NEW", .text = [](const Json& row) { return brief(row, "new"); }}};
+  if (context.json || !found.empty()) print_table(context, {{"differences", found}}, columns, found);
   if (!found.empty()) throw Failure("differences: " + std::to_string(found.size()));
 }
 

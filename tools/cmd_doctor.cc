@@ -137,7 +137,7 @@ void examine(const Context& context, const Arguments&) {
   }
   const auto is_wrong = [](const Json& row) { return row["well"] == false; };
   print_table(context, {{"needs", needs}},
-              Table({{"NEED", "kind"}, {"WHAT", "what"}, {"STATE", "state"}, {"BREAKS", "breaks"}}, needs, is_wrong));
+              {{"NEED", "kind"}, {"WHAT", "what"}, {"STATE", "state"}, {"BREAKS", "breaks"}}, needs, is_wrong);
   const auto missing = std::ranges::count_if(needs, is_wrong);
   if (missing > 0) throw Failure(std::to_string(missing) + " of these are missing or wrong");
 }

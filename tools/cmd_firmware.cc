@@ -5,9 +5,9 @@
 #include "brantix/container.h"
 #include "brantix/firmware.h"
 #include "tools/host.h"
+#include "tools/pack/ssd_file.h"
 #include "tools/packing.h"
 #include "tools/print.h"
-#include "tools/verify.h"
 
 namespace coupler::tools {
 namespace {
@@ -88,6 +88,7 @@ std::string reason_for(const std::string& path, const FirmwareInfo& info) {
 
 void match(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
+  const std::string file = readable(path);
   get_equipped_ssd_modelNumber();
   const bool known = *equipped_ssd_model_num != '\0';  // to the library a drive that is not is in every list
   if (!known && !arguments.contains("--force")) {
@@ -97,7 +98,7 @@ void match(const Context& context, const Arguments& arguments) {
         "/tmp/ssd_fwInfo");
   }
   FirmwareInfo info{};
-  if (SCI_extractSsdfirmwareBinary(readable(path).c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
+  if (SCI_extractSsdfirmwareBinary(file.c_str(), &info) != 0) fail_with_reason(reason_for(path, info), path);
   const bool listed = info.ssdMatched != 0;
   print_report(context, {{"fitted_model", equipped_ssd_model_num},
                          {"identification", info.ssdModel},
@@ -110,7 +111,7 @@ void match(const Context& context, const Arguments& arguments) {
 void show_ssd(const Context& context, const Arguments& arguments) {
   const std::string& path = arguments.at("FILE");
   const Input file(readable(path), path);
-  const auto [fault, firmware, size] = ssd_file_at(file, 0, file.size);
+  const auto [fault, firmware, size] = pack::read_ssd_file(file, 0, file.size);
   if (!fault.empty()) throw Failure(path + " is no SSD firmware file: " + fault, path);
   print_report(context, {{"identification", firmware.identification},
                          {"models", firmware.models},

@@ -52,18 +52,14 @@ std::string local_time_text(time_t seconds) {
   return text;
 }
 
-Table table(const Json& sessions) {
+Columns columns() {
   const auto login = [](const Json& session) { return local_time_text(session["login_time"]); };
   const auto idle = [](const Json& session) {
     return session["idle_seconds"].is_null() ? "-" : duration_text(session["idle_seconds"]);
   };
-  return Table({{.title = "USER", .key = "user", .empty = "-"},
-                {.title = "FROM", .key = "host", .empty = "-"},
-                {.title = "TTY", .key = "tty", .empty = "-"},
-                {.title = "LOGIN", .text = login},
-                {.title = "IDLE", .align = Table::Align::kRight, .text = idle},
-                {"PID", "pid", Table::Align::kRight}},
-               sessions);
+  return {{.title = "USER", .key = "user", .empty = "-"}, {.title = "FROM", .key = "host", .empty = "-"},
+          {.title = "TTY", .key = "tty", .empty = "-"},   {.title = "LOGIN", .text = login},
+          {.title = "IDLE", .right = true, .text = idle}, {"PID", "pid", true}};
 }
 
 /// Shows them once, or again and again.
@@ -77,7 +73,7 @@ void show(const Context& context, const Arguments& arguments) {
     const time_t now = std::time(nullptr);
     if (on_screen) std::fputs("\033[H\033[2J", result_stream());
     if (again && !on_screen && !context.json) print_line("-- " + local_time_text(now));
-    print_table(context, again ? Json{{"time", now}, {"sessions", sessions}} : sessions, table(sessions));
+    print_table(context, again ? Json{{"time", now}, {"sessions", sessions}} : sessions, columns(), sessions);
     std::fputs(Captured::take().c_str(), stderr);
   } while (again && print_end() && ::sleep(seconds) == 0);
 }

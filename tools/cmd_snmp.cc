@@ -136,10 +136,10 @@ Json communities() {
   return found;
 }
 
-Command list(const char* about, const char* what, Json (*rows)(), const std::vector<Table::Column>& columns = {{""}}) {
+Command list(const char* about, const char* what, Json (*rows)(), const Columns& columns = {{""}}) {
   return {"list", about, {}, [=](const Context& context, const Arguments&) {
             const Json found = rows();
-            print_table(context, {{what, found}}, Table(columns, found));
+            print_table(context, {{what, found}}, columns, found);
           }};
 }
 

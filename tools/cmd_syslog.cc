@@ -94,9 +94,10 @@ void show(const Context& context, const Arguments&) {
     const Json setting = path.extension() == ".conf" ? setting_in(path) : nullptr;
     if (!setting.is_null()) settings.push_back(setting);
   }
-  const std::vector<Table::Column> columns = {
-      {"SETTING", "setting"}, {"N", "number"}, {"TO", "to"}, {"SEVERITY", "severity"}, {"FACILITY", "facility"}};
-  print_table(context, {{"settings", settings}}, Table(columns, settings));
+  print_table(
+      context, {{"settings", settings}},
+      {{"SETTING", "setting"}, {"N", "number"}, {"TO", "to"}, {"SEVERITY", "severity"}, {"FACILITY", "facility"}},
+      settings);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ struct Context {
 
 /// The operation failed: ends the program with exit code 1. The text says what went wrong and what to do.
 using Failure = pack::Error;
-using pack::Input, pack::Lines, pack::Nameless, pack::lines_of, pack::readable;
+using pack::Input, pack::Lines, pack::Nameless, pack::joined, pack::lines_of, pack::readable;
 
 /// What was asked for cannot be meant: ends the program with exit code 2.
 struct WrongUsage : Failure {
@@ -61,7 +61,7 @@ struct Arguments : std::map<std::string, std::string> {
 };
 
 struct Argument {
-  std::string name;  ///< FILE: positional, required, readable (but "-"); OUT, N, ...: positional; --file: an option
+  std::string name;  ///< FILE, N, ...: positional, required; --file: an option
   std::string about;
   int64_t most = -1;                     ///< a number from 0 to this; -1: a text
   bool flag = false;                     ///< an option without a value

@@ -3,13 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <numeric>
 
-#include "support/handle.h"
 #include "tools/command.h"
 #include "tools/host.h"
 #include "tools/print.h"
@@ -70,8 +66,6 @@ std::string checked(const Argument& argument, const std::string& text) {
 
 bool is_option(const Argument& argument) { return argument.name.starts_with('-'); }
 
-bool is_input(const Argument& argument) { return argument.name.starts_with("FILE") || argument.name == "MANIFEST"; }
-
 Arguments arguments_of(const Known& known) {
   Arguments arguments;
   for (const Argument& argument : known.command->arguments) {
@@ -83,17 +77,6 @@ Arguments arguments_of(const Known& known) {
     }
   }
   return arguments;
-}
-
-/// Of several files a command says itself which it cannot read.
-void look_at_inputs(const std::vector<Argument>& wanted, const Arguments& arguments) {
-  if (std::ranges::any_of(wanted, &Argument::repeats)) return;
-  for (const Argument& argument : wanted) {
-    const std::string path = is_input(argument) ? arguments.text(argument.name, "-") : "-";
-    if (path == "-") continue;
-    if (!open_at_once(path.c_str(), O_RDONLY)) throw Failure("cannot read " + path + ": " + std::strerror(errno), path);
-    if (std::filesystem::is_directory(path)) throw Failure("cannot read " + path + ": not a regular file", path);
-  }
 }
 
 void add_argument(CLI::App& app, const Argument& argument) {
@@ -152,7 +135,6 @@ int guarded(const Context& context, const std::function<void()>& work) {
 void run(const Known& known, const Context& context) {
   const Captured captured;
   const Arguments arguments = arguments_of(known);
-  look_at_inputs(known.command->arguments, arguments);
   start_library(context);
   known.command->run(context, arguments);
 }

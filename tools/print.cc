@@ -44,7 +44,7 @@ std::string title(std::string key) {
   return key;
 }
 
-std::string cell(const Table::Column& column, const Json& row) {
+std::string cell(const Column& column, const Json& row) {
   if (column.text) return column.text(row);
   const Json value = row.is_object() ? row.value(column.key, Json("")) : row;
   if (value == "" || value == Json::array()) return column.empty;
@@ -74,12 +74,6 @@ std::string without_line_end(std::string text) {
   return text;
 }
 
-std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
-  std::string result;
-  for (const std::string& text : texts) result.append(result.empty() ? "" : separator).append(text);
-  return result;
-}
-
 std::string hexadecimal(unsigned char value) {
   char digits[3];
   std::snprintf(digits, sizeof digits, "%02x", value);
@@ -95,20 +89,22 @@ std::string styled(std::string_view text, Style style, std::FILE* stream) {
   return kCodes[static_cast<size_t>(style)] + std::string(text) + "\033[0m";
 }
 
-void Table::print() const {
-  std::vector<std::string> lines(1 + rows_.size());
-  for (const Column& column : columns_) {
+void print_table(const Context& context, const Json& value, const Columns& columns, const Json& rows,
+                 const std::function<bool(const Json& row)>& alarming) {
+  if (context.json) return print_json(value);
+  std::vector<std::string> lines(1 + rows.size());
+  for (const Column& column : columns) {
     std::vector<std::string> cells = {column.title};
-    for (const Json& row : rows_) cells.push_back(escaped(cell(column, row)));
+    for (const Json& row : rows) cells.push_back(escaped(cell(column, row)));
     const size_t widest = width(std::ranges::max(cells, {}, width));
     for (size_t i = 0; i < lines.size(); ++i) {
       const std::string fill(widest - width(cells[i]), ' ');
-      lines[i] += (column.align == Align::kRight ? fill + cells[i] : cells[i] + fill) + "  ";
+      lines[i] += (column.right ? fill + cells[i] : cells[i] + fill) + "  ";
     }
   }
   for (size_t i = 0; i < lines.size(); ++i) {
     lines[i].erase(lines[i].find_last_not_of(' ') + 1);
-    const Style style = i == 0 ? Style::kHeading : alarming_(rows_[i - 1]) ? Style::kAlarm : Style::kPlain;
+    const Style style = i == 0 ? Style::kHeading : alarming(rows[i - 1]) ? Style::kAlarm : Style::kPlain;
     if (i > 0 || !lines[i].empty()) print_line(styled(lines[i], style, result_stream()));
   }
 }
@@ -133,10 +129,6 @@ void print_failure(const Context& context, int status, const Failure& failure) {
   document.update({{"status", status}, {"reason", failure.what()}, {"place", failure.place}});
 }
 
-void print_table(const Context& context, const Json& value, const Table& table) {
-  context.json ? print_json(value) : table.print();
-}
-
 void print_report(const Context& context, const Json& report) {
   if (context.json) return print_json(report);
   const Json sources = report.value("sources", Json::object());
@@ -148,7 +140,7 @@ void print_report(const Context& context, const Json& report) {
       rows.push_back({{"key", i == 0 ? title(key) : ""}, {"value", values[i]}, {"source", sources.value(key, "")}});
     }
   }
-  Table({{"", "key"}, {.title = "", .key = "value", .empty = "-"}, {"", "source"}}, rows).print();
+  print_table(context, report, {{"", "key"}, {.title = "", .key = "value", .empty = "-"}, {"", "source"}}, rows);
 }
 
 void print_message(std::string_view kind, std::string_view text, Style style) {

@@ -23,8 +23,6 @@ std::string escaped(std::string_view text, std::string_view kept = "");
 
 std::string without_line_end(std::string text);
 
-std::string joined(const std::vector<std::string>& texts, std::string_view separator);
-
 /// Two digits.
 std::string hexadecimal(unsigned char value);
 
@@ -33,33 +31,15 @@ enum class Style { kPlain, kHeading, kAlarm };
 /// The text in the style, where `stream` is a terminal and the user did not ask for none (NO_COLOR).
 std::string styled(std::string_view text, Style style, std::FILE* stream);
 
-/// Columns, each as wide as its widest cell. Cells are escaped.
-class Table {
- public:
-  enum class Align { kLeft, kRight };
-  struct Column {
-    std::string title;
-    std::string key = title;  ///< of the value in a row that is an object; a row that is none is the value
-    Align align = Align::kLeft;
-    std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
-    std::string empty = "";                                      ///< instead of an empty text or list
-  };
-
-  using Test = std::function<bool(const Json& row)>;
-
-  /// @param rows     a list
-  /// @param alarming those of them that stand out
-  Table(
-      std::vector<Column> columns, Json rows, Test alarming = [](const Json&) { return false; })
-      : columns_(std::move(columns)), rows_(std::move(rows)), alarming_(std::move(alarming)) {}
-  /// The titles, where a column has one, and the rows.
-  void print() const;
-
- private:
-  const std::vector<Column> columns_;
-  const Json rows_;
-  const Test alarming_;
+/// Of a table. It is as wide as its widest cell; cells are escaped.
+struct Column {
+  std::string title;
+  std::string key = title;  ///< of the value in a row that is an object; a row that is none is the value
+  bool right = false;       ///< aligned there
+  std::function<std::string(const Json& row)> text = nullptr;  ///< instead of the value as it is
+  std::string empty = "";                                      ///< instead of an empty text or list
 };
+using Columns = std::vector<Column>;
 
 /// A line of the result.
 void print_line(std::string_view text);
@@ -74,8 +54,13 @@ void print_json(const Json& value);
 bool print_end();
 void print_failure(const Context& context, int status, const Failure& failure);
 
-/// Prints the document with --json, else the table.
-void print_table(const Context& context, const Json& document, const Table& table);
+/// Prints the document with --json, else a table: the titles, where a column has one, and the rows.
+///
+/// @param rows     a list
+/// @param alarming says which of them stand out
+void print_table(
+    const Context& context, const Json& document, const Columns& columns, const Json& rows,
+    const std::function<bool(const Json& row)>& alarming = [](const Json&) { return false; });
 
 /// Prints an object: as it is with --json, else a line for each key, "package_version" as "package version", with each
 /// value of a list, and what the object "sources" among them says of the key.

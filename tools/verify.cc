@@ -5,7 +5,7 @@
 #include <set>
 
 #include "support/text.h"
-#include "tools/pack/builder.h"
+#include "tools/pack/ssd_file.h"
 
 namespace coupler::tools {
 namespace {
@@ -77,7 +77,7 @@ class Verifier {
   }
 
   void drive_firmware(const Node& node) {
-    const std::string fault = ssd_file_at(tree_.file, node.payload(), node.content_length()).fault;
+    const std::string fault = pack::read_ssd_file(tree_.file, node.payload(), node.content_length()).fault;
     if (!fault.empty()) find(node, "holds no SSD firmware file: " + fault);
   }
 
@@ -114,10 +114,6 @@ class Verifier {
 };
 
 }  // namespace
-
-pack::SsdFile ssd_file_at(const Input& file, uint64_t offset, uint64_t size) {
-  return pack::read_ssd_head(file.read(offset, std::min<uint64_t>(size, pack::kLongestSsdHead)), size);
-}
 
 Findings verify(const Tree& tree) { return Verifier(tree).run(); }
 

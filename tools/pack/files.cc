@@ -73,9 +73,19 @@ Nameless::Nameless(const std::function<void(const Sink&)>& content) : file_(std:
 std::string Nameless::path() const { return "/proc/self/fd/" + std::to_string(::fileno(file_.get())); }
 
 std::string readable(const std::string& name) {
-  if (name != "-") return name;
+  if (name != "-") {
+    opened(name, name);
+    if (fs::is_directory(name)) fail("cannot read", name, "not a regular file");
+    return name;
+  }
   static const Nameless kept(keep_standard_input);
   return kept.path();
+}
+
+std::string joined(const Lines& lines, std::string_view separator) {
+  std::string result;
+  for (const std::string& line : lines) result.append(result.empty() ? "" : separator).append(line);
+  return result;
 }
 
 Lines lines_of(const std::string& path) {

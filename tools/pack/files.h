@@ -54,9 +54,12 @@ class Nameless {
 };
 
 /// What opens the file that a person named: the name itself, or for "-" what standard input held.
+/// @throws Error when it cannot be read
 std::string readable(const std::string& name);
 
 using Lines = std::vector<std::string>;
+
+std::string joined(const Lines& lines, std::string_view separator);
 
 /// The file's lines. @throws Error when it cannot be read
 Lines lines_of(const std::string& path);

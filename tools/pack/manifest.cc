@@ -11,13 +11,13 @@ namespace coupler::pack {
 namespace {
 
 namespace fs = std::filesystem;
-using Keys = std::vector<std::string_view>;
+using Keys = Lines;
 
 constexpr uint64_t kMostBytes = 0xffff'ffff;
 constexpr int kDeepestImage = 8;
 constexpr size_t kLongestHeader = 0xffff * 16;
 
-constexpr std::string_view kImageHeader = "image-header";
+constexpr const char* kImageHeader = "image-header";
 constexpr const char* kHeaderFile = "hdr";
 
 /// Keeps keys that come twice, so that they can be refused where they stand.
@@ -27,12 +27,6 @@ struct AllKeys : nlohmann::ordered_map<Key, T, Less, Allocator> {
   T& operator[](const Key& key) { return this->emplace_back(key, T()).second; }  // called as the text is parsed
 };
 using Json = nlohmann::basic_json<AllKeys>;
-
-std::string list(const Keys& words) {
-  std::string text;
-  for (std::string_view word : words) text.append(text.empty() ? "" : ", ").append(word);
-  return text;
-}
 
 std::string in_quotes(std::string_view text) { return '"' + std::string(text) + '"'; }
 
@@ -66,13 +60,13 @@ struct Value {
   }
 
   void must_be_object(const Keys& keys) const {
-    if (!json.is_object()) reject("must be an object {...} with " + list(keys));
+    if (!json.is_object()) reject("must be an object {...} with " + joined(keys, ", "));
     std::map<std::string, int> times;
     for (const auto& [key, value] : json.items()) ++times[key];
     for (const auto& [key, count] : times) {
       if (count > 1) (*this)[key.c_str()].reject("the key stands there twice");
       if (std::ranges::find(keys, key) == keys.end()) {
-        reject("unknown key " + in_quotes(key) + "; there may be " + list(keys));
+        reject("unknown key " + in_quotes(key) + "; there may be " + joined(keys, ", "));
       }
     }
   }
@@ -226,9 +220,9 @@ class Reader {
     Keys types = {kImageHeader};
     for (const PartKind& kind : kPartKinds) {
       if (kind.name == type) return &kind;
-      types.push_back(kind.name);
+      types.emplace_back(kind.name);
     }
-    if (type != kImageHeader) value.reject("unknown part type " + in_quotes(type) + "; one of " + list(types));
+    if (type != kImageHeader) value.reject("unknown part type " + in_quotes(type) + "; one of " + joined(types, ", "));
     return nullptr;
   }
 

@@ -1,6 +1,8 @@
 // SSD firmware files: what stands before the firmware of a drive.
 #include "tools/pack/ssd_file.h"
 
+#include <algorithm>
+
 #include "tools/pack/builder.h"
 
 namespace coupler::pack {
@@ -43,7 +45,9 @@ bool is_number(const std::string& text) {
   return !text.empty() && text.size() < 18 && text.find_first_not_of("0123456789") == text.npos;
 }
 
-SsdFile read_ssd_head(const std::string& head, uint64_t size) {
+SsdFile read_ssd_file(const Input& input, uint64_t offset, uint64_t size) {
+  constexpr uint64_t kLongestHead = kSsdModels + kSsdField * (kMostSsdModels + 2);
+  const std::string head = input.read(offset, std::min(size, kLongestHead));
   if (head.size() < kSsdModels) return {"it is too short"};
   const std::string count = head.substr(kSsdModels - 2, 2);
   if (!is_number(count) || count == "00") return {"the number of models is none"};

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/pack/files.h"
+
 /// SSD firmware files: the firmware of a drive behind the list of the models that it is for.
 namespace coupler::pack {
 
@@ -22,8 +24,6 @@ struct SsdFirmware {
 /// @throws Error when a text is longer than 16 characters, or there are more than 99 models
 std::string ssd_head(const SsdFirmware& firmware, uint64_t size);
 
-constexpr size_t kLongestSsdHead = kSsdModels + kSsdField * (kMostSsdModels + 2);
-
 /// What a file says of itself, and what is wrong with it; empty when nothing is.
 struct SsdFile {
   std::string fault;
@@ -31,9 +31,8 @@ struct SsdFile {
   uint64_t size = 0;  ///< of its binary, bytes
 };
 
-/// @param head the file's beginning, as much of `kLongestSsdHead` bytes as there is
-/// @param size of the whole file
-SsdFile read_ssd_head(const std::string& head, uint64_t size);
+/// @param offset,size where it stands in `file`, and its length
+SsdFile read_ssd_file(const Input& file, uint64_t offset, uint64_t size);
 
 bool is_number(const std::string& text);
 
