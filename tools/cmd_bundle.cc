@@ -7,7 +7,6 @@
 #include "support/text.h"
 #include "tools/dump.h"
 #include "tools/host.h"
-#include "tools/packing.h"
 #include "tools/print.h"
 #include "tools/verify.h"
 
@@ -18,14 +17,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* kSsdDirectory = "/mnt/boot/ssd_firmwares";
 constexpr size_t kLongestDirectory = 255 - sizeof "/PowerSequencer-" - sizeof(FirmwareInfo::packageVersion);
-constexpr const char* kLookInside = "; \"couplerctl container tree\" shows what is in it";
-
-/// The parts that readers look at.
-std::vector<size_t> parts_of(const Tree& tree, size_t controller) {
-  std::vector<size_t> parts = tree.children(controller);
-  parts.resize(std::min(parts.size(), pack::kMostParts));
-  return parts;
-}
 
 void take_version(const Tree& tree, const Node& node, Json& report) {
   if (node.type == orvix_object_imageheader) report["package_version"] = text_in(tree.image_header(node).version);
@@ -43,7 +34,7 @@ Json contents_of(const Tree& tree) {
     report[kind + std::string("_version")] = "";
   std::string wanted;
   int count = 0;
-  for (const size_t part : tree.is_bundle() ? parts_of(tree, 2) : std::vector<size_t>()) {
+  for (const size_t part : tree.is_bundle() ? tree.children(2, pack::kMostParts) : std::vector<size_t>()) {
     const Node& node = tree.nodes[part];
     take_version(tree, node, report);
     if (node.type == orvix_object_imageheader) wanted = text_in(tree.image_header(node).filename);
@@ -54,7 +45,7 @@ Json contents_of(const Tree& tree) {
     images.push_back(name);
     const size_t content = tree.content_of_image(part);
     if (wanted.empty() || name != wanted || tree.nodes[content].type != orvix_object_controllertype) continue;
-    for (const size_t inner : parts_of(tree, content)) take_version(tree, tree.nodes[inner], report);
+    for (const size_t inner : tree.children(content, pack::kMostParts)) take_version(tree, tree.nodes[inner], report);
   }
   report["image_count"] = count;
   report["images"] = images;
@@ -69,12 +60,6 @@ Tree read_bundle(const std::string& path, const Arguments& arguments) {
   std::erase_if(findings, [](const Finding& finding) { return finding.note; });
   must_be_whole(" is no whole bundle; --force goes on all the same:", path, findings);
   return tree;
-}
-
-std::vector<std::string> all_files(const Arguments& arguments) {
-  std::vector<std::string> paths = {arguments.at("FILE")};
-  paths.insert(paths.end(), arguments.rest.begin(), arguments.rest.end());
-  return paths;
 }
 
 /// What failed of several files; it does not keep the others from being looked at.
@@ -101,10 +86,10 @@ class Failures {
   std::string place_;
 };
 
-void show_several(const Context& context, const Arguments& arguments, const std::vector<std::string>& paths) {
+void show_several(const Context& context, const Arguments& arguments) {
   Json bundles = Json::array();
   Failures failures;
-  for (const std::string& path : paths) {
+  for (const std::string& path : arguments.rest) {
     Json& bundle = bundles.emplace_back(Json{{"file", path}});
     bundle.update(failures.of([&] {
       bundle.update(contents_of(read_bundle(path, arguments)));
@@ -116,9 +101,8 @@ void show_several(const Context& context, const Arguments& arguments, const std:
 }
 
 void show(const Context& context, const Arguments& arguments) {
-  const std::vector<std::string> paths = all_files(arguments);
-  if (paths.size() > 1) return show_several(context, arguments, paths);
-  print_report(context, contents_of(read_bundle(paths[0], arguments)));
+  if (arguments.rest.size() > 1) return show_several(context, arguments);
+  print_report(context, contents_of(read_bundle(arguments.rest.front(), arguments)));
 }
 
 /// Regular files of a directory, and when each was written.
@@ -156,9 +140,9 @@ void unpack(const Context& context, const Arguments& arguments) {
   FirmwareInfo info{};
   if (SCI_extractFirmwareImagePayload(readable(path).c_str(), &info, directory.c_str()) != 0) {
     if (is_new) fs::remove(directory, error);  // only when it is empty
-    fail_with_reason(
-        path + " was not unpacked to its end; files in " + directory + " are whole" + kLookInside + ssd_advice(info),
-        path);
+    fail_with_reason(path + " was not unpacked to its end; files in " + directory +
+                         " are whole; \"couplerctl container tree\" shows what is in it" + ssd_advice(info),
+                     path);
   }
   Json result = contents_of(tree);
   result.update({{"directory", directory}, {"files", Json::array()}});
@@ -202,7 +186,7 @@ void verify_all(const Context& context, const std::vector<std::pair<std::string,
 
 void verify_bundles(const Context& context, const Arguments& arguments) {
   std::vector<std::pair<std::string, std::string>> bundles;
-  for (const std::string& path : all_files(arguments)) bundles.emplace_back(path, path);
+  for (const std::string& path : arguments.rest) bundles.emplace_back(path, path);
   verify_all(context, bundles);
 }
 
@@ -212,50 +196,33 @@ void dump_bundle(const Context& context, const Arguments& arguments) {
   print_report(context, {{"directory", directory}, {"manifest", kDumpedManifest}, {"files", files}});
 }
 
-void pack_bundle(const Context& context, const Arguments& arguments) {
-  if (!arguments.contains("--check")) return pack_file(context, pack::Kind::kBundle, arguments);
-  const pack::Manifest wanted = read_manifest(pack::Kind::kBundle, arguments);
-  const Nameless made([&](const pack::Sink& sink) { wanted.write(sink); });
-  print_warnings(wanted);
-  verify_all(context, {{made.path(), arguments.at("MANIFEST")}});
-}
-
 }  // namespace
 
-Command bundle_family() {
-  const Argument force_option = {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true};
-  const Argument align_option = {.name = "--align",
-                                 .about = "Start each part's content at a multiple of so many bytes, such as 4096",
-                                 .most = 65536};
-  const Argument check_option = {
-      .name = "--check", .about = "Verify what would be built, and write nothing", .flag = true};
+Commands bundle_commands() {
   const Argument file = {"FILE", "firmware bundle; - is standard input"};
-  const Argument more_files = {.name = "FILES", .about = "more of them", .repeats = true};
-  return {.name = "bundle",
-          .about = "Firmware bundles",
-          .commands = {
-              {"show", "Show the versions of bundles", {file, more_files, force_option}, show},
-              {"unpack",
-               "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
-               {file, {"DIR", "directory for the files; made when it is missing"}, force_option},
-               unpack},
-              {"verify", "Say what is wrong with bundles, without unpacking them", {file, more_files}, verify_bundles},
-              {"dump",
-               "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
-               {file, {"DIR", "directory for them; new or empty"}},
-               dump_bundle},
-              diff_command(true),
-              {"stage",
-               "Hand firmware to the platform for the next upgrade",
-               {{"FILE", "path for the platform"}, force_option},
-               stage},
-              {"pack",
-               "Build a bundle",
-               {{"MANIFEST", "JSON: the list of parts"},
-                {.name = "OUT", .about = "bundle file to write", .optional = true},
-                align_option,
-                check_option},
-               pack_bundle}}};
+  const Argument files = {.name = "FILE", .about = file.about + "; several are looked at one by one", .repeats = true};
+  return {{.name = "bundle",
+           .about = "Firmware bundles",
+           .commands = {
+               {"show", "Show the versions of bundles", {files, kForce}, show},
+               {"unpack",
+                "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
+                {file, {"DIR", "directory for the files; made when it is missing"}, kForce},
+                unpack},
+               {"verify", "Say what is wrong with bundles, without unpacking them", {files}, verify_bundles},
+               {"dump",
+                "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
+                {file, {"DIR", "directory for them; new or empty"}},
+                dump_bundle},
+               diff_command(true),
+               {"stage",
+                "Hand firmware to the platform for the next upgrade",
+                {{"FILE", "path for the platform"}, kForce},
+                stage},
+               pack_command(pack::Kind::kBundle, "Build a bundle", "JSON: the list of parts", "bundle file to write",
+                            [](const Context& context, const std::string& path, const std::string& name) {
+                              verify_all(context, {{path, name}});
+                            })}}};
 }
 
 }  // namespace coupler::tools

@@ -28,15 +28,15 @@ void list(const Context& context, const Arguments& arguments) {
 
 }  // namespace
 
-Command command_family() {
-  return {.name = "command",
-          .about = "Show a template of the switch command language",
-          .arguments = {{.name = "N", .about = "its number", .most = BRANTIX_COMMAND_COUNT - 1, .optional = true}},
-          .run = show,
-          .commands = {{"list",
-                        "Show the templates that hold a text, or all",
-                        {{.name = "TEXT", .about = "what they hold", .optional = true}},
-                        list}}};
+Commands template_commands() {
+  return {{.name = "command",
+           .about = "Show a template of the switch command language",
+           .arguments = {{.name = "N", .about = "its number", .most = BRANTIX_COMMAND_COUNT - 1, .optional = true}},
+           .run = show,
+           .commands = {{"list",
+                         "Show the templates that hold a text, or all",
+                         {{.name = "TEXT", .about = "what they hold", .optional = true}},
+                         list}}}};
 }
 
 }  // namespace coupler::tools

@@ -4,7 +4,6 @@
 #include "brantix/image.h"
 #include "support/handle.h"
 #include "tools/host.h"
-#include "tools/packing.h"
 #include "tools/print.h"
 #include "tools/tree.h"
 
@@ -80,27 +79,22 @@ void show_image(const Context& context, const Arguments& arguments) {
 
 }  // namespace
 
-Command image_family() {
-  return {.name = "image",
-          .about = "Software images",
-          .commands = {{"show",
-                        "Show the header of an image",
-                        {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"},
-                         {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true}},
-                        show_image},
-                       pack_command(pack::Kind::kImage, "Build an image", "JSON: header, nesting, content",
-                                    "image file to write")}};
-}
-
-Command container_family() {
-  return {.name = "container",
-          .about = "The container format itself",
-          .commands = {{"tree",
-                        "List the objects of a container, and where it breaks if it does",
-                        {{"FILE", "image or bundle"},
-                         {.name = "--digest", .about = "with the SHA-256 of each payload or part", .flag = true}},
-                        show_tree},
-                       diff_command(false)}};
+Commands container_commands() {
+  const Commands of_images = {
+      {"show",
+       "Show the header of an image",
+       {{"FILE", "image, bundle, or a header alone (its name holds \".img__hdr\")"}, kForce},
+       show_image},
+      pack_command(pack::Kind::kImage, "Build an image", "JSON: header, nesting, content", "image file to write")};
+  const Commands of_containers = {
+      {"tree",
+       "List the objects of a container, and where it breaks if it does",
+       {{"FILE", "image or bundle"},
+        {.name = "--digest", .about = "with the SHA-256 of each payload or part", .flag = true}},
+       show_tree},
+      diff_command(false)};
+  return {{.name = "image", .about = "Software images", .commands = of_images},
+          {.name = "container", .about = "The container format itself", .commands = of_containers}};
 }
 
 }  // namespace coupler::tools

@@ -144,9 +144,9 @@ void examine(const Context& context, const Arguments&) {
 
 }  // namespace
 
-Command doctor_command() {
+Commands doctor_commands() {
   return {
-      "doctor", "Look for all that the library needs of the platform, and say what its absence breaks", {}, examine};
+      {"doctor", "Look for all that the library needs of the platform, and say what its absence breaks", {}, examine}};
 }
 
 }  // namespace coupler::tools

@@ -6,7 +6,6 @@
 #include "brantix/firmware.h"
 #include "tools/host.h"
 #include "tools/pack/ssd_file.h"
-#include "tools/packing.h"
 #include "tools/print.h"
 
 namespace coupler::tools {
@@ -121,31 +120,23 @@ void show_ssd(const Context& context, const Arguments& arguments) {
 
 }  // namespace
 
-Command ssd_family() {
-  return {
-      .name = "ssd",
-      .about = "SSD firmware files",
-      .commands = {{"match",
-                    "Take the fitted drive's firmware out of a file that is for it (to " + std::string(kEquipped) + ")",
-                    {{"FILE", "SSD firmware file"},
-                     {.name = "--force", .about = "Also when the fitted drive is not known", .flag = true}},
-                    match},
-                   {"show", "Show what an SSD firmware file is for", {{"FILE", "SSD firmware file"}}, show_ssd},
-                   pack_command(pack::Kind::kSsdFile, "Build an SSD firmware file",
-                                "JSON: the drives and their firmware", "file to write")}};
-}
-
-Command versions_command() { return {"versions", "Show the versions of the running software", {}, show_versions}; }
-
-Command boot_names_command() {
-  return {"boot-names", "Show the system images as the boot loader names them", {}, show_boot_names};
-}
-
-Command firmware_family() {
+Commands firmware_commands() {
+  const Commands of_drives = {
+      {"match",
+       "Take the fitted drive's firmware out of a file that is for it (to " + std::string(kEquipped) + ")",
+       {{"FILE", "SSD firmware file"},
+        {.name = "--force", .about = "Also when the fitted drive is not known", .flag = true}},
+       match},
+      {"show", "Show what an SSD firmware file is for", {{"FILE", "SSD firmware file"}}, show_ssd},
+      pack_command(pack::Kind::kSsdFile, "Build an SSD firmware file", "JSON: the drives and their firmware",
+                   "file to write")};
   constexpr const char* kAbout = "Show what is running and where an upgrade stands (asks the SSD, if there is one)";
-  return {.name = "firmware",
-          .about = "The firmware of the appliance's parts",
-          .commands = {{"report", kAbout, {}, show_current}}};
+  return {{"versions", "Show the versions of the running software", {}, show_versions},
+          {"boot-names", "Show the system images as the boot loader names them", {}, show_boot_names},
+          {.name = "firmware",
+           .about = "The firmware of the appliance's parts",
+           .commands = {{"report", kAbout, {}, show_current}}},
+          {.name = "ssd", .about = "SSD firmware files", .commands = of_drives}};
 }
 
 }  // namespace coupler::tools

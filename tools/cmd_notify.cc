@@ -108,15 +108,16 @@ void notify(const Context& context, const Arguments& arguments) {
 
 }  // namespace
 
-Command notify_command() {
-  return {"notify",
-          "Send an SNMP notification",
-          {{"OID", "of the notification"},
-           {.name = "VARIABLE",
-            .about = "three words each: OID, TYPE (i INTEGER, s STRING, o OID, T text, c Counter32, u Gauge32, "
-                     "C Counter64), VALUE; put -- before them when a text begins with -",
-            .repeats = true}},
-          notify};
+Commands notify_commands() {
+  return {{"notify",
+           "Send an SNMP notification",
+           {{"OID", "of the notification"},
+            {.name = "VARIABLE",
+             .about = "three words each: OID, TYPE (i INTEGER, s STRING, o OID, T text, c Counter32, u Gauge32, "
+                      "C Counter64), VALUE; put -- before them when a text begins with -",
+             .repeats = true,
+             .optional = true}},
+           notify}};
 }
 
 }  // namespace coupler::tools

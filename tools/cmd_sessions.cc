@@ -87,18 +87,16 @@ void show_role(const Context& context, const Arguments& arguments) {
 
 }  // namespace
 
-Command sessions_command() {
-  return {.name = "sessions",
-          .about = "Show the open CLI sessions",
-          .arguments = {{.name = "--watch",
-                         .about = "Show them again after so many seconds, until interrupted",
-                         .most = 86400},
-                        {"--user", "Only those of this user"}},
-          .run = show};
-}
-
-Command role_command() {
-  return {"role", "Show a user's role, as the operating system's groups tell it", {{"USER", "user's name"}}, show_role};
+Commands session_commands() {
+  constexpr const char* kAbout = "Show a user's role, as the operating system's groups tell it";
+  return {{.name = "sessions",
+           .about = "Show the open CLI sessions",
+           .arguments = {{.name = "--watch",
+                          .about = "Show them again after so many seconds, until interrupted",
+                          .most = 86400},
+                         {"--user", "Only those of this user"}},
+           .run = show},
+          {"role", kAbout, {{"USER", "user's name"}}, show_role}};
 }
 
 }  // namespace coupler::tools

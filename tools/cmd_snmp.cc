@@ -187,7 +187,7 @@ Command community_family() {
 
 }  // namespace
 
-Command snmp_family() {
+Commands snmp_commands() {
   const Argument address = {"ADDRESS", "address or name"}, user = {"NAME", "user's name"},
                  text = {"TEXT", "one line; may be empty"},
                  auth = {.name = "--auth", .about = "authentication protocol (SHA)", .choices = kAuthentication},
@@ -212,17 +212,17 @@ Command snmp_family() {
       {"add", "Create a user, or set one anew", {user, auth, privacy, file, privacy_file}, add_user},
       deletion("user", user, delete_user),
       list("Show the configured users", "users", configured_users)};
-  return {.name = "snmp",
-          .about = "The SNMP agent",
-          .commands = {{"show", "Show all that is configured; passwords never", {}, show},
-                       service_switch("enable", "Start the agent", "enabled", true, SCI_EnableSnmp),
-                       service_switch("disable", "Stop the agent", "disabled", false, SCI_DisableSnmp),
-                       {.name = "host", .about = "Destinations of traps and informs", .commands = hosts},
-                       {.name = "user", .about = "SNMPv3 users", .commands = users},
-                       community_family(),
-                       setting("contact", "Set the system contact", text, "set", one_line, SCI_SetSnmpSysContact),
-                       setting("location", "Set the system location and restart the agent", text, "set", one_line,
-                               SCI_SetSnmpSysLocation)}};
+  return {{.name = "snmp",
+           .about = "The SNMP agent",
+           .commands = {{"show", "Show all that is configured; passwords never", {}, show},
+                        service_switch("enable", "Start the agent", "enabled", true, SCI_EnableSnmp),
+                        service_switch("disable", "Stop the agent", "disabled", false, SCI_DisableSnmp),
+                        {.name = "host", .about = "Destinations of traps and informs", .commands = hosts},
+                        {.name = "user", .about = "SNMPv3 users", .commands = users},
+                        community_family(),
+                        setting("contact", "Set the system contact", text, "set", one_line, SCI_SetSnmpSysContact),
+                        setting("location", "Set the system location and restart the agent", text, "set", one_line,
+                                SCI_SetSnmpSysLocation)}}};
 }
 
 }  // namespace coupler::tools

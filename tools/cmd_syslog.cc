@@ -102,7 +102,7 @@ void show(const Context& context, const Arguments&) {
 
 }  // namespace
 
-Command syslog_family() {
+Commands syslog_commands() {
   const Argument least = {.name = "SEVERITY",
                           .about = "least severe that passes: a name such as errors, or 0 to 7",
                           .choices = kSeverities};
@@ -122,7 +122,7 @@ Command syslog_family() {
       setting("no-file", "Write none to the platform's log file", {}, SCI_DisableFileSyslogging),
       setting("message", "Write one message, tagged VTRC", {least, {"TEXT", "the message"}}, send),
   };
-  return {.name = "syslog", .about = "Where syslog messages go", .commands = commands};
+  return {{.name = "syslog", .about = "Where syslog messages go", .commands = commands}};
 }
 
 }  // namespace coupler::tools

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "support/lines.h"
-#include "tools/pack/builder.h"
+#include "tools/pack/manifest.h"
 
-/// A family is a file cmd_*.cc, declared here and listed once in couplerctl.cc.
+/// The commands of a file cmd_*.cc are declared here and listed once in couplerctl.cc.
 namespace coupler::tools {
 
 /// The options that every subcommand has.
@@ -65,10 +65,12 @@ struct Argument {
   std::string about;
   int64_t most = -1;                     ///< a number from 0 to this; -1: a text
   bool flag = false;                     ///< an option without a value
-  bool repeats = false;                  ///< the last one: positional, any number of words
+  bool repeats = false;                  ///< the last one: positional, any number of words; none where it is optional
   bool optional = false;                 ///< positional, but may be left out
   std::span<const Choice> choices = {};  ///< the values that it may have; empty: any
 };
+
+inline const Argument kForce = {.name = "--force", .about = "Go on whatever is wrong with the file", .flag = true};
 
 struct Command {
   std::string name;
@@ -78,20 +80,25 @@ struct Command {
   std::vector<Command> commands = {};
 };
 
-Command image_family();
-Command container_family();
+using Commands = std::vector<Command>;
+
+Commands container_commands();
+Commands bundle_commands();
+Commands firmware_commands();
+Commands snmp_commands();
+Commands notify_commands();
+Commands syslog_commands();
+Commands session_commands();
+Commands template_commands();
+Commands doctor_commands();
+
 Command diff_command(bool parts_only);
-Command bundle_family();
-Command snmp_family();
-Command command_family();
-Command versions_command();
-Command boot_names_command();
-Command firmware_family();
-Command ssd_family();
-Command sessions_command();
-Command role_command();
-Command notify_command();
-Command syslog_family();
-Command doctor_command();
+
+/// Says what is wrong with the file `path`, which it calls `name`.
+using Check = std::function<void(const Context&, const std::string& path, const std::string& name)>;
+
+/// The command that builds a file of the kind. @param check null where there is no --check
+Command pack_command(pack::Kind kind, const char* about, const char* manifest, const char* out,
+                     const Check& check = nullptr);
 
 }  // namespace coupler::tools

@@ -64,8 +64,6 @@ std::string checked(const Argument& argument, const std::string& text) {
                    argument.name);
 }
 
-bool is_option(const Argument& argument) { return argument.name.starts_with('-'); }
-
 Arguments arguments_of(const Known& known) {
   Arguments arguments;
   for (const Argument& argument : known.command->arguments) {
@@ -82,8 +80,9 @@ Arguments arguments_of(const Known& known) {
 void add_argument(CLI::App& app, const Argument& argument) {
   CLI::Option* const option =
       argument.flag ? app.add_flag(argument.name, argument.about) : app.add_option(argument.name, argument.about);
-  option->required(!is_option(argument) && !argument.repeats && !argument.optional);
-  if (argument.repeats) option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
+  option->required(!argument.name.starts_with('-') && !argument.optional);
+  if (argument.repeats)
+    option->expected(argument.optional ? 0 : 1, CLI::detail::expected_max_vector_size)->allow_extra_args();
   if (argument.most >= 0) option->type_name("NUMBER");
   if (!argument.choices.empty()) option->type_name("TEXT:{" + list(argument.choices, ",") + "}");
 }
@@ -156,12 +155,14 @@ int main(int argc, char** argv) {
     print_message("error:", "there is no standard output", Style::kAlarm);
     return kFailed;
   }
-  const Command couplerctl = {
+  Command couplerctl = {
       .name = "couplerctl",
-      .about = "Works with the appliance's images, firmware bundles and settings through the coupler library.",
-      .commands = {image_family(), container_family(), bundle_family(), versions_command(), boot_names_command(),
-                   firmware_family(), ssd_family(), snmp_family(), notify_command(), syslog_family(),
-                   sessions_command(), role_command(), command_family(), doctor_command()}};
+      .about = "Works with the appliance's images, firmware bundles and settings through the coupler library."};
+  for (const auto& commands :
+       {container_commands(), bundle_commands(), firmware_commands(), snmp_commands(), notify_commands(),
+        syslog_commands(), session_commands(), template_commands(), doctor_commands()}) {
+    std::ranges::copy(commands, std::back_inserter(couplerctl.commands));
+  }
   CLI::App app(couplerctl.about, couplerctl.name);
   Context context;
   std::vector<Known> known;

@@ -124,9 +124,9 @@ bool Tree::is_bundle() const {
          nodes[2].type == orvix_object_controllertype && nodes[2].depth == nodes[1].depth + 1;
 }
 
-std::vector<size_t> Tree::children(size_t node) const {
+std::vector<size_t> Tree::children(size_t node, size_t most) const {
   std::vector<size_t> found;
-  for (size_t i = node + 1; i < nodes.size() && nodes[i].depth > nodes[node].depth; ++i) {
+  for (size_t i = node + 1; i < nodes.size() && nodes[i].depth > nodes[node].depth && found.size() < most; ++i) {
     if (nodes[i].depth == nodes[node].depth + 1) found.push_back(i);
   }
   return found;

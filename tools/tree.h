@@ -51,8 +51,8 @@ struct Tree {
 
   /// Whether a signature object with a controller type begins it. Its parts are those of node 2.
   bool is_bundle() const;
-  /// The objects of which `node` is made, by index.
-  std::vector<size_t> children(size_t node) const;
+  /// The first `most` of the objects of which `node` is made, by index.
+  std::vector<size_t> children(size_t node, size_t most = SIZE_MAX) const;
   /// The index of what stands in the signature object of the image that part `node` holds; 0 when it holds none.
   size_t content_of_image(size_t node) const;
   ImageHeader image_header(const Node& node) const;

@@ -18,7 +18,6 @@ constexpr int kDeepestImage = 8;
 constexpr size_t kLongestHeader = 0xffff * 16;
 
 constexpr const char* kImageHeader = "image-header";
-constexpr const char* kHeaderFile = "hdr";
 
 /// Keeps keys that come twice, so that they can be refused where they stand.
 template <class Key, class T, class Less, class Allocator>
@@ -40,8 +39,6 @@ std::string characters(const std::string& text) {
 }
 
 std::string element(const std::string& list, size_t index) { return list + '[' + std::to_string(index) + ']'; }
-
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 /// A value of the manifest and where it stands, such as parts[2].version.
 struct Value {
@@ -173,7 +170,7 @@ class Reader {
     for (const HeaderText& row : kHeaderTexts) {
       if (value.has(row.key)) fields.*row.field = value[row.key].text(row.capacity - 1);
     }
-    if (!std::all_of(fields.image_size.begin(), fields.image_size.end(), is_digit)) {
+    if (fields.image_size.find_first_not_of("0123456789") != std::string::npos) {
       value["image_size"].reject("must be a text of digits, the size in bytes");
     }
     if (value.has("platform")) fields.platform = value["platform"].code();
@@ -205,7 +202,7 @@ class Reader {
       if (!row.json.is_object()) row.reject("must be an object {...}");
       const PartKind* const kind = kind_of(row["type"]);
       objects.push_back(kind == nullptr ? image_header(header_fields(row, header_keys("type"))) : part(row, *kind));
-      const std::string name = kind == nullptr ? kHeaderFile : kind->prefix + row[kind->text].text();
+      const std::string name = kind == nullptr ? "hdr" : kind->prefix + row[kind->text].text();
       const auto [earlier, is_new] = names.emplace(name, objects.back().guid);
       if (is_new) continue;
       if (earlier->second != objects.back().guid) row.reject("an earlier part becomes the file " + name + " too");

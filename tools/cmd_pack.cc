@@ -1,6 +1,4 @@
 // Builds files from manifests: what bundle, image and SSD packing share.
-#include "tools/packing.h"
-
 #include <unistd.h>
 
 #include <chrono>
@@ -47,8 +45,6 @@ void write_result(const Context& context, const pack::Manifest& wanted) {
   wanted.write([](std::string_view piece) { std::fwrite(piece.data(), 1, piece.size(), result_stream()); });
 }
 
-}  // namespace
-
 pack::Manifest read_manifest(pack::Kind kind, const Arguments& arguments) {
   pack::Manifest wanted = pack::read_manifest(kind, arguments.at("MANIFEST"));
   if (!arguments.contains("--align")) return wanted;
@@ -87,10 +83,26 @@ void pack_file(const Context& context, pack::Kind kind, const Arguments& argumen
   print_warnings(wanted);
 }
 
-Command pack_command(pack::Kind kind, const char* about, const char* manifest, const char* out) {
-  return {"pack", about, {{"MANIFEST", manifest}, {"OUT", out}}, [=](const Context& context, const Arguments& given) {
-            pack_file(context, kind, given);
-          }};
+}  // namespace
+
+Command pack_command(pack::Kind kind, const char* about, const char* manifest, const char* out, const Check& check) {
+  Command command = {
+      "pack", about, {{"MANIFEST", manifest}, {.name = "OUT", .about = out, .optional = check != nullptr}}};
+  if (check != nullptr) {
+    command.arguments.push_back({.name = "--align",
+                                 .about = "Start each part's content at a multiple of so many bytes, such as 4096",
+                                 .most = 65536});
+    command.arguments.push_back(
+        {.name = "--check", .about = "Verify what would be built, and write nothing", .flag = true});
+  }
+  command.run = [=](const Context& context, const Arguments& arguments) {
+    if (!arguments.contains("--check")) return pack_file(context, kind, arguments);
+    const pack::Manifest wanted = read_manifest(kind, arguments);
+    const Nameless made([&](const pack::Sink& sink) { wanted.write(sink); });
+    print_warnings(wanted);
+    check(context, made.path(), arguments.at("MANIFEST"));
+  };
+  return command;
 }
 
 }  // namespace coupler::tools
