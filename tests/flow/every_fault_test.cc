@@ -184,7 +184,8 @@ TEST(ReadingTest, WhatCannotBeReadIsTold) {
       {"read", read, "extract_fw_info|extract_fw_info: orvix_object_imageheader ERROR failed to get header\\n"},
   };
   for (const auto& [kind, run, line] : rows) {
-    EXPECT_TRUE(can_be(kind, run, [&](auto& said) { return said.find("info " + line) != said.npos; })) << line;
+    const auto tells = [told = "info " + line](const std::string& said) { return said.find(told) != said.npos; };
+    EXPECT_TRUE(can_be(kind, run, tells)) << line;
   }
   prctl(PR_SET_NAME, "vsh");
   const auto learn = [] {
