@@ -254,7 +254,7 @@ TEST_F(BundleTest, WhatIsRefusedWritesNothingAndTellsWhy) {
       {part("..;4", orvix_object_imagefile), "ERROR: part ..;4 has no usable file name\n", 0},
       {part(".;4", orvix_object_textfile), "ERROR: part .;4 has no usable file name\n", 0},
       {part(";4", orvix_object_textfile), "ERROR: part ;4 has no usable file name\n", 0},
-      {part("/../../x;4", orvix_object_ssd), "ERROR: part /../../x;4 has no usable file name\n"},  // written either way
+      {part("../x;4", orvix_object_ssd), "ERROR: part ../x;4 has no usable file name\n"},  // written either way
   };
   for (const auto& row : rows) {
     EXPECT_EQ(unpack(row.bytes), -1) << row.told;
@@ -265,7 +265,7 @@ TEST_F(BundleTest, WhatIsRefusedWritesNothingAndTellsWhy) {
     log_.take_lines();
   }
   EXPECT_EQ(read({rommon("9", "x"), object(orvix_object_keystore), fpga("9")}), -1);
-  EXPECT_EQ(versions(), "/9/////../..//") << "what was read before stays";
+  EXPECT_EQ(versions(), "/9////../x/") << "what was read before stays";
 }
 
 TEST_F(BundleTest, WhatThePayloadLacksIsZero) {
