@@ -161,17 +161,20 @@ void stage(const Context& context, const Arguments& arguments) {
   print_report(context, {{"staged", path}});
 }
 
-/// Says what is wrong with files, each under a name of its own, in one document. Fails when there are findings.
-void verify_all(const Context& context, const std::vector<std::pair<std::string, std::string>>& paths_and_names) {
+/// Says what is wrong with files in one document. Fails when there are findings.
+///
+/// @param name for people, instead of the path
+void verify_all(const Context& context, const std::vector<std::string>& paths, const std::string& name) {
   Json document = {{"findings", Json::array()}, {"notes", Json::array()}};
   Failures failures;
-  for (const auto& [path, name] : paths_and_names) {
-    failures.of([&, &path = path, &name = name] {
+  for (const std::string& path : paths) {
+    const std::string& shown = name.empty() ? path : name;
+    failures.of([&] {
       for (const Finding& finding : verify(read_tree(path))) {
         document[finding.note ? "notes" : "findings"].push_back(
-            {{"file", name}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
+            {{"file", shown}, {"offset", finding.offset}, {"part", finding.part}, {"finding", finding.text}});
         if (context.json) continue;
-        print_line(escaped(name + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
+        print_line(escaped(shown + lines_of({finding}).replace(0, 3, ": ") + (finding.note ? " (a note)" : "")));
       }
     });
   }
@@ -184,11 +187,7 @@ void verify_all(const Context& context, const std::vector<std::pair<std::string,
   failures.tell();
 }
 
-void verify_bundles(const Context& context, const Arguments& arguments) {
-  std::vector<std::pair<std::string, std::string>> bundles;
-  for (const std::string& path : arguments.rest) bundles.emplace_back(path, path);
-  verify_all(context, bundles);
-}
+void verify_bundles(const Context& context, const Arguments& arguments) { verify_all(context, arguments.rest, ""); }
 
 void dump_bundle(const Context& context, const Arguments& arguments) {
   const std::string& directory = arguments.at("DIR");
@@ -203,26 +202,23 @@ Commands bundle_commands() {
   const Argument files = {.name = "FILE", .about = file.about + "; several are looked at one by one", .repeats = true};
   return {{.name = "bundle",
            .about = "Firmware bundles",
-           .commands = {
-               {"show", "Show the versions of bundles", {files, kForce}, show},
-               {"unpack",
-                "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
-                {file, {"DIR", "directory for the files; made when it is missing"}, kForce},
-                unpack},
-               {"verify", "Say what is wrong with bundles, without unpacking them", {files}, verify_bundles},
-               {"dump",
-                "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
-                {file, {"DIR", "directory for them; new or empty"}},
-                dump_bundle},
-               diff_command(true),
-               {"stage",
-                "Hand firmware to the platform for the next upgrade",
-                {{"FILE", "path for the platform"}, kForce},
-                stage},
-               pack_command(pack::Kind::kBundle, "Build a bundle", "JSON: the list of parts", "bundle file to write",
-                            [](const Context& context, const std::string& path, const std::string& name) {
-                              verify_all(context, {{path, name}});
-                            })}}};
+           .commands = {{"show", "Show the versions of bundles", {files, kForce}, show},
+                        {"unpack",
+                         "Write the parts of a bundle as files (its SSD firmware to /mnt/boot/ssd_firmwares)",
+                         {file, {"DIR", "directory for the files; made when it is missing"}, kForce},
+                         unpack},
+                        {"verify", "Say what is wrong with bundles, without unpacking them", {files}, verify_bundles},
+                        {"dump",
+                         "Write a manifest and files from which \"bundle pack\" makes the very same bytes",
+                         {file, {"DIR", "directory for them; new or empty"}},
+                         dump_bundle},
+                        diff_command(true),
+                        {"stage",
+                         "Hand firmware to the platform for the next upgrade",
+                         {{"FILE", "path for the platform"}, kForce},
+                         stage},
+                        pack_command(pack::Kind::kBundle, "Build a bundle", "JSON: the list of parts",
+                                     "bundle file to write", verify_all)}}};
 }
 
 }  // namespace coupler::tools

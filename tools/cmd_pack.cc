@@ -100,7 +100,7 @@ Command pack_command(pack::Kind kind, const char* about, const char* manifest, c
     const pack::Manifest wanted = read_manifest(kind, arguments);
     const Nameless made([&](const pack::Sink& sink) { wanted.write(sink); });
     print_warnings(wanted);
-    check(context, made.path(), arguments.at("MANIFEST"));
+    check(context, {made.path()}, arguments.at("MANIFEST"));
   };
   return command;
 }

@@ -94,8 +94,8 @@ Commands doctor_commands();
 
 Command diff_command(bool parts_only);
 
-/// Says what is wrong with the file `path`, which it calls `name`.
-using Check = std::function<void(const Context&, const std::string& path, const std::string& name)>;
+/// Says what is wrong with files, which it calls `name`.
+using Check = std::function<void(const Context&, const std::vector<std::string>& paths, const std::string& name)>;
 
 /// The command that builds a file of the kind. @param check null where there is no --check
 Command pack_command(pack::Kind kind, const char* about, const char* manifest, const char* out,
