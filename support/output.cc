@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <span>
 #include <string_view>
 
 #include "support/cancellation.h"
@@ -34,6 +35,13 @@ void sync_directory(const char* path) {
   if (directory) sync(directory.get());
 }
 
+sigset_t set_of(std::span<const int> signals) {
+  sigset_t set;
+  ::sigemptyset(&set);
+  for (const int signal : signals) ::sigaddset(&set, signal);
+  return set;
+}
+
 /// Splits `path` into its directory and the hidden name beside it.
 bool places_of(const char* path, Text directory, Text beside) {
   const std::string_view whole(path);
@@ -46,9 +54,7 @@ bool places_of(const char* path, Text directory, Text beside) {
 }  // namespace
 
 SignalFreeWrites::SignalFreeWrites() {
-  sigset_t held;
-  ::sigemptyset(&held);
-  for (const int signal : kSignalsOfWrites) ::sigaddset(&held, signal);
+  const sigset_t held = set_of(kSignalsOfWrites);
   ::sigpending(&pending_);
   ::pthread_sigmask(SIG_BLOCK, &held, &mask_);
 }
@@ -58,10 +64,8 @@ SignalFreeWrites::~SignalFreeWrites() {
   const CancellationHeldOff held_off;
   const int reason = errno;
   constexpr timespec kAtOnce{};
-  for (const int signal : kSignalsOfWrites) {
-    sigset_t one;
-    ::sigemptyset(&one);
-    ::sigaddset(&one, signal);
+  for (const int& signal : kSignalsOfWrites) {
+    const sigset_t one = set_of({&signal, 1});
     if (::sigismember(&pending_, signal) == 0) ::sigtimedwait(&one, nullptr, &kAtOnce);
   }
   ::pthread_sigmask(SIG_SETMASK, &mask_, nullptr);

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstdarg>
 
 #include "support/copy.h"
@@ -110,6 +111,21 @@ TEST_F(OutputFileTest, WritesThroughWhatIsNoPlainFile) {
   EXPECT_TRUE(write("/dev/null", 6));
   EXPECT_FALSE(write("/dev/full", 3) || OutputFile("/dev/full").set_size(3));
   EXPECT_EQ(errno, ENOSPC);
+}
+
+[[gnu::noinline]] void fill_stack() {
+  volatile char old[4096];
+  for (volatile char& byte : old) byte = -1;
+}
+
+TEST_F(OutputFileTest, HoldsItsOwnSignalsAlone) {
+  sigset_t held;
+  fill_stack();
+  const SignalFreeWrites writes;
+  ::pthread_sigmask(SIG_BLOCK, nullptr, &held);
+  for (int signal = 1; signal < SIGRTMAX; ++signal) {
+    EXPECT_EQ(sigismember(&held, signal), signal == SIGPIPE || signal == SIGXFSZ) << signal;
+  }
 }
 
 // A limit, as a full disk, is told before anything is written.
