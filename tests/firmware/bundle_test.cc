@@ -218,13 +218,17 @@ TEST_F(BundleTest, TheInnerWalkGoesOnOverTheOuterObjects) {
 }
 
 TEST_F(BundleTest, FilesThatCannotBeOpenedOrMeasured) {
-  const std::string pipe = directory_ / "pipe", failed = "info extract_firmware_info|ERROR: failed to access file ";
+  const std::string pipe = directory_ / "pipe", socket = directory_ / "socket";
+  const std::string failed = "info extract_firmware_info|ERROR: failed to access file ";
+  const std::string unmeasured = "info getFileSize|ERROR: getFileSize: ";
   mkfifo(pipe.c_str(), 0600);
-  for (const char* path : {"/no/such", static_cast<const char*>(nullptr), pipe.c_str()})
+  mknod(socket.c_str(), S_IFSOCK | 0600, 0);
+  for (const char* path : {"/no/such", static_cast<const char*>(nullptr), socket.c_str(), pipe.c_str()})
     EXPECT_EQ(walk(path, nullptr), -1);
   EXPECT_THAT(log_.take_lines(),
               ElementsAre(failed + "/no/such\n", failed + "(null)\n",
-                          "info getFileSize|ERROR: getFileSize: failed to seek file " + pipe + ", rc -1, Illegal seek",
+                          unmeasured + "unable to open file " + socket + ", No such device or address",
+                          unmeasured + "failed to seek file " + pipe + ", rc -1, Illegal seek",
                           HasSubstr("failed to seek inOffset 16, Illegal seek")));
 }
 
