@@ -138,7 +138,7 @@ bool scan(SessionIterator& snapshot) {
   if (!table) return false;
   const int proc = ::dirfd(table.get());
   ProcessReader reader;
-  CliProcess process;
+  CliProcess process{};
   while (const dirent* entry = next_entry(table)) {
     process.pid = static_cast<int32_t>(leading_number(entry->d_name));
     if (process.pid == 0 || !reader.has_shell_name(proc, process.pid)) continue;
