@@ -214,6 +214,11 @@ TEST(LinesTest, AreWholeWhereverTheyLie) {
   };
   EXPECT_TRUE(read(&LineReader::next_piece) == pieces + std::string("ab\0c|", 5));
   EXPECT_TRUE(read(&LineReader::next_line) == cut + "ab|");
+  int half[2];
+  ASSERT_EQ(::pipe2(half, O_NONBLOCK), 0);
+  EXPECT_EQ(::write(half[1], "half", 4), 4);
+  EXPECT_FALSE(LinesOf<7>(half[0]).next_line()) << "more might come, but cannot be read";
+  for (const int end : half) ::close(end);
 }
 
 /// The value as a word of its own, and between quotes of ours.
