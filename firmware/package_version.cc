@@ -23,8 +23,9 @@ void copy_without_dots(const char* version, char (&copy)[kFieldSize]) {
 size_t read_numbers(const char* text, int (&numbers)[4]) {
   size_t count = 0;
   while (text != nullptr) {
-    if (count < std::size(numbers))
+    if (count < std::size(numbers)) {
       numbers[count] = static_cast<int>(std::clamp<int64_t>(leading_number(text), INT_MIN, INT_MAX));
+    }
     ++count;
     text = std::strchr(text, '.');
     if (text != nullptr) ++text;

@@ -38,7 +38,7 @@ class LogMessage {
     constexpr char kConversions[] = {conversion_of(Arguments{})..., '\0'};
     size_t next = 0;
     for (size_t i = format.find('%'); i != format.npos; i = format.find('%', i + 2), ++next) {
-      if (i + 1 == format.size() || format[i + 1] != kConversions[next]) return false;
+      if (next >= sizeof...(Arguments) || i + 1 == format.size() || format[i + 1] != kConversions[next]) return false;
     }
     return true;
   }
